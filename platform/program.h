@@ -1,0 +1,65 @@
+// The running program and its surroundings: path, clock, local time, text files, commands, the end.
+//
+// All operations may be called from any thread.
+#ifndef KV500_PLATFORM_PROGRAM_H
+#define KV500_PLATFORM_PROGRAM_H
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+namespace platform {
+
+/// What separates the parts of a path: a backslash on Windows, a slash elsewhere.
+extern const char16_t pathSeparator;
+
+/// The full path of the running program. Paths pass through here and the file operations below
+/// without loss, whatever bytes or units they hold.
+std::u16string GetModuleFileNameW();
+
+/// Milliseconds of elapsed time since the process started. 64 bits, as a service may well run
+/// longer than the 24 days that 31 bits can count.
+std::int64_t clock();
+
+/// The calendar time in seconds.
+std::int64_t _time64();
+/// Broken-down local time of a calendar time. False if there is none.
+bool _localtime64_s(std::tm& result, std::int64_t time);
+
+/// Reads a text file whole. A carriage return directly before a line feed is dropped. False if
+/// the file can't be opened, is no ordinary file, or is larger than 1 MiB; a read error later on
+/// counts as the end of the file. Other programs may read and write it meanwhile.
+bool readTextFile(const std::u16string& path, std::string& content);
+
+/// A text file that is only appended to. It is made if absent; other programs may read and write
+/// it meanwhile. Each line feed is stored as carriage return and line feed, on every platform.
+/// One thread at a time.
+class AppendStream {
+ public:
+  AppendStream() = default;
+  AppendStream(const AppendStream&) = delete;
+  AppendStream& operator=(const AppendStream&) = delete;
+  ~AppendStream();
+
+  /// Opens the file. Failure is the state in which every write is dropped.
+  void open(const std::u16string& path);
+
+  /// Hands `text` to the operating system before it returns. After a failure the stream drops
+  /// this and every later text.
+  void write(const std::string& text);
+
+ private:
+  std::intptr_t file_ = -1;
+};
+
+/// Runs a command and waits for its end; 0 if it succeeded. The one command of the system is
+/// "net start SCardSvr", which stands on every platform for: start the smart-card service.
+std::int32_t system(const char* command);
+
+/// Ends the process at once, with no destructor run: threads that are still at work find all
+/// objects intact until the last moment.
+[[noreturn]] void ExitProcess(std::uint32_t exitCode);
+
+}  // namespace platform
+
+#endif
