@@ -1,0 +1,62 @@
+// Overrides: commands to which a simulated card does not answer as it normally would, so that
+// testers can see how the system takes a bad status word, a slow card or a failed exchange.
+#ifndef KV500_PLATFORM_SIMULATED_OVERRIDES_H
+#define KV500_PLATFORM_SIMULATED_OVERRIDES_H
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/simulated/bytes.h"
+
+namespace simulated {
+
+/// What happens when an overridden command comes.
+struct Override {
+  enum class Kind {
+    Respond,  ///< The card answers with `response`.
+    Fail,     ///< The exchange fails.
+    Wait,     ///< The normal answer comes `delay` later.
+    Remove,   ///< The card leaves the reader.
+  };
+  Kind kind;
+  Bytes response;                     ///< Of Respond: data and status word, 1 to 65538 bytes.
+  std::chrono::milliseconds delay{};  ///< Of Wait: at most 600000.
+};
+
+/// The overrides of one card, and whose turn it is. Not thread-safe; a copy has turns of its own.
+class Overrides {
+ public:
+  /// Adds what happens the next time, behind what is already there for that command.
+  void add(const Bytes& command, Override what);
+
+  /// What happens this time; null if the command is not overridden. Several overrides of one
+  /// command come in turn, the last one from then on. The result holds until the next `add`.
+  const Override* next(const Bytes& command);
+
+ private:
+  struct Turns {
+    std::vector<Override> list;
+    std::size_t next = 0;
+  };
+  std::map<Bytes, Turns> turns_;
+};
+
+/// Thrown by value: the line, counted from 1, and what is wrong with it.
+struct OverridesError {
+  std::size_t line;
+  std::string message;
+};
+
+/// Reads the text of an overrides.txt. Each line holds a command in hexadecimal without blanks,
+/// then, behind a blank, a response in hexadecimal without blanks, or `fail`, or `wait N` with N
+/// in milliseconds, or `remove`. Empty lines and lines that begin with "#" say nothing; a carriage
+/// return before a line feed belongs to the line's end. Throws OverridesError for anything else.
+Overrides parseOverrides(std::string_view text);
+
+}  // namespace simulated
+
+#endif
