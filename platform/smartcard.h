@@ -31,7 +31,7 @@ inline constexpr std::uint32_t SCARD_LEAVE_CARD = 0;
 inline constexpr std::uint32_t SCARD_PROTOCOL_T0 = 1;
 inline constexpr std::uint32_t SCARD_PROTOCOL_T1 = 2;
 inline constexpr std::uint32_t SCARD_PROTOCOL_RAW = 0x10000;
-inline constexpr std::uint32_t SCARD_ABSENT = 1;   ///< The state that says: no card in the reader.
+inline constexpr std::uint32_t SCARD_ABSENT = 1;    ///< The state that says: no card in the reader.
 inline constexpr std::uint32_t SCARD_SPECIFIC = 6;  ///< A card in place, protocol agreed.
 inline constexpr std::uint32_t SCARD_ATTR_ATR_STRING = 0x90303;
 

@@ -7,21 +7,21 @@ namespace simulated {
 namespace {
 
 // ISO/IEC 7816-4.
-constexpr std::uint8_t kInterindustryClass = 0x00;  // Channel 0, no chaining, no secure messaging.
-constexpr std::uint8_t kSelect = 0xA4;
-constexpr std::uint8_t kReadBinary = 0xB0;
-constexpr std::size_t kHeaderSize = 4;  // CLA, INS, P1, P2.
-constexpr std::uint16_t kMasterFile = 0x3F00;
+constexpr std::uint8_t interindustryClass = 0x00;  // Channel 0, no chaining, no secure messaging.
+constexpr std::uint8_t insSelect = 0xA4;
+constexpr std::uint8_t insReadBinary = 0xB0;
+constexpr std::size_t headerSize = 4;  // CLA, INS, P1, P2.
+constexpr std::uint16_t masterFileIdentifier = 0x3F00;
 
-constexpr std::uint16_t kOk = 0x9000;
-constexpr std::uint16_t kEndOfFileBeforeLe = 0x6282;
-constexpr std::uint16_t kWrongLength = 0x6700;
-constexpr std::uint16_t kNoCurrentFile = 0x6986;
-constexpr std::uint16_t kFileNotFound = 0x6A82;
-constexpr std::uint16_t kWrongP1P2 = 0x6A86;
-constexpr std::uint16_t kOffsetBehindEnd = 0x6B00;
-constexpr std::uint16_t kInstructionNotSupported = 0x6D00;
-constexpr std::uint16_t kClassNotSupported = 0x6E00;
+constexpr std::uint16_t swOk = 0x9000;
+constexpr std::uint16_t swEndOfFileBeforeLe = 0x6282;
+constexpr std::uint16_t swWrongLength = 0x6700;
+constexpr std::uint16_t swNoCurrentFile = 0x6986;
+constexpr std::uint16_t swFileNotFound = 0x6A82;
+constexpr std::uint16_t wrongP1P2 = 0x6A86;
+constexpr std::uint16_t swOffsetBehindEnd = 0x6B00;
+constexpr std::uint16_t swInstructionNotSupported = 0x6D00;
+constexpr std::uint16_t swClassNotSupported = 0x6E00;
 
 std::uint16_t bigEndian(std::uint8_t high, std::uint8_t low) {
   return static_cast<std::uint16_t>(high << 8 | low);
@@ -72,29 +72,29 @@ void Card::reset() {
 }
 
 Bytes Card::answer(const Bytes& command) {
-  if (command.size() < kHeaderSize)
-    return respond(kWrongLength);
+  if (command.size() < headerSize)
+    return respond(swWrongLength);
   const std::uint8_t instruction = command[1];
-  if (command[0] != kInterindustryClass)
-    return respond(kClassNotSupported);
-  if (instruction != kSelect && instruction != kReadBinary)
-    return respond(kInstructionNotSupported);
+  if (command[0] != interindustryClass)
+    return respond(swClassNotSupported);
+  if (instruction != insSelect && instruction != insReadBinary)
+    return respond(swInstructionNotSupported);
   const std::optional<Body> body = parseBody(command);
   if (!body)
-    return respond(kWrongLength);
-  return instruction == kSelect ? select(command[2], command[3], body->data)
-                                : readBinary(command[2], command[3], *body);
+    return respond(swWrongLength);
+  return instruction == insSelect ? select(command[2], command[3], body->data)
+                                  : readBinary(command[2], command[3], *body);
 }
 
 /// ISO/IEC 7816-4, the four cases of a short APDU: nothing, Le, Lc and data, Lc and data and Le.
 std::optional<Card::Body> Card::parseBody(const Bytes& command) {
-  if (command.size() == kHeaderSize)
+  if (command.size() == headerSize)
     return Body{};
-  const std::uint8_t first = command[kHeaderSize];
-  if (command.size() == kHeaderSize + 1)
+  const std::uint8_t first = command[headerSize];
+  if (command.size() == headerSize + 1)
     return Body{{}, first};
-  const auto data = command.begin() + kHeaderSize + 1;
-  const std::size_t behindLc = command.size() - (kHeaderSize + 1);
+  const auto data = command.begin() + headerSize + 1;
+  const std::size_t behindLc = command.size() - (headerSize + 1);
   if (first == 0 || behindLc < first || behindLc > first + 1u)
     return std::nullopt;
   Body body{Bytes(data, data + first), std::nullopt};
@@ -107,7 +107,7 @@ Bytes Card::select(std::uint8_t p1, std::uint8_t p2, const Bytes& data) {
   // Bits 4 and 3 of P2 choose the control information that comes back, of which there is none;
   // the other bits are 0 for the first or only file of that name.
   if ((p2 & 0xF3) != 0)
-    return respond(kWrongP1P2);
+    return respond(wrongP1P2);
   switch (p1) {
     case 0x00:
       return selectByFileIdentifier(data, false);
@@ -116,7 +116,7 @@ Bytes Card::select(std::uint8_t p1, std::uint8_t p2, const Bytes& data) {
     case 0x04:
       return selectByApplicationIdentifier(data);
     default:
-      return respond(kWrongP1P2);
+      return respond(wrongP1P2);
   }
 }
 
@@ -124,13 +124,13 @@ Bytes Card::selectByFileIdentifier(const Bytes& data, bool elementaryFileOnly) {
   if (data.empty() && !elementaryFileOnly)
     return selectDirectory(0);
   if (data.size() != 2)
-    return respond(kWrongLength);
+    return respond(swWrongLength);
   const std::uint16_t identifier = bigEndian(data[0], data[1]);
-  if (identifier == kMasterFile && !elementaryFileOnly)
+  if (identifier == masterFileIdentifier && !elementaryFileOnly)
     return selectDirectory(0);
   const bool found =
       selectFile([=](const ElementaryFile& file) { return file.identifier == identifier; });
-  return respond(found ? kOk : kFileNotFound);
+  return respond(found ? swOk : swFileNotFound);
 }
 
 Bytes Card::selectByApplicationIdentifier(const Bytes& data) {
@@ -138,40 +138,40 @@ Bytes Card::selectByApplicationIdentifier(const Bytes& data) {
       directories_.begin(), directories_.end(),
       [&](const DedicatedFile& directory) { return directory.applicationIdentifier == data; });
   if (found == directories_.end())
-    return respond(kFileNotFound);
+    return respond(swFileNotFound);
   return selectDirectory(static_cast<std::size_t>(found - directories_.begin()));
 }
 
 Bytes Card::selectDirectory(std::size_t index) {
   directory_ = index;
   file_.reset();
-  return respond(kOk);
+  return respond(swOk);
 }
 
 /// P1 with bit 8 holds a short file identifier in bits 5 to 1 (0: the current EF) and P2 the
 /// offset; without it P1 and P2 hold the offset into the current EF.
 Bytes Card::readBinary(std::uint8_t p1, std::uint8_t p2, const Body& body) {
   if (!body.data.empty() || !body.le)
-    return respond(kWrongLength);
+    return respond(swWrongLength);
   std::size_t offset = bigEndian(p1, p2);
   if ((p1 & 0x80) != 0) {
     if ((p1 & 0x60) != 0)
-      return respond(kWrongP1P2);
+      return respond(wrongP1P2);
     const int wanted = p1 & 0x1F;
     const auto matches = [=](const ElementaryFile& file) { return file.shortIdentifier == wanted; };
     if (wanted != 0 && !selectFile(matches))
-      return respond(kFileNotFound);
+      return respond(swFileNotFound);
     offset = p2;
   }
   if (!file_)
-    return respond(kNoCurrentFile);
+    return respond(swNoCurrentFile);
   const Bytes& content = directories_[directory_].files[*file_].content;
   if (offset >= content.size())
-    return respond(kOffsetBehindEnd);
+    return respond(swOffsetBehindEnd);
   const std::size_t wanted = *body.le == 0 ? 256 : *body.le;
   const std::size_t count = std::min(wanted, content.size() - offset);
   const auto first = content.begin() + static_cast<Bytes::difference_type>(offset);
-  return respond(count < *body.le ? kEndOfFileBeforeLe : kOk,
+  return respond(count < *body.le ? swEndOfFileBeforeLe : swOk,
                  Bytes(first, first + static_cast<Bytes::difference_type>(count)));
 }
 

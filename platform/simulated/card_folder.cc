@@ -13,19 +13,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kLargestText = 65536;
-constexpr std::size_t kLargestOverrides = 1024 * 1024;  // Room for a few of the longest responses.
-constexpr std::size_t kLongestAtr = 33;                 // ISO/IEC 7816-3, TS included.
+constexpr std::size_t largestText = 65536;
+constexpr std::size_t largestOverrides = 1024 * 1024;  // Room for a few of the longest responses.
+constexpr std::size_t longestAtr = 33;                 // ISO/IEC 7816-3, TS included.
 
 // The German health card standard: the files' identifiers and short identifiers.
-constexpr std::uint16_t kGdoIdentifier = 0x2F02;
-constexpr std::uint8_t kGdoShortIdentifier = 0x02;
-constexpr std::uint16_t kPdIdentifier = 0xD001;
-constexpr std::uint8_t kPdShortIdentifier = 0x01;
-constexpr std::uint16_t kVdIdentifier = 0xD002;
-constexpr std::uint8_t kVdShortIdentifier = 0x02;
-constexpr std::uint16_t kStatusVdIdentifier = 0xD00C;
-constexpr std::uint8_t kStatusVdShortIdentifier = 0x0C;
+constexpr std::uint16_t gdoIdentifier = 0x2F02;
+constexpr std::uint8_t gdoShortIdentifier = 0x02;
+constexpr std::uint16_t pdIdentifier = 0xD001;
+constexpr std::uint8_t pdShortIdentifier = 0x01;
+constexpr std::uint16_t vdIdentifier = 0xD002;
+constexpr std::uint8_t vdShortIdentifier = 0x02;
+constexpr std::uint16_t statusVdIdentifier = 0xD00C;
+constexpr std::uint8_t statusVdShortIdentifier = 0x0C;
 
 Bytes healthCareApplication() {
   return {0xD2, 0x76, 0x00, 0x00, 0x01, 0x02};
@@ -101,9 +101,9 @@ std::optional<Bytes> readFile(const fs::path& path, std::size_t largest) {
 
 std::optional<Bytes> readInsuranceFile(const fs::path& raw, const fs::path& xml,
                                        std::optional<Bytes> (*make)(const Bytes&)) {
-  if (std::optional<Bytes> content = readFile(raw, kLargestCardFile))
+  if (std::optional<Bytes> content = readFile(raw, largestCardFile))
     return content;
-  const std::optional<Bytes> text = readFile(xml, kLargestText);
+  const std::optional<Bytes> text = readFile(xml, largestText);
   if (!text)
     return std::nullopt;
   std::optional<Bytes> content = make(*text);
@@ -113,7 +113,7 @@ std::optional<Bytes> readInsuranceFile(const fs::path& raw, const fs::path& xml,
 }
 
 std::optional<Bytes> readAtr(const fs::path& path) {
-  const std::optional<Bytes> content = readFile(path, kLargestText);
+  const std::optional<Bytes> content = readFile(path, largestText);
   if (!content)
     return std::nullopt;
   std::string digits(content->begin(), content->end());
@@ -121,13 +121,13 @@ std::optional<Bytes> readAtr(const fs::path& path) {
   const std::optional<Bytes> atr = parseHex(digits);
   if (!atr)
     fail(path, "is not hexadecimal text with two digits a byte");
-  if (atr->empty() || atr->size() > kLongestAtr)
+  if (atr->empty() || atr->size() > longestAtr)
     fail(path, "an ATR has 1 to 33 bytes, this one has " + std::to_string(atr->size()));
   return atr;
 }
 
 Overrides readOverrides(const fs::path& path) {
-  const Bytes content = readFile(path, kLargestOverrides).value_or(Bytes{});
+  const Bytes content = readFile(path, largestOverrides).value_or(Bytes{});
   try {
     return parseOverrides(std::string(content.begin(), content.end()));
   } catch (const OverridesError& error) {
@@ -141,8 +141,8 @@ Card loadCardFolder(const fs::path& folder) {
   requireFolder(folder);
   std::optional<Bytes> vd = readInsuranceFile(folder / "EF.VD", folder / "VD.xml", makeVdFile);
   std::optional<Bytes> pd = readInsuranceFile(folder / "EF.PD", folder / "PD.xml", makePdFile);
-  std::optional<Bytes> gdo = readFile(folder / "EF.GDO", kLargestCardFile);
-  std::optional<Bytes> statusVd = readFile(folder / "EF.StatusVD", kLargestCardFile);
+  std::optional<Bytes> gdo = readFile(folder / "EF.GDO", largestCardFile);
+  std::optional<Bytes> statusVd = readFile(folder / "EF.StatusVD", largestCardFile);
   std::optional<Bytes> atr = readAtr(folder / "ATR");
   Overrides overrides = readOverrides(folder / "overrides.txt");
 
@@ -152,17 +152,17 @@ Card loadCardFolder(const fs::path& folder) {
   if (!atr)
     atr = healthCard ? healthCardAtr() : otherCardAtr();
   DedicatedFile masterFile;
-  masterFile.files.push_back({kGdoIdentifier, kGdoShortIdentifier, std::move(*gdo)});
+  masterFile.files.push_back({gdoIdentifier, gdoShortIdentifier, std::move(*gdo)});
   std::vector<DedicatedFile> applications;
   if (healthCard) {
     DedicatedFile& application = applications.emplace_back();
     application.applicationIdentifier = healthCareApplication();
-    application.files.push_back({kStatusVdIdentifier, kStatusVdShortIdentifier,
+    application.files.push_back({statusVdIdentifier, statusVdShortIdentifier,
                                  statusVd ? std::move(*statusVd) : defaultStatusVd()});
     if (vd)
-      application.files.push_back({kVdIdentifier, kVdShortIdentifier, std::move(*vd)});
+      application.files.push_back({vdIdentifier, vdShortIdentifier, std::move(*vd)});
     if (pd)
-      application.files.push_back({kPdIdentifier, kPdShortIdentifier, std::move(*pd)});
+      application.files.push_back({pdIdentifier, pdShortIdentifier, std::move(*pd)});
   }
   return Card(std::move(*atr), std::move(masterFile), std::move(applications),
               std::move(overrides));

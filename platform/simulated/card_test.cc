@@ -8,8 +8,8 @@
 namespace simulated {
 namespace {
 
-constexpr char kSelectMf[] = "00A4000C023F00";
-constexpr char kSelectHca[] = "00A4040C06D27600000102";
+constexpr char selectMf[] = "00A4000C023F00";
+constexpr char selectHca[] = "00A4040C06D27600000102";
 
 std::string toHex(const Bytes& bytes) {
   constexpr char digits[] = "0123456789ABCDEF";
@@ -61,16 +61,16 @@ TEST(Card, AnswersTheLastOfSeveralCommandsAfterPowerUp) {
       {{"80B082000C"}, "6E00"},
       {{"0084000008"}, "6D00"},
       // Selection.
-      {{kSelectMf}, "9000"},
+      {{selectMf}, "9000"},
       {{"00A40000023F0000"}, "9000"},
       {{"00A4010C023F00"}, "6A86"},
       {{"00A4000F023F00"}, "6A86"},
       {{"00A4000C022F02"}, "9000"},
       {{"00A4000C022F03"}, "6A82"},
       {{"00A4020C023F00"}, "6A82"},
-      {{kSelectHca, "00A4000C022F02"}, "6A82"},
-      {{kSelectHca, "00A4040C", "00B0820000"}, gdo + "9000"},
-      {{kSelectHca, "00A4000C", "00B0820000"}, gdo + "9000"},
+      {{selectHca, "00A4000C022F02"}, "6A82"},
+      {{selectHca, "00A4040C", "00B0820000"}, gdo + "9000"},
+      {{selectHca, "00A4000C", "00B0820000"}, gdo + "9000"},
       {{"00A4040C05D276000001"}, "6A82"},
       // Reading: the status words at the end of the file, and which file is read.
       {{"00B0820000"}, gdo + "9000"},
@@ -87,14 +87,14 @@ TEST(Card, AnswersTheLastOfSeveralCommandsAfterPowerUp) {
       {{"00B0820001", "00B0000901"}, "119000"},
       {{"00B0820001", "00B0800901"}, "119000"},
       {{"00B0820001", "00B0830000", "00B0000901"}, "119000"},
-      {{"00B0820001", kSelectMf, "00B0000000"}, "6986"},
-      {{kSelectHca, "00B0820103"}, "0102039000"},
-      {{kSelectHca, "00B08C0000"}, "6B00"},
-      {{kSelectHca, "00A4000C02D002", "00B0025602"}, "60619000"},
-      {{kSelectHca, "00A4000C02D002", "00B0025703"}, "616282"},
-      {{kSelectHca, "00A4000C02D002", "00B07FFF00"}, "6B00"},
+      {{"00B0820001", selectMf, "00B0000000"}, "6986"},
+      {{selectHca, "00B0820103"}, "0102039000"},
+      {{selectHca, "00B08C0000"}, "6B00"},
+      {{selectHca, "00A4000C02D002", "00B0025602"}, "60619000"},
+      {{selectHca, "00A4000C02D002", "00B0025703"}, "616282"},
+      {{selectHca, "00A4000C02D002", "00B07FFF00"}, "6B00"},
       // A failed selection leaves the selected application alone.
-      {{kSelectHca, "00A4040C02D276", "00B0820103"}, "0102039000"},
+      {{selectHca, "00A4040C02D276", "00B0820103"}, "0102039000"},
   };
   for (const auto& row : rows) {
     Card card = makeCard();
@@ -104,7 +104,7 @@ TEST(Card, AnswersTheLastOfSeveralCommandsAfterPowerUp) {
 
 TEST(Card, GivesALongFileInBlocks) {
   Card card = makeCard();
-  answer(card, kSelectHca);
+  answer(card, selectHca);
   const std::string first = answer(card, "00B0820000");
   const std::string second = answer(card, "00B0010000");
   const std::string third = answer(card, "00B0020000");
@@ -118,7 +118,7 @@ TEST(Card, GivesALongFileInBlocks) {
 
 TEST(Card, ResetSelectsTheMasterFileAndKeepsTheTurnsOfOverrides) {
   Card card = makeCard("00B0820001 6A81\n00B0820001 6A88\n");
-  EXPECT_EQ(play(card, {kSelectHca, "00B0820101", "00B0820001"}), "6A81");
+  EXPECT_EQ(play(card, {selectHca, "00B0820101", "00B0820001"}), "6A81");
   card.reset();
   EXPECT_EQ(answer(card, "00B0000001"), "6986");
   EXPECT_EQ(answer(card, "00B0820002"), "11119000");
@@ -136,10 +136,10 @@ TEST(Overrides, HoldInTurnAndChangeNothingOnTheCard) {
       "00B0820002 remove\n"
       "00B0820003 90\n"
       "00 01");
-  EXPECT_EQ(answer(card, kSelectHca), "6A82");
-  EXPECT_EQ(play(card, {kSelectHca, "00B0820004"}), "111111119000") << "the master file is left";
+  EXPECT_EQ(answer(card, selectHca), "6A82");
+  EXPECT_EQ(play(card, {selectHca, "00B0820004"}), "111111119000") << "the master file is left";
   for (int i = 0; i < 2; ++i) {
-    const Exchange late = card.exchange(parseHex(kSelectHca).value());
+    const Exchange late = card.exchange(parseHex(selectHca).value());
     EXPECT_EQ(late.delay, std::chrono::minutes(10));
     EXPECT_EQ(toHex(late.response), "9000");
   }

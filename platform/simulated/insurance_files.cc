@@ -9,11 +9,11 @@ namespace simulated {
 namespace {
 
 // The German health card standard.
-constexpr std::size_t kVdFileSize = 1250;
-constexpr std::size_t kPdFileSize = 850;
+constexpr std::size_t vdFileSize = 1250;
+constexpr std::size_t pdFileSize = 850;
 
-constexpr std::size_t kVdHeaderSize = 8;
-constexpr std::size_t kNoProtectedData = 0xFFFF;
+constexpr std::size_t vdHeaderSize = 8;
+constexpr std::size_t noProtectedData = 0xFFFF;
 
 /// The largest memory level gives zlib room for 32767 symbols before it must begin a new block,
 /// so that a text of usual size is one DEFLATE block: readers of cards keep no history across
@@ -46,7 +46,7 @@ std::optional<Bytes> assemble(Bytes header, const Bytes& data, std::size_t usual
   Bytes file = std::move(header);
   file.insert(file.end(), data.begin(), data.end());
   const std::size_t size = file.size() <= usualSize ? usualSize : (file.size() / 256 + 1) * 256;
-  if (size > kLargestCardFile)
+  if (size > largestCardFile)
     return std::nullopt;
   file.resize(size);
   return file;
@@ -57,18 +57,18 @@ std::optional<Bytes> assemble(Bytes header, const Bytes& data, std::size_t usual
 std::optional<Bytes> makeVdFile(const Bytes& xml) {
   const Bytes data = compress(xml);
   Bytes header;
-  appendBigEndian(header, kVdHeaderSize);
-  appendBigEndian(header, kVdHeaderSize + data.size() - 1);
-  appendBigEndian(header, kNoProtectedData);
-  appendBigEndian(header, kNoProtectedData);
-  return assemble(header, data, kVdFileSize);
+  appendBigEndian(header, vdHeaderSize);
+  appendBigEndian(header, vdHeaderSize + data.size() - 1);
+  appendBigEndian(header, noProtectedData);
+  appendBigEndian(header, noProtectedData);
+  return assemble(header, data, vdFileSize);
 }
 
 std::optional<Bytes> makePdFile(const Bytes& xml) {
   const Bytes data = compress(xml);
   Bytes header;
   appendBigEndian(header, data.size());
-  return assemble(header, data, kPdFileSize);
+  return assemble(header, data, pdFileSize);
 }
 
 }  // namespace simulated

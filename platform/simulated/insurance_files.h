@@ -10,7 +10,7 @@
 namespace simulated {
 
 /// No file on a card is larger: the offset of READ BINARY has 15 bits (ISO/IEC 7816-4).
-inline constexpr std::size_t kLargestCardFile = 32768;
+inline constexpr std::size_t largestCardFile = 32768;
 
 /// EF.VD, general insurance data: four offsets from the start of the file, 16 bits each and
 /// big-endian (first and last byte of the general data, then FFFF FFFF as there are no protected

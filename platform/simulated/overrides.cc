@@ -10,20 +10,20 @@ namespace simulated {
 namespace {
 
 /// Longer than any reader waits for a card, and short enough to end a test that forgot it.
-constexpr unsigned kLongestWait = 600000;
+constexpr unsigned longestWait = 600000;
 
 /// ISO/IEC 7816-4: 65536 bytes of data are the most that an extended Le asks for, and SW1 SW2.
-constexpr std::size_t kLongestResponse = 65536 + 2;
+constexpr std::size_t longestResponse = 65536 + 2;
 
-constexpr std::string_view kBlanks = " \t\r";
+constexpr std::string_view blanks = " \t\r";
 
 std::vector<std::string_view> splitWords(std::string_view line) {
   std::vector<std::string_view> words;
-  std::size_t begin = line.find_first_not_of(kBlanks);
+  std::size_t begin = line.find_first_not_of(blanks);
   while (begin != std::string_view::npos) {
-    const std::size_t end = std::min(line.find_first_of(kBlanks, begin), line.size());
+    const std::size_t end = std::min(line.find_first_of(blanks, begin), line.size());
     words.push_back(line.substr(begin, end - begin));
-    begin = line.find_first_not_of(kBlanks, end);
+    begin = line.find_first_not_of(blanks, end);
   }
   return words;
 }
@@ -31,7 +31,7 @@ std::vector<std::string_view> splitWords(std::string_view line) {
 std::optional<unsigned> parseMilliseconds(std::string_view text) {
   unsigned value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size() || value > kLongestWait)
+  if (error != std::errc{} || end != text.data() + text.size() || value > longestWait)
     return std::nullopt;
   return value;
 }
@@ -54,7 +54,7 @@ Override parseAction(const std::vector<std::string_view>& words) {
   std::optional<Bytes> response = parseHex(action);
   if (!response)
     throw std::string("the response is neither hexadecimal nor \"fail\", \"wait N\" or \"remove\"");
-  if (response->size() > kLongestResponse)
+  if (response->size() > longestResponse)
     throw std::string("the response is longer than 65538 bytes");
   return {Override::Kind::Respond, std::move(*response), {}};
 }

@@ -1,0 +1,517 @@
+#include "card/gzip.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+
+namespace kv500 {
+namespace {
+
+constexpr std::size_t kBlockBufferSize = 4096;
+constexpr std::size_t kMaxSymbols = 288;      // RFC 1951, 3.2.6: literals and lengths, 0 to 287
+constexpr std::uint32_t kMaxCodeLength = 15;  // RFC 1951, 3.2.7
+constexpr std::uint32_t kEndOfBlock = 256;    // RFC 1951, 3.2.5
+
+constexpr std::uint32_t kNoBits = 0xFFFFFFFF;    // what readBits and peekBits give at the end
+constexpr std::uint32_t kNoSymbol = 0xFFFFFFFF;  // what decodeSymbol gives for an unknown code
+
+// The code of one symbol: the low `length` bits of `code`, the first bit being the highest.
+struct CodeEntry {
+  std::uint32_t length;
+  std::uint32_t code;
+  std::uint32_t symbol;
+};
+
+// A Huffman code. Without any entry minLength is 100, longer than every code, and maxLength 0.
+struct CodeTable {
+  std::uint32_t minLength = 100;
+  std::uint32_t maxLength = 0;
+  std::uint32_t count = 0;
+  std::array<CodeEntry, kMaxSymbols> entries;
+};
+
+// Code lengths in bits, indexed by symbol; 0 for a symbol that is not used.
+struct RawLengths {
+  std::array<std::uint32_t, kMaxSymbols> lengths{};
+  std::uint32_t count = 0;
+};
+
+// The code lengths of the symbols in use, with these symbols in ascending order.
+struct KeptLengths {
+  std::array<std::uint32_t, kMaxSymbols> lengths{};
+  std::array<std::uint32_t, kMaxSymbols> symbols{};
+  std::uint32_t count = 0;
+};
+
+// A number in the stream: the symbol gives the base, and that many bits behind it are added.
+struct BaseAndExtra {
+  std::uint32_t base;
+  std::uint32_t extraBits;
+};
+
+// How decoding goes on behind a block or a part of one.
+enum class Outcome {
+  kGoOn,  // behind the block
+  kStop,  // not at all; what the earlier blocks gave is the result
+  kFail,  // not at all, and there is no result
+};
+
+// The state of one decode. It is made for the call, so that decodes don't meet and no personal
+// data outlive one in static memory.
+class Decoder {
+ public:
+  Decoder(const std::uint8_t* input, std::size_t inputLength, std::uint8_t* output)
+      : input(input), inputLength(inputLength), output(output) {}
+
+  bool skipHeader();
+  std::size_t inflateBlocks();
+
+ private:
+  Outcome copyStoredBlock();
+  Outcome decodeFixedBlock();
+  Outcome decodeDynamicBlock();
+  Outcome readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n, RawLengths& raw);
+  Outcome decodeCompressedBlock(const CodeTable& lengthTable, const CodeTable& distanceTable);
+  bool copyMatch(std::uint32_t symbol, const CodeTable& distanceTable);
+  bool append(const std::uint8_t* bytes, std::size_t count);
+
+  std::uint32_t decodeSymbol(const CodeTable& table);
+  std::optional<std::uint32_t> readNumber(std::span<const BaseAndExtra> rows, std::uint32_t row);
+  std::uint32_t readBits(std::uint32_t n);
+  std::uint32_t peekBits(std::uint32_t n) const;
+  bool hasBits(std::uint32_t n) const;
+  std::uint32_t bitAt(std::uint32_t offset) const;
+  void skipBits(std::uint32_t n);
+  std::size_t bytesLeft() const;
+
+  const std::uint8_t* const input;
+  const std::size_t inputLength;  // in bytes
+  std::size_t bytePosition = 0;   // may lie behind the input, hence bytesLeft
+  std::uint32_t bitPosition = 0;  // 0 to 7, 0 being the least significant bit of the byte
+
+  std::uint8_t* const output;
+  std::size_t outputCount = 0;
+
+  std::array<std::uint8_t, kBlockBufferSize> blockBuffer;
+  std::size_t pendingCount = 0;  // bytes of blockBuffer that wait to go to the output
+};
+
+KeptLengths compactCodeLengths(const RawLengths& raw);
+void buildCodeTable(const KeptLengths& kept, CodeTable& table);
+
+}  // namespace
+
+ByteVector gunzipBytes(const ByteVector& input) {
+  std::array<std::uint8_t, kInflateBufferSize> output;
+  const std::size_t count = inflateGzip(input.data(), input.size(), output.data());
+  return ByteVector(output.data(), output.data() + count);
+}
+
+std::size_t inflateGzip(const std::uint8_t* input, std::size_t inputLength,
+                        std::uint8_t* output) noexcept {
+  std::fill_n(output, kInflateBufferSize, std::uint8_t{0});
+  Decoder decoder(input, inputLength, output);
+  return decoder.skipHeader() ? decoder.inflateBlocks() : 0;
+}
+
+namespace {
+
+// Format note, RFC 1952, 2.3: a member begins with 10 bytes: ID1, ID2, CM (8 is DEFLATE), FLG, four
+// bytes MTIME, XFL, OS. The flags tell which fields follow, always in this order: FEXTRA, its
+// length XLEN in two bytes before it; FNAME and FCOMMENT, texts that a zero byte ends; FHCRC, two
+// bytes. FTEXT is a hint without a field. The flags 32 and up are reserved and must be refused:
+// they may announce fields that we couldn't pass over.
+bool Decoder::skipHeader() {
+  constexpr std::size_t kFixedSize = 10;
+  constexpr std::size_t kLeastBody = 6;  // less is no block, let alone one with its trailer
+  constexpr std::uint8_t kFhcrc = 2, kFextra = 4, kFname = 8, kFcomment = 16, kReserved = 32;
+
+  if (inputLength < kFixedSize + kLeastBody || input[0] != 0x1F || input[1] != 0x8B ||
+      input[2] != 8 || input[3] >= kReserved) {
+    return false;
+  }
+  const std::uint8_t flags = input[3];
+  bytePosition = kFixedSize;
+  if ((flags & kFextra) != 0) {
+    const std::size_t xlen = input[10] + 256u * input[11];
+    bytePosition += 2 + xlen;
+  }
+  for (const std::uint8_t text : {kFname, kFcomment}) {
+    if ((flags & text) != 0) {
+      while (bytePosition < inputLength && input[bytePosition] != 0) {
+        ++bytePosition;
+      }
+      ++bytePosition;
+    }
+  }
+  if ((flags & kFhcrc) != 0) {
+    bytePosition += 2;
+  }
+  return bytesLeft() >= kLeastBody;
+}
+
+// Format note, RFC 1951, 3.2.3: the data are a sequence of blocks of independent kinds. Each begins
+// with three bits: whether it is the final one, and two bits of type. There is no length: the end
+// of a block is known only by decoding it, and the next block follows at the very next bit.
+//
+// Behind the last block RFC 1952 has an 8-byte trailer, so no block begins in the last 4 bytes.
+// The loop ends because every turn moves the position by at least the three bits.
+std::size_t Decoder::inflateBlocks() {
+  constexpr std::size_t kNoBlockWithin = 4;
+  for (;;) {
+    const std::uint32_t header = readBits(3);  // all ones if that fails, and thus the type 3
+    const bool isFinal = (header & 1) != 0;
+    Outcome outcome = Outcome::kFail;  // type 3 is reserved
+    switch ((header >> 1) & 3) {
+      case 0:
+        outcome = copyStoredBlock();
+        break;
+      case 1:
+        outcome = decodeFixedBlock();
+        break;
+      case 2:
+        outcome = decodeDynamicBlock();
+        break;
+    }
+    if (outcome == Outcome::kFail || !append(blockBuffer.data(), pendingCount)) {
+      return 0;
+    }
+    pendingCount = 0;
+    if (outcome == Outcome::kStop || isFinal || bytesLeft() <= kNoBlockWithin) {
+      return outputCount;
+    }
+  }
+}
+
+// Format note, RFC 1951, 3.2.4: a stored block starts at the next byte boundary with LEN, two
+// bytes, least significant first, and NLEN, its complement. LEN bytes follow as they are.
+Outcome Decoder::copyStoredBlock() {
+  constexpr std::size_t kLenAndNlen = 4;
+  if (bitPosition != 0) {
+    skipBits(8 - bitPosition);
+  }
+  if (bytesLeft() < kLenAndNlen) {
+    return Outcome::kFail;
+  }
+  const std::size_t len = input[bytePosition] + 256u * input[bytePosition + 1];
+  bytePosition += kLenAndNlen;
+  if (len > bytesLeft() || !append(input + bytePosition, len)) {
+    return Outcome::kFail;
+  }
+  bytePosition += len;
+  return Outcome::kGoOn;
+}
+
+// Format note, RFC 1951, 3.2.6: the fixed codes are given by their lengths alone, like all codes of
+// the format. They cover symbols that never occur (286 and 287, distances 30 and 31) because a code
+// must use up its whole space.
+Outcome Decoder::decodeFixedBlock() {
+  RawLengths raw;
+  const auto give = [&raw](std::uint32_t symbols, std::uint32_t length) {
+    std::fill_n(raw.lengths.begin() + raw.count, symbols, length);
+    raw.count += symbols;
+  };
+  CodeTable lengthTable;
+  give(144, 8);
+  give(112, 9);
+  give(24, 7);
+  give(8, 8);
+  buildCodeTable(compactCodeLengths(raw), lengthTable);
+
+  CodeTable distanceTable;
+  raw.count = 0;
+  give(32, 5);
+  buildCodeTable(compactCodeLengths(raw), distanceTable);
+  return decodeCompressedBlock(lengthTable, distanceTable);
+}
+
+// Format note, RFC 1951, 3.2.7: a dynamic block brings its own two codes, as lists of code lengths.
+// These lists are Huffman-coded themselves, by a third code over the "code length alphabet", whose
+// own lengths come first, three bits each. They come in an order that puts the rarely used ones
+// last, so that HCLEN can leave them out.
+Outcome Decoder::decodeDynamicBlock() {
+  constexpr std::array<std::uint32_t, 19> kOrder = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                                    11, 4,  12, 3, 13, 2, 14, 1, 15};
+  const std::uint32_t hlit = readBits(5);
+  const std::uint32_t hdist = readBits(5);
+  const std::uint32_t hclen = readBits(4);
+  if (hlit == kNoBits || hdist == kNoBits || hclen == kNoBits) {
+    return Outcome::kFail;
+  }
+
+  RawLengths raw;
+  raw.count = kOrder.size();
+  for (std::uint32_t i = 0; i < hclen + 4; ++i) {  // at most 15 + 4, all of kOrder
+    const std::uint32_t length = readBits(3);
+    if (length == kNoBits) {
+      return Outcome::kFail;
+    }
+    raw.lengths[kOrder[i]] = length;
+  }
+  CodeTable codeLengthTable, lengthTable, distanceTable;
+  buildCodeTable(compactCodeLengths(raw), codeLengthTable);
+
+  if (const Outcome outcome = readCodeLengths(codeLengthTable, hlit + 257, raw);
+      outcome != Outcome::kGoOn) {
+    return outcome;
+  }
+  buildCodeTable(compactCodeLengths(raw), lengthTable);
+
+  if (const Outcome outcome = readCodeLengths(codeLengthTable, hdist + 1, raw);
+      outcome != Outcome::kGoOn) {
+    return outcome;
+  }
+  buildCodeTable(compactCodeLengths(raw), distanceTable);
+  return decodeCompressedBlock(lengthTable, distanceTable);
+}
+
+// Format note, RFC 1951, 3.2.7: in the code length alphabet 0 to 15 are a length, 16 repeats the
+// previous one 3 to 6 times, 17 and 18 are runs of zeros, 3 to 10 and 11 to 138 long.
+//
+// The format lets a repeat carry from the literal and length lengths into those of the distances.
+// Here each list starts anew, as common compressors write them, and what a run has beyond
+// its list is dropped. `n` is at most 31 + 257, the size of the array.
+// The loop ends because every symbol fills at least one place. All below n are then filled.
+Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n,
+                                 RawLengths& raw) {
+  constexpr std::array<BaseAndExtra, 3> kRepeats = {{{3, 2}, {3, 3}, {11, 7}}};
+  raw.count = n;
+  std::uint32_t i = 0;
+  while (i < n) {
+    const std::uint32_t symbol = decodeSymbol(codeLengthTable);
+    if (symbol == kNoSymbol) {
+      return Outcome::kStop;
+    }
+    if (symbol < 16) {
+      raw.lengths[i] = symbol;
+      ++i;
+      continue;
+    }
+    if (symbol == 16 && i == 0) {
+      return Outcome::kFail;
+    }
+    const std::uint32_t repeated = symbol == 16 ? raw.lengths[i - 1] : 0;
+    const std::optional<std::uint32_t> times = readNumber(kRepeats, symbol - 16);
+    if (!times || *times > kMaxSymbols - i) {
+      return Outcome::kFail;
+    }
+    std::fill_n(raw.lengths.begin() + i, *times, repeated);
+    i += *times;
+  }
+  return Outcome::kGoOn;
+}
+
+// Format note, RFC 1951, 3.2.2: a length of 0 says that the symbol doesn't occur and has no code.
+KeptLengths compactCodeLengths(const RawLengths& raw) {
+  KeptLengths kept;
+  for (std::uint32_t symbol = 0; symbol < raw.count; ++symbol) {
+    if (raw.lengths[symbol] != 0) {
+      kept.lengths[kept.count] = raw.lengths[symbol];
+      kept.symbols[kept.count] = symbol;
+      ++kept.count;
+    }
+  }
+  return kept;
+}
+
+// Format note, RFC 1951, 3.2.2: lengths alone fix a code because of two rules. Codes of one length
+// are consecutive numbers, in the order of their symbols; and shorter codes come before longer ones
+// in the order of bits. So the first code of a length is the one behind the last code of the length
+// before, with a bit 0 appended.
+//
+// Lengths that ask for more codes than there are yield numbers too wide for their length, which no
+// peeked value equals, and which stay below 2^25. Lengths that ask for fewer leave codes unknown.
+void buildCodeTable(const KeptLengths& kept, CodeTable& table) {
+  std::array<std::uint32_t, kMaxCodeLength + 1> counter{};
+  for (std::uint32_t i = 0; i < kept.count; ++i) {
+    const std::uint32_t length = kept.lengths[i];
+    ++counter[length];
+    table.minLength = std::min(table.minLength, length);
+    table.maxLength = std::max(table.maxLength, length);
+  }
+
+  std::array<std::uint32_t, kMaxCodeLength + 1> nextCode{};
+  std::uint32_t code = 0;
+  for (std::uint32_t length = 0; length < table.maxLength; ++length) {
+    code = (code + counter[length]) << 1;
+    nextCode[length + 1] = code;
+  }
+
+  table.count = kept.count;
+  for (std::uint32_t i = 0; i < kept.count; ++i) {
+    const std::uint32_t length = kept.lengths[i];
+    table.entries[i] = {length, nextCode[length], kept.symbols[i]};
+    ++nextCode[length];
+  }
+}
+
+// Format note, RFC 1951, 3.2.5: the first code is one alphabet for three things: literal bytes 0 to
+// 255, the end of the block, and from 257 on the length of a match, whose distance follows.
+//
+// An unknown code drops the block: behind it nothing tells literals from noise.
+// The loop ends because every known symbol takes at least one bit from the input.
+Outcome Decoder::decodeCompressedBlock(const CodeTable& lengthTable,
+                                       const CodeTable& distanceTable) {
+  blockBuffer.fill(0);
+  for (;;) {
+    const std::uint32_t symbol = decodeSymbol(lengthTable);
+    if (symbol == kNoSymbol) {
+      pendingCount = 0;
+      return Outcome::kGoOn;
+    }
+    if (symbol == kEndOfBlock) {
+      return Outcome::kGoOn;
+    }
+    if (symbol > kEndOfBlock) {
+      if (!copyMatch(symbol, distanceTable)) {
+        return Outcome::kFail;
+      }
+    } else if (pendingCount < kBlockBufferSize) {
+      blockBuffer[pendingCount] = static_cast<std::uint8_t>(symbol);
+      ++pendingCount;
+    } else {
+      return Outcome::kFail;
+    }
+  }
+}
+
+// Format note, RFC 1951, 3.2.5: a match repeats bytes that came before. Length and distance are
+// each a symbol that stands for a range, and extra bits that choose from the range. A match may be
+// longer than its distance: copied byte by byte it then repeats what it has just written ("a",
+// length 5, distance 1, is "aaaaa").
+//
+// An unknown distance counts as 0: the bytes are copied onto themselves, and they are still 0.
+// It alone can take the position out of the input, and then no symbol can follow.
+bool Decoder::copyMatch(std::uint32_t symbol, const CodeTable& distanceTable) {
+  constexpr std::array<BaseAndExtra, 29> kLengths = {
+      {{3, 0},   {4, 0},   {5, 0},   {6, 0},   {7, 0},  {8, 0},  {9, 0},  {10, 0},
+       {11, 1},  {13, 1},  {15, 1},  {17, 1},  {19, 2}, {23, 2}, {27, 2}, {31, 2},
+       {35, 3},  {43, 3},  {51, 3},  {59, 3},  {67, 4}, {83, 4}, {99, 4}, {115, 4},
+       {131, 5}, {163, 5}, {195, 5}, {227, 5}, {258, 0}}};
+  constexpr std::array<BaseAndExtra, 30> kDistances = {
+      {{1, 0},     {2, 0},     {3, 0},     {4, 0},      {5, 1},      {7, 1},
+       {9, 2},     {13, 2},    {17, 3},    {25, 3},     {33, 4},     {49, 4},
+       {65, 5},    {97, 5},    {129, 6},   {193, 6},    {257, 7},    {385, 7},
+       {513, 8},   {769, 8},   {1025, 9},  {1537, 9},   {2049, 10},  {3073, 10},
+       {4097, 11}, {6145, 11}, {8193, 12}, {12289, 12}, {16385, 13}, {24577, 13}}};
+
+  const std::optional<std::uint32_t> length = readNumber(kLengths, symbol - 257);
+  if (!length) {
+    return false;
+  }
+  std::optional<std::uint32_t> distance = 0;
+  const std::uint32_t distanceSymbol = decodeSymbol(distanceTable);
+  if (distanceSymbol != kNoSymbol) {
+    distance = readNumber(kDistances, distanceSymbol);
+  } else if (bytesLeft() == 0) {
+    return false;
+  }
+  if (!distance || *distance > pendingCount || *length > kBlockBufferSize - pendingCount) {
+    return false;
+  }
+  for (std::uint32_t i = 0; i < *length; ++i) {
+    blockBuffer[pendingCount] = blockBuffer[pendingCount - *distance];
+    ++pendingCount;
+  }
+  return true;
+}
+
+// False, with nothing written, if the output would fill its buffer.
+bool Decoder::append(const std::uint8_t* bytes, std::size_t count) {
+  if (count >= kInflateBufferSize - outputCount) {
+    return false;
+  }
+  std::copy_n(bytes, count, output + outputCount);
+  outputCount += count;
+  return true;
+}
+
+// Format note, RFC 1951, 3.2.2: no code is the beginning of another. So codes can be tried from the
+// shortest length up, and the first that fits is the one meant. A search by length and entry is
+// slow, yet a card holds a thousand bytes.
+//
+// An unknown code is consumed too, at its greatest length. A table without entries knows no code
+// and compares nothing; it consumes the 100 bits of its minLength.
+std::uint32_t Decoder::decodeSymbol(const CodeTable& table) {
+  for (std::uint32_t length = table.minLength; length <= table.maxLength; ++length) {
+    const std::uint32_t code = peekBits(length);  // kNoBits is wider than every code
+    for (std::uint32_t i = 0; i < table.count; ++i) {
+      const CodeEntry& entry = table.entries[i];
+      if (entry.length == length && entry.code == code) {
+        skipBits(length);
+        return entry.symbol;
+      }
+    }
+  }
+  skipBits(std::max(table.minLength, table.maxLength));
+  return kNoSymbol;
+}
+
+// The number that the row and its extra bits give; nothing if there is no such row, or no such
+// bits.
+std::optional<std::uint32_t> Decoder::readNumber(std::span<const BaseAndExtra> rows,
+                                                 std::uint32_t row) {
+  if (row >= rows.size()) {
+    return std::nullopt;
+  }
+  if (rows[row].extraBits == 0) {
+    return rows[row].base;
+  }
+  const std::uint32_t extra = readBits(rows[row].extraBits);
+  if (extra == kNoBits) {
+    return std::nullopt;
+  }
+  return rows[row].base + extra;
+}
+
+// Format note, RFC 1951, 3.1.1: bytes are filled from their least significant bit up. Numbers are
+// packed starting with their least significant bit, Huffman codes starting with their most
+// significant one: for a code must be told from others by its first bits.
+std::uint32_t Decoder::readBits(std::uint32_t n) {
+  if (!hasBits(n)) {
+    return kNoBits;
+  }
+  std::uint32_t value = 0;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    value |= bitAt(i) << i;
+  }
+  skipBits(n);
+  return value;
+}
+
+std::uint32_t Decoder::peekBits(std::uint32_t n) const {
+  if (!hasBits(n)) {
+    return kNoBits;
+  }
+  std::uint32_t value = 0;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    value = (value << 1) | bitAt(i);
+  }
+  return value;
+}
+
+// Whether more than n bits are left. The last bit of the input is never given out: it belongs to
+// the trailer, so only a damaged stream can ask for it.
+bool Decoder::hasBits(std::uint32_t n) const {
+  return bitPosition + n < 8 * bytesLeft();
+}
+
+// The bit at `offset` bits behind the position, which hasBits has granted.
+std::uint32_t Decoder::bitAt(std::uint32_t offset) const {
+  const std::uint32_t position = bitPosition + offset;
+  return (std::uint32_t{input[bytePosition + position / 8]} >> (position % 8)) & 1;
+}
+
+void Decoder::skipBits(std::uint32_t n) {
+  bitPosition += n;
+  bytePosition += bitPosition / 8;
+  bitPosition %= 8;
+}
+
+std::size_t Decoder::bytesLeft() const {
+  return bytePosition < inputLength ? inputLength - bytePosition : 0;
+}
+
+}  // namespace
+}  // namespace kv500

@@ -1,0 +1,126 @@
+// The card reader behind the listener.
+#ifndef KV500_DEVICE_KV500_H
+#define KV500_DEVICE_KV500_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "card/apdu.h"
+#include "card/card_kind.h"
+#include "device/device.h"
+#include "frontend/response.h"
+#include "platform/threading.h"
+#include "support/config_file.h"
+#include "support/thread.h"
+
+namespace kv500 {
+
+/// The version of the answers' interface, "ApiVersion" in them.
+inline const std::string apiVersion = "1.1.8";
+
+/// The one concrete device: settings, the state of reader and card, the card watcher, the actions.
+///
+/// The state is one of three: no reader (`readerPresent` false), a reader without a card
+/// connection, a card connection (`cardConnected` true, which implies `readerPresent`).
+class KV500 final : public Device {
+ public:
+  /// Reads the settings from config.txt, waiting for the person at the screen if they are bad, and
+  /// starts the card watcher. Bad settings are logged and shown, and their defaults hold.
+  explicit KV500(PcscService* owner);
+
+  /// Stops the watcher, and returns when it has ended. The running service never comes here: it
+  /// ends with the process. Leaves a card connection open.
+  ~KV500() override;
+
+  /// 127.0.0.1: the service can be reached from this machine only.
+  std::uint32_t listenAddress() override;
+  std::uint16_t listenPort() override { return port; }
+
+  /// Takes the reader if exactly one known USB device is plugged in, gives up an earlier one in any
+  /// case.
+  void attachReader(const std::string& newReaderName) override EXCLUDES(deviceLock);
+  void detachReader() override EXCLUDES(deviceLock);
+
+  /// A request that can't be understood gets no answer, only a log line; one that asks for nothing
+  /// known gets a JSON answer that says so.
+  void handleConnection(TcpSocket& client) override EXCLUDES(deviceLock);
+
+ private:
+  // Settings: kv500.cc. Written by the constructor, before any other thread knows the object.
+  void readSettings();
+  void readPort(const ConfigFile& config);
+  void readSwitch(const ConfigFile& config, const std::string& key, bool& setting);
+  void reportToUser(const std::string& text);
+
+  // Requests: kv500_requests.cc.
+  void handleRequest(const std::string& text, TcpSocket& client);
+  void runAction(const std::string& action, TcpSocket& client, bool isHead);
+  void writeResponse(TcpSocket& client, bool isHead, const ActionResult& result,
+                     const std::string& daten);
+  void writeErrorResponse(TcpSocket& client, bool isHead, const std::string& action,
+                          const std::string& status, const std::string& message);
+  void writeOptionsResponse(TcpSocket& client);
+
+  // Actions: kv500_actions.cc. Each holds deviceLock from the check of the state to the complete
+  // result, and not while the answer is written.
+  void runStatusAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
+  void runReadAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
+  void runCloseAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
+  void describeReader(ActionResult& result) REQUIRES(deviceLock);
+  bool readCard(std::string& daten) REQUIRES(deviceLock);
+
+  // Card connection: kv500_connection.cc.
+  /// Brings `readerPresent` and `cardConnected` up to date, one step of the state machine a call.
+  void updateCardState() REQUIRES(deviceLock);
+  void checkConnection() REQUIRES(deviceLock);
+  void openConnection() REQUIRES(deviceLock);
+  /// Ends the card connection, and gives up the reader too unless it is to be kept.
+  void closeCard(bool keepReader) REQUIRES(deviceLock);
+  /// The same without a word to PC/SC, for a connection that is not there.
+  void dropCard(bool keepReader) REQUIRES(deviceLock);
+
+  // USB: kv500_usb.cc.
+  /// True if exactly one known USB device is plugged in; `serialNumber` is its serial number then.
+  bool detectUsbDevice() REQUIRES(deviceLock);
+
+  // Card detection: kv500_detection.cc. The card connection is open.
+  CardKind detectCardKind() REQUIRES(deviceLock);
+  /// True if the exchange took place, whatever the card answered to it.
+  bool readGdo(ByteVector& gdo) REQUIRES(deviceLock);
+  bool selectMasterFile() REQUIRES(deviceLock);
+  bool exchange(const ByteVector& command, ByteVector& response, StatusWord& status)
+      REQUIRES(deviceLock);
+
+  // Insurance data: kv500_insurance.cc. The card connection is open and the card a health card. On
+  // failure the outputs stay as they were.
+  enum class InsuranceFile { Vd, Pd };
+  bool readInsuranceData(std::string& daten) REQUIRES(deviceLock);
+  bool readCardId(std::string& cardId) REQUIRES(deviceLock);
+  bool readInsuranceFile(ByteVector& gzipData, InsuranceFile file) REQUIRES(deviceLock);
+  bool readFileStart(InsuranceFile file, ByteVector& start, std::size_t& length)
+      REQUIRES(deviceLock);
+  bool readFurtherBlocks(ByteVector& gzipData, std::size_t length) REQUIRES(deviceLock);
+
+  // Card watcher: kv500_watcher.cc.
+  void cardCheckLoop();
+  void announceCard() REQUIRES(deviceLock);
+  bool startBrowser(const std::string& cardId);
+
+  std::uint16_t port = 5724;
+  std::string allowOrigin = "*";
+  std::string url;
+  bool callBrowser = false;
+  bool appendCardId = false;
+  std::string browserCommand;
+
+  bool cardConnected GUARDED_BY(deviceLock) = false;
+  std::string readerName GUARDED_BY(deviceLock);
+  std::string serialNumber GUARDED_BY(deviceLock);
+  Thread cardCheckThread;
+  std::atomic<bool> stopRequested = false;
+};
+
+}  // namespace kv500
+
+#endif

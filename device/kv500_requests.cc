@@ -1,0 +1,80 @@
+// From the accepted connection to the action, and the answers on their way out.
+#include "device/kv500.h"
+#include "frontend/http_request.h"
+#include "frontend/tcp_socket.h"
+#include "support/log.h"
+
+namespace kv500 {
+
+void KV500::handleConnection(TcpSocket& client) {
+  std::string text;
+  if (!client.receive(text)) {
+    return;
+  }
+  try {
+    handleRequest(text, client);
+  } catch (const std::string& failure) {
+    logMessage("Exception: " + failure, "");
+  } catch (...) {
+    // Without a text there is nothing to say; the client sees the connection closed.
+  }
+}
+
+void KV500::handleRequest(const std::string& text, TcpSocket& client) {
+  const HttpRequest request(text);
+  const std::string method = request.method();
+  if (method != "GET" && method != "HEAD" && method != "OPTIONS") {
+    logMessage("Only HTTP GET, HEAD and OPTIONS supported!\n", "");
+    return;
+  }
+  if (method == "OPTIONS") {
+    writeOptionsResponse(client);
+    return;
+  }
+  const bool isHead = method == "HEAD";
+  const std::string target = request.target();
+  if (target.size() > 2 && target.starts_with("/?")) {
+    const auto parameters = parseQueryParameters(target.substr(2));
+    const auto action = parameters.find("action");
+    if (action != parameters.end()) {
+      runAction(action->second, client, isHead);
+      return;
+    }
+  }
+  writeErrorResponse(client, isHead, "MISSING_GET_PARAM", "ERROR", "wrong GET parameter");
+}
+
+void KV500::runAction(const std::string& action, TcpSocket& client, bool isHead) {
+  if (action == "status") {
+    runStatusAction(client, isHead);
+  } else if (action == "read") {
+    runReadAction(client, isHead);
+  } else if (action == "close") {
+    runCloseAction(client, isHead);
+  } else {
+    writeErrorResponse(client, isHead, action, "ERROR", "wrong GET parameter");
+  }
+}
+
+// What `send` reports is of no use to anybody: a client that has gone has gone.
+
+void KV500::writeResponse(TcpSocket& client, bool isHead, const ActionResult& result,
+                          const std::string& daten) {
+  client.send(composeResponse(allowOrigin, isHead, result, daten));
+}
+
+void KV500::writeErrorResponse(TcpSocket& client, bool isHead, const std::string& action,
+                               const std::string& status, const std::string& message) {
+  ActionResult result;
+  result.action = action;
+  result.status = status;
+  result.servVersion = servVersion;
+  result.message = message;
+  writeResponse(client, isHead, result, "");
+}
+
+void KV500::writeOptionsResponse(TcpSocket& client) {
+  client.send(composeOptionsResponse(allowOrigin));
+}
+
+}  // namespace kv500

@@ -1,0 +1,53 @@
+// The text of one HTTP request, and the query in its target.
+//
+// Pure functions of their arguments: any thread. Malformed input raises a plain text. White space
+// is what isspace accepts in the default locale; bytes from 0x80 up are none.
+#ifndef KV500_FRONTEND_HTTP_REQUEST_H
+#define KV500_FRONTEND_HTTP_REQUEST_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace kv500 {
+
+/// A request as far as it is understood here: the first two words of the request line and the
+/// header lines. The version is never looked at, and lines behind the first blank one are not read.
+class HttpRequest {
+ public:
+  /// Raises "Invalid line in HTTP request ", the line, "!" for a request line of fewer than three
+  /// words and for a header line without a colon or a blank. An empty text gives an empty request.
+  explicit HttpRequest(const std::string& text);
+
+  /// The first word, as sent; empty if there was no request line.
+  std::string method() const { return method_; }
+  /// The second word, as sent, not decoded.
+  std::string target() const { return target_; }
+  /// The header lines: names in lower case, the last of several lines with one name.
+  const std::map<std::string, std::string>& headers() const { return headers_; }
+
+ private:
+  void parseRequestLine(std::string_view line);
+  void parseHeaderLine(std::string_view line);
+
+  std::map<std::string, std::string> headers_;
+  std::string method_;
+  std::string target_;
+};
+
+/// Splits a query at "&" into names and values divided by the first "=". The names are decoded, the
+/// values stay as sent; the last of several pieces with one name wins. Raises "Invalid GET
+/// parameter!" for a piece without "=", and what urlDecode raises.
+std::map<std::string, std::string> parseQueryParameters(const std::string& query);
+
+/// Replaces each "%" and the two hexadecimal digits behind it by the byte that they name; nothing
+/// else ("+" stays). Raises "Unexpected end of string!" and what hexPairToByte raises.
+std::string urlDecode(const std::string& text);
+
+/// The byte of two hexadecimal digits, the high four bits first. Raises "Invalid character!".
+std::uint8_t hexPairToByte(char high, char low);
+
+}  // namespace kv500
+
+#endif

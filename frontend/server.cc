@@ -1,0 +1,167 @@
+#include "frontend/server.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+
+#include "device/device.h"
+
+namespace kv500 {
+namespace {
+
+constexpr std::size_t largestPool = 8;
+constexpr int bindTries = 10;
+constexpr std::uint32_t bindPause = 100;  // Milliseconds.
+constexpr std::uint32_t stopPause = 100;  // Milliseconds.
+
+}  // namespace
+
+ClientWorker::~ClientWorker() {
+  client.close();
+  thread.close();
+}
+
+Server::Server(Device* served) : device(served) {
+  if (!openPort()) {
+    throw std::string("Could not open port");
+  }
+  const auto run = [](void* server) { static_cast<Server*>(server)->serverLoop(); };
+  if (!mainThread.start(run, this, device->name() + " Server")) {
+    listener.close();
+    throw std::string("Could not start server main thread!");
+  }
+}
+
+Server::~Server() {
+  listenerStopEvent.set();
+  // As long as it takes: the connections that are being served come to their end first, and
+  // nothing of this object may go while a thread uses it.
+  listenerStoppedEvent.wait();
+  platform::WaitForSingleObject(mainThread.handle, platform::INFINITE);
+  mainThread.close();
+}
+
+bool Server::openPort() {
+  for (int i = 0; i < bindTries; ++i) {
+    if (listener.bindAndListen(device->listenPort(), device->listenAddress())) {
+      return true;
+    }
+    platform::Sleep(bindPause);
+  }
+  return false;
+}
+
+void Server::serverLoop() {
+  if (!listener.hasSocket()) {
+    throw std::string("Cannot run server with invalid socket");
+  }
+  for (;;) {  // Until the stop event, which is looked at every 50 ms.
+    TcpSocket accepted;
+    if (listener.acceptPending(accepted)) {
+      dispatch(accepted);
+    }
+    if (listenerStopEvent.isSet()) {
+      stopWorkers();
+      return;
+    }
+    removeEndedWorker();
+    // A socket that nobody took is closed here: the client gets no answer.
+  }
+}
+
+void Server::dispatch(TcpSocket& accepted) {
+  const ScopedLock guard(lock);
+  const auto idle = std::find_if(workers.begin(), workers.end(),
+                                 [](const auto& worker) { return !worker->busy; });
+  if (idle != workers.end()) {
+    accepted.handOver((*idle)->client);
+    (*idle)->busy = true;
+    (*idle)->wakeEvent.set();
+  } else if (workers.size() < largestPool) {
+    startWorker(accepted);
+  }
+}
+
+void Server::startWorker(TcpSocket& accepted) {
+  const std::string threadName = device->name() + " " + std::to_string(workers.size());
+  ClientWorker* const worker = workers.emplace_back(std::make_unique<ClientWorker>(this)).get();
+  worker->busy = true;
+  accepted.handOver(worker->client);
+  const auto run = [](void* argument) {
+    auto* const self = static_cast<ClientWorker*>(argument);
+    self->server->workerLoop(self);
+  };
+  if (!worker->thread.start(run, worker, threadName)) {
+    // The machine is short of threads: this client is turned away, and the next one may be served.
+    eraseWorker(worker);
+    return;
+  }
+  worker->wakeEvent.set();
+}
+
+void Server::removeEndedWorker() {
+  const ScopedLock guard(lock);
+  const auto ended = std::find_if(workers.begin(), workers.end(), [](const auto& worker) {
+    return platform::WaitForSingleObject(worker->thread.handle, 0) == platform::WAIT_OBJECT_0;
+  });
+  if (ended != workers.end()) {
+    eraseWorker(ended->get());
+  }
+}
+
+void Server::stopWorkers() {
+  {
+    const ScopedLock guard(lock);
+    for (const auto& worker : workers) {
+      worker->quitRequested = true;
+      worker->wakeEvent.set();
+    }
+  }
+  // Bounded by the connections in hand: a silent client is given up after 10 seconds.
+  while (workerCount() > 0) {
+    platform::Sleep(stopPause);
+  }
+  listenerStoppedEvent.set();
+}
+
+void Server::removeWorker(ClientWorker* worker) {
+  const ScopedLock guard(lock);
+  eraseWorker(worker);
+}
+
+void Server::eraseWorker(ClientWorker* worker) {
+  workers.remove_if([worker](const auto& entry) { return entry.get() == worker; });
+}
+
+std::size_t Server::workerCount() {
+  const ScopedLock guard(lock);
+  return workers.size();
+}
+
+bool Server::takeUpWork(ClientWorker* worker) {
+  const ScopedLock guard(lock);
+  worker->busy = !worker->quitRequested;
+  return worker->busy;
+}
+
+void Server::workerLoop(ClientWorker* worker) {
+  for (;;) {  // Until the server asks for the end; it waits for work in between.
+    if (!worker->wakeEvent.wait()) {
+      return;  // The listener finds the thread ended and makes room for another.
+    }
+    if (!takeUpWork(worker)) {
+      removeWorker(worker);
+      return;
+    }
+    try {
+      device->handleConnection(worker->client);
+    } catch (...) {
+      // One connection's failure must not cost the pool a worker.
+    }
+    worker->client.close();
+    const ScopedLock guard(lock);
+    worker->busy = false;
+  }
+}
+
+}  // namespace kv500

@@ -1,0 +1,80 @@
+// The listening socket and its pool of workers.
+#ifndef KV500_FRONTEND_SERVER_H
+#define KV500_FRONTEND_SERVER_H
+
+#include <list>
+#include <memory>
+
+#include "frontend/tcp_socket.h"
+#include "support/event.h"
+#include "support/lock.h"
+#include "support/thread.h"
+
+namespace kv500 {
+
+class Device;
+class Server;
+
+/// One entry of the pool: a thread that serves one connection at a time and waits in between.
+struct ClientWorker {
+  /// Raises "Could not create event".
+  explicit ClientWorker(Server* owner) : server(owner) {}
+  /// Closes the connection and the handles, without a wait for the thread.
+  ~ClientWorker();
+  ClientWorker(const ClientWorker&) = delete;
+  ClientWorker& operator=(const ClientWorker&) = delete;
+
+  Server* const server;
+  const Event wakeEvent{Event::Reset::Auto};  ///< There is work, or the thread is to end.
+  bool busy = false;                          ///< Guarded by the server's lock, like the next one.
+  bool quitRequested = false;
+  Thread thread;
+  /// Written by the listener while the worker is idle, by the worker while it is busy.
+  TcpSocket client;
+};
+
+/// Accepts connections for a device and gives each to a worker. At most 8 are served at a time; one
+/// more is closed at once without an answer.
+class Server {
+ public:
+  /// Opens the device's port and starts the listener thread. `device` lives longer. Raises "Could
+  /// not create event", "Could not open port" (after 10 tries in a second) or "Could not start
+  /// server main thread!"; nothing is left open then.
+  explicit Server(Device* device);
+
+  /// Stops the listener and the workers, after the connections that they serve have ended, and
+  /// returns then. The running service never comes here: it ends with the process.
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  /// Takes a worker out of the pool and destroys it; nothing happens if it is not there. Any
+  /// thread, without the lock.
+  void removeWorker(ClientWorker* worker) EXCLUDES(lock);
+
+  /// The number of workers, idle ones included. Any thread.
+  std::size_t workerCount() EXCLUDES(lock);
+
+ private:
+  bool openPort();
+  void serverLoop();
+  void dispatch(TcpSocket& accepted) EXCLUDES(lock);
+  void startWorker(TcpSocket& accepted) REQUIRES(lock);
+  void removeEndedWorker() EXCLUDES(lock);
+  void eraseWorker(ClientWorker* worker) REQUIRES(lock);
+  void stopWorkers() EXCLUDES(lock);
+  void workerLoop(ClientWorker* worker);
+  bool takeUpWork(ClientWorker* worker) EXCLUDES(lock);
+
+  TcpSocket listener;
+  Lock lock;  ///< Guards the pool and the flags of each worker.
+  Thread mainThread;
+  std::list<std::unique_ptr<ClientWorker>> workers GUARDED_BY(lock);  ///< Oldest first.
+  const Event listenerStopEvent{Event::Reset::Manual};     ///< Asks the listener thread to stop.
+  const Event listenerStoppedEvent{Event::Reset::Manual};  ///< No worker is left.
+  Device* const device;
+};
+
+}  // namespace kv500
+
+#endif

@@ -1,0 +1,113 @@
+#include "frontend/tcp_socket.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "support/lock.h"
+
+namespace kv500 {
+namespace {
+
+constexpr std::uint16_t socketLibraryVersion = 0x0101;
+constexpr std::int32_t backlog = 32;
+constexpr std::int32_t acceptWait = 50'000;             // Microseconds.
+constexpr std::int32_t silentClientLimit = 10'000'000;  // Microseconds.
+constexpr std::size_t largestRequest = 4096;            // Bytes.
+
+Lock usersLock;
+/// The TcpSocket objects alive. With 0 the socket library is not started.
+unsigned socketUsers GUARDED_BY(usersLock) = 0;
+
+}  // namespace
+
+TcpSocket::TcpSocket() {
+  const ScopedLock guard(usersLock);
+  if (socketUsers++ == 0) {
+    platform::WSAStartup(socketLibraryVersion);
+  }
+}
+
+TcpSocket::~TcpSocket() {
+  close();
+  const ScopedLock guard(usersLock);
+  if (--socketUsers == 0) {
+    platform::WSACleanup();
+  }
+}
+
+bool TcpSocket::bindAndListen(std::uint16_t port, std::uint32_t address) {
+  close();
+  socket = platform::socket(platform::AF_INET, platform::SOCK_STREAM, 0);
+  if (!hasSocket()) {
+    return false;
+  }
+  platform::sockaddr_in endpoint{};
+  endpoint.sin_family = platform::AF_INET;
+  endpoint.sin_port = platform::htons(port);
+  endpoint.sin_addr = address;
+  if (platform::bind(socket, endpoint) != 0 || platform::listen(socket, backlog) != 0) {
+    close();
+    return false;
+  }
+  return true;
+}
+
+bool TcpSocket::acceptPending(TcpSocket& accepted) {
+  const std::int32_t ready = platform::select(socket, acceptWait);
+  if (ready < 0) {
+    throw std::string("Could not check if connection request is pending");
+  }
+  if (ready == 0) {
+    return false;
+  }
+  accepted.socket = platform::accept(socket);
+  return accepted.hasSocket();
+}
+
+bool TcpSocket::receive(std::string& text) {
+  text.clear();
+  if (!hasSocket() || platform::select(socket, silentClientLimit) <= 0) {
+    return false;
+  }
+  std::array<char, largestRequest> buffer;
+  const std::int32_t length =
+      platform::recv(socket, buffer.data(), static_cast<std::int32_t>(buffer.size()));
+  if (length < 0) {
+    return false;
+  }
+  text.assign(buffer.begin(), std::find(buffer.begin(), buffer.begin() + length, '\0'));
+  return true;
+}
+
+bool TcpSocket::send(const std::string& text) {
+  if (!hasSocket()) {
+    return false;
+  }
+  std::size_t offset = 0;
+  do {  // Each round sends something or ends; the platform bounds the wait for a peer.
+    const std::int32_t taken = platform::send(socket, text.data() + offset,
+                                              static_cast<std::int32_t>(text.size() - offset));
+    if (taken < 0 || (taken == 0 && !text.empty())) {
+      return false;
+    }
+    offset += static_cast<std::size_t>(taken);
+  } while (offset < text.size());
+  return true;
+}
+
+void TcpSocket::handOver(TcpSocket& target) {
+  target.socket = socket;
+  socket = platform::INVALID_SOCKET;
+}
+
+void TcpSocket::close() {
+  if (!hasSocket()) {
+    return;
+  }
+  platform::shutdown(socket, platform::SD_BOTH);
+  platform::closesocket(socket);
+  socket = platform::INVALID_SOCKET;
+}
+
+}  // namespace kv500

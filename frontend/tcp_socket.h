@@ -1,0 +1,53 @@
+// One socket handle, and the only place that calls the socket interface.
+#ifndef KV500_FRONTEND_TCP_SOCKET_H
+#define KV500_FRONTEND_TCP_SOCKET_H
+
+#include <cstdint>
+#include <string>
+
+#include "platform/sockets.h"
+
+namespace kv500 {
+
+/// A socket or none. It belongs to one thread at a time. The socket library is started with the
+/// first object alive and cleaned up with the last one.
+class TcpSocket {
+ public:
+  TcpSocket();
+  /// Closes the socket, if there is one.
+  ~TcpSocket();
+  TcpSocket(const TcpSocket&) = delete;
+  TcpSocket& operator=(const TcpSocket&) = delete;
+
+  /// Listens on a port (host byte order) of an IPv4 address (network byte order), with room for 32
+  /// waiting connections. False, and no socket, if that fails.
+  bool bindAndListen(std::uint16_t port, std::uint32_t address);
+
+  /// Waits up to 50 ms for a connection and takes it into `accepted`, which holds no socket. True
+  /// if it has one now. Raises "Could not check if connection request is pending".
+  bool acceptPending(TcpSocket& accepted);
+
+  /// Replaces `text` by what one read delivers: at most 4096 bytes, cut at the first zero byte.
+  /// True with an empty text if the peer has closed. False if there is no socket, if the read
+  /// fails, or if nothing has come within 10 seconds: browsers open spare connections, which would
+  /// otherwise keep every worker from its work.
+  bool receive(std::string& text);
+
+  /// Sends the whole text. False if there is no socket or the peer takes no more.
+  bool send(const std::string& text);
+
+  /// Gives the socket to `target`, which has none; this one has none afterwards.
+  void handOver(TcpSocket& target);
+
+  /// Shuts the connection down in both directions and closes it; nothing if there is no socket.
+  void close();
+
+  bool hasSocket() const { return socket != platform::INVALID_SOCKET; }
+
+ private:
+  platform::SOCKET socket = platform::INVALID_SOCKET;
+};
+
+}  // namespace kv500
+
+#endif

@@ -1,0 +1,149 @@
+#include "platform/sockets.h"
+
+// The system's header defines some of the seam's names as macros; what they stand for is 2, 1, 2 on
+// Linux too, so that the seam's numbers can be passed on.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "platform/interception.h"
+#undef htons
+
+namespace platform {
+namespace {
+
+/// How long one write may wait for a peer that does not read. Answers fit into the kernel's buffer,
+/// so that only a client that means harm gets here.
+constexpr ::timeval writeLimit{10, 0};
+
+int descriptor(SOCKET socket) {
+  return static_cast<int>(socket);
+}
+SOCKET toSocket(int fd) {
+  return fd < 0 ? INVALID_SOCKET : static_cast<SOCKET>(fd);
+}
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) {  // Signals are rare; each repeat waits for the next one.
+    result = call();
+  }
+  return result;
+}
+
+}  // namespace
+
+std::int32_t WSAStartup(std::uint16_t) {
+  return intercepted("WSAStartup") ? -1 : 0;
+}
+std::int32_t WSACleanup() {
+  return intercepted("WSACleanup") ? -1 : 0;
+}
+
+SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
+  if (intercepted("socket")) {
+    return INVALID_SOCKET;
+  }
+  return toSocket(::socket(family, type | SOCK_CLOEXEC, protocol));
+}
+
+std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
+  if (intercepted("bind")) {
+    return -1;
+  }
+  // Without this the port of a service that has just ended stays closed to its successor for a
+  // minute. A port that somebody listens on is refused all the same.
+  const int on = 1;
+  ::setsockopt(descriptor(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+  ::sockaddr_in native{};
+  static_assert(sizeof(native) == sizeof(address));
+  std::memcpy(&native, &address, sizeof(native));
+  return ::bind(descriptor(socket), reinterpret_cast<const ::sockaddr*>(&native), sizeof(native));
+}
+
+std::int32_t listen(SOCKET socket, std::int32_t backlog) {
+  if (intercepted("listen") || ::listen(descriptor(socket), backlog) != 0) {
+    return -1;
+  }
+  // A connection that is gone again before `accept` must not make that call wait for the next.
+  ::fcntl(descriptor(socket), F_SETFL, O_NONBLOCK);
+  ::sockaddr_in bound{};
+  ::socklen_t length = sizeof(bound);
+  ::getsockname(descriptor(socket), reinterpret_cast<::sockaddr*>(&bound), &length);
+  listening(ntohs(bound.sin_port));
+  return 0;
+}
+
+std::int32_t select(SOCKET socket, std::int32_t microseconds) {
+  if (intercepted("select", static_cast<std::uint32_t>(microseconds))) {
+    return -1;
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::microseconds(microseconds);
+  ::pollfd entry{descriptor(socket), POLLIN, 0};
+  const int ready = uninterrupted([&] {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    return ::poll(&entry, 1, left > 0 ? static_cast<int>(left) : 0);
+  });
+  return (entry.revents & POLLNVAL) != 0 ? -1 : ready;
+}
+
+SOCKET accept(SOCKET socket) {
+  if (intercepted("accept")) {
+    return INVALID_SOCKET;
+  }
+  const int fd = uninterrupted(
+      [socket] { return ::accept4(descriptor(socket), nullptr, nullptr, SOCK_CLOEXEC); });
+  if (fd < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
+    // The connection stays in the queue and would be reported again at once, without end.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  if (fd >= 0) {
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &writeLimit, sizeof(writeLimit));
+  }
+  return toSocket(fd);
+}
+
+std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
+  const auto length = static_cast<std::size_t>(size);
+  return static_cast<std::int32_t>(
+      uninterrupted([&] { return ::recv(descriptor(socket), buffer, length, 0); }));
+}
+
+std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
+  const auto length = static_cast<std::size_t>(size);
+  return static_cast<std::int32_t>(
+      uninterrupted([&] { return ::send(descriptor(socket), bytes, length, MSG_NOSIGNAL); }));
+}
+
+std::int32_t shutdown(SOCKET socket, std::int32_t how) {
+  static_assert(SHUT_RDWR == SD_BOTH);
+  return ::shutdown(descriptor(socket), how);
+}
+
+std::int32_t closesocket(SOCKET socket) {
+  return ::close(descriptor(socket));
+}
+
+std::uint16_t htons(std::uint16_t port) {
+  const auto high = static_cast<std::uint8_t>(port >> 8);
+  const std::uint8_t bytes[] = {high, static_cast<std::uint8_t>(port & 0xFF)};
+  std::uint16_t result;
+  std::memcpy(&result, bytes, sizeof(result));
+  return result;
+}
+
+std::uint32_t inet_addr(const char* text) {
+  return ::inet_addr(text);
+}
+
+}  // namespace platform

@@ -1,0 +1,96 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+
+#include "platform/posix/path_text.h"
+#include "platform/program.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t largestTextFile = std::size_t{1} << 20;
+
+/// Opens an ordinary file. Anything else is refused, and without a wait: a pipe would otherwise
+/// hold the service until somebody came to its other end.
+int openOrdinaryFile(const std::u16string& path, int flags) {
+  const int file = ::open(posix::toBytes(path).c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
+  struct ::stat status;
+  if (file >= 0 && (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode))) {
+    ::close(file);
+    return -1;
+  }
+  return file;
+}
+
+/// Reads up to one byte more than the limit, so that the caller can tell a file that is too large.
+std::string readLimited(int file) {
+  std::string content(largestTextFile + 1, '\0');
+  std::size_t length = 0;
+  while (length < content.size()) {
+    const auto got = ::read(file, content.data() + length, content.size() - length);
+    if (got == 0 || (got < 0 && errno != EINTR)) {
+      break;
+    }
+    length += got > 0 ? static_cast<std::size_t>(got) : 0;
+  }
+  content.resize(length);
+  return content;
+}
+
+}  // namespace
+
+bool readTextFile(const std::u16string& path, std::string& content) {
+  const int file = openOrdinaryFile(path, O_RDONLY);
+  if (file < 0) {
+    return false;
+  }
+  const std::string raw = readLimited(file);
+  ::close(file);
+  if (raw.size() > largestTextFile) {
+    return false;
+  }
+  content.clear();
+  for (std::size_t i = 0; i < raw.size(); ++i) {
+    const bool beforeLineFeed = i + 1 < raw.size() && raw[i + 1] == '\n';
+    if (raw[i] != '\r' || !beforeLineFeed) {
+      content += raw[i];
+    }
+  }
+  return true;
+}
+
+AppendStream::~AppendStream() {
+  if (file_ >= 0) {
+    ::close(static_cast<int>(file_));
+  }
+}
+
+void AppendStream::open(const std::u16string& path) {
+  file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
+}
+
+void AppendStream::write(const std::string& text) {
+  if (file_ < 0) {
+    return;
+  }
+  std::string stored;
+  for (const char c : text) {
+    stored.append(c == '\n' ? "\r\n" : std::string(1, c));
+  }
+  std::size_t offset = 0;
+  while (offset < stored.size()) {
+    const auto taken =
+        ::write(static_cast<int>(file_), stored.data() + offset, stored.size() - offset);
+    if (taken < 0 && errno != EINTR) {
+      ::close(static_cast<int>(file_));
+      file_ = -1;
+      return;
+    }
+    offset += taken > 0 ? static_cast<std::size_t>(taken) : 0;
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,62 @@
+#include "platform/program.h"
+
+#include <chrono>
+#include <cstdlib>
+
+#include "platform/host.h"
+#include "platform/interception.h"
+#include "platform/simulated/world.h"
+
+namespace platform {
+namespace {
+
+using simulated::world;
+
+const auto processStart = std::chrono::steady_clock::now();
+
+}  // namespace
+
+std::int64_t clock() {
+  const auto elapsed = std::chrono::steady_clock::now() - processStart;
+  return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count() +
+         world().clockShift;
+}
+
+std::int64_t _time64() {
+  const std::int64_t set = world().calendarTime;
+  return set != 0 ? set : std::time(nullptr);
+}
+
+std::int32_t system(const char* command) {
+  if (const auto code = world().faults.take("system")) {
+    return static_cast<std::int32_t>(*code);
+  }
+  const bool isKnown = std::string(command) == "net start SCardSvr";
+  return isKnown && !world().readers.startService() ? 0 : 1;
+}
+
+void ExitProcess(std::uint32_t exitCode) {
+  if (world().onExit) {
+    world().onExit(exitCode);
+  }
+  std::_Exit(static_cast<int>(exitCode));
+}
+
+HANDLE CreateMutexA(bool, const char* name) {
+  if (world().faults.take("CreateMutexA")) {
+    return 0;
+  }
+  return host::createNamedMutex(world().mutexRealm + name);
+}
+
+bool intercepted(const char* operation, std::uint32_t detail) {
+  return world().faults.take(operation, detail).has_value();
+}
+
+void listening(std::uint16_t port) {
+  if (world().onListening) {
+    world().onListening(port);
+  }
+}
+
+}  // namespace platform

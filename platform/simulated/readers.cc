@@ -1,0 +1,308 @@
+#include "platform/simulated/readers.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace simulated {
+namespace {
+
+std::u16string widen(const std::string& text) {
+  return std::u16string(text.begin(), text.end());
+}
+
+std::u16string usbPathOf(unsigned number) {
+  std::string digits = std::to_string(number + 1);
+  digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
+  return widen("\\\\?\\usb#vid_2406&pid_5003#SIM" + digits +
+               "#{a5dcbf10-6530-11d2-901f-00c04fb951ed}");
+}
+
+}  // namespace
+
+void Readers::plug() {
+  const std::lock_guard guard(mutex_);
+  unsigned number = 0;
+  const auto hasNumber = [&number](const auto& reader) { return reader->number == number; };
+  while (std::any_of(readers_.begin(), readers_.end(), hasNumber)) {
+    ++number;  // Bounded: there is a free one among as many numbers as readers, and one more.
+  }
+  const std::string name = "brenvolt GmbH KV500 " + std::to_string(number);
+  readers_.push_back(std::make_shared<Reader>(Reader{name, usbPathOf(number), number, nullptr}));
+}
+
+Readers::Refusal Readers::unplug() {
+  const std::lock_guard guard(mutex_);
+  if (readers_.empty()) {
+    return "no reader is plugged in";
+  }
+  readers_.pop_back();
+  return std::nullopt;
+}
+
+Readers::Refusal Readers::insert(const Card& card) {
+  const std::lock_guard guard(mutex_);
+  if (readers_.empty()) {
+    return "no reader is plugged in";
+  }
+  if (readers_.front()->card) {
+    return "a card is in the reader already";
+  }
+  readers_.front()->card = std::make_shared<InsertedCard>(card);
+  return std::nullopt;
+}
+
+Readers::Refusal Readers::remove() {
+  const std::lock_guard guard(mutex_);
+  if (readers_.empty() || !readers_.front()->card) {
+    return "no card is in the reader";
+  }
+  readers_.front()->card.reset();
+  return std::nullopt;
+}
+
+void Readers::stopService() {
+  const std::lock_guard guard(mutex_);
+  if (service_ == Service::Running) {
+    service_ = Service::Stopped;
+    endConnections();
+  }
+}
+
+Readers::Refusal Readers::startService() {
+  const std::lock_guard guard(mutex_);
+  if (service_ == Service::Broken) {
+    return "the smart-card service is broken and can't be started";
+  }
+  service_ = Service::Running;
+  return std::nullopt;
+}
+
+void Readers::breakService() {
+  const std::lock_guard guard(mutex_);
+  service_ = Service::Broken;
+  endConnections();
+}
+
+void Readers::showUsb(bool shown) {
+  const std::lock_guard guard(mutex_);
+  usbShown_ = shown;
+}
+
+void Readers::addReader(const std::string& name) {
+  const std::lock_guard guard(mutex_);
+  constexpr unsigned noNumber = ~0u;
+  readers_.push_back(std::make_shared<Reader>(Reader{name, u"", noNumber, nullptr}));
+}
+
+void Readers::addUsbDevice(const std::u16string& path) {
+  const std::lock_guard guard(mutex_);
+  usbDevices_.push_back(path);
+}
+
+void Readers::setApduTime(std::chrono::milliseconds time) {
+  const std::lock_guard guard(mutex_);
+  apduTime_ = time;
+}
+
+void Readers::setTrace(Trace trace) {
+  const std::lock_guard guard(mutex_);
+  trace_ = std::move(trace);
+}
+
+void Readers::setActiveProtocol(std::uint32_t protocol) {
+  const std::lock_guard guard(mutex_);
+  activeProtocol_ = protocol;
+}
+
+void Readers::holdExclusively(bool held) {
+  const std::lock_guard guard(mutex_);
+  heldExclusively_ = held;
+}
+
+void Readers::setCardState(std::uint32_t state) {
+  const std::lock_guard guard(mutex_);
+  cardState_ = state;
+}
+
+std::size_t Readers::openConnections() const {
+  const std::lock_guard guard(mutex_);
+  return connections_.size();
+}
+
+std::uint32_t Readers::lastProtocol() const {
+  const std::lock_guard guard(mutex_);
+  return lastProtocol_;
+}
+
+std::uint32_t Readers::establishContext(platform::SCARDCONTEXT& context) {
+  const std::lock_guard guard(mutex_);
+  if (service_ != Service::Running) {
+    return platform::SCARD_E_NO_SERVICE;
+  }
+  context = ++lastHandle_;
+  contexts_[context] = true;
+  return platform::SCARD_S_SUCCESS;
+}
+
+std::uint32_t Readers::releaseContext(platform::SCARDCONTEXT context) {
+  const std::lock_guard guard(mutex_);
+  std::erase_if(connections_, [context](const auto& c) { return c.second.context == context; });
+  return contexts_.erase(context) == 1 ? platform::SCARD_S_SUCCESS
+                                       : platform::SCARD_E_INVALID_HANDLE;
+}
+
+std::uint32_t Readers::listReaders(platform::SCARDCONTEXT context, std::string& list) const {
+  const std::lock_guard guard(mutex_);
+  const std::uint32_t result = checkContext(context);
+  if (result != platform::SCARD_S_SUCCESS) {
+    return result;
+  }
+  if (readers_.empty()) {
+    return platform::SCARD_E_NO_READERS_AVAILABLE;
+  }
+  for (const auto& reader : readers_) {
+    list += reader->name + '\0';
+  }
+  list += '\0';
+  return platform::SCARD_S_SUCCESS;
+}
+
+std::uint32_t Readers::connect(platform::SCARDCONTEXT context, const std::string& name,
+                               platform::SCARDHANDLE& connection, std::uint32_t& protocol) {
+  const std::lock_guard guard(mutex_);
+  const std::uint32_t result = checkContext(context);
+  if (result != platform::SCARD_S_SUCCESS) {
+    return result;
+  }
+  const auto found = std::find_if(readers_.begin(), readers_.end(),
+                                  [&name](const auto& reader) { return reader->name == name; });
+  if (found == readers_.end()) {
+    return platform::SCARD_E_UNKNOWN_READER;
+  }
+  if (!(*found)->card) {
+    return platform::SCARD_E_NO_SMARTCARD;
+  }
+  if (heldExclusively_) {
+    return platform::SCARD_E_SHARING_VIOLATION;
+  }
+  connection = ++lastHandle_;
+  protocol = activeProtocol_;
+  connections_[connection] = {context, *found, (*found)->card};
+  return platform::SCARD_S_SUCCESS;
+}
+
+std::uint32_t Readers::disconnect(platform::SCARDHANDLE connection) {
+  const std::lock_guard guard(mutex_);
+  return connections_.erase(connection) == 1 ? platform::SCARD_S_SUCCESS
+                                             : platform::SCARD_E_INVALID_HANDLE;
+}
+
+std::uint32_t Readers::status(platform::SCARDHANDLE connection, std::uint32_t& state,
+                              Bytes& atr) const {
+  const std::lock_guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  const std::uint32_t result = checkConnection(connection, card);
+  if (result == platform::SCARD_S_SUCCESS) {
+    state = cardState_;
+    atr = card->card.atr();
+  }
+  return result;
+}
+
+std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t protocol,
+                                const Bytes& command, Bytes& response) {
+  std::shared_ptr<InsertedCard> card;
+  {
+    const std::lock_guard guard(mutex_);
+    lastProtocol_ = protocol;
+    const std::uint32_t result = checkConnection(connection, card);
+    if (result != platform::SCARD_S_SUCCESS) {
+      return result;
+    }
+  }
+  const std::lock_guard oneAtATime(card->exchange);
+  const Exchange exchanged = exchange(connection, *card, command);
+
+  const std::lock_guard guard(mutex_);
+  std::uint32_t result = checkConnection(connection, card);
+  if (result == platform::SCARD_S_SUCCESS && exchanged.outcome != Exchange::Outcome::Answered) {
+    result = platform::SCARD_E_NOT_TRANSACTED;
+  }
+  const bool answered = result == platform::SCARD_S_SUCCESS;
+  if (trace_) {
+    trace_(command, answered ? std::optional(exchanged.response) : std::nullopt);
+  }
+  if (answered) {
+    response = exchanged.response;
+  }
+  return result;
+}
+
+/// The exchange itself, for as long as it takes the card.
+Exchange Readers::exchange(platform::SCARDHANDLE connection, InsertedCard& card,
+                           const Bytes& command) {
+  const Exchange exchanged = card.card.exchange(command);
+  std::chrono::milliseconds time;
+  {
+    const std::lock_guard guard(mutex_);
+    time = apduTime_;
+  }
+  std::this_thread::sleep_for(time + exchanged.delay);
+  if (exchanged.outcome == Exchange::Outcome::Removed) {
+    const std::lock_guard guard(mutex_);
+    const auto entry = connections_.find(connection);
+    const auto reader = entry == connections_.end() ? nullptr : entry->second.reader.lock();
+    if (reader && reader->card.get() == &card) {
+      reader->card.reset();
+    }
+  }
+  return exchanged;
+}
+
+std::vector<std::u16string> Readers::usbPaths() const {
+  const std::lock_guard guard(mutex_);
+  std::vector<std::u16string> paths = usbDevices_;
+  for (const auto& reader : readers_) {
+    if (usbShown_ && !reader->usbPath.empty()) {
+      paths.push_back(reader->usbPath);
+    }
+  }
+  return paths;
+}
+
+void Readers::endConnections() {
+  connections_.clear();
+  for (auto& [context, valid] : contexts_) {
+    valid = false;
+  }
+}
+
+std::uint32_t Readers::checkContext(platform::SCARDCONTEXT context) const {
+  const auto entry = contexts_.find(context);
+  if (entry == contexts_.end()) {
+    return platform::SCARD_E_INVALID_HANDLE;
+  }
+  return entry->second ? platform::SCARD_S_SUCCESS : platform::SCARD_E_SERVICE_STOPPED;
+}
+
+std::uint32_t Readers::checkConnection(platform::SCARDHANDLE connection,
+                                       std::shared_ptr<InsertedCard>& card) const {
+  if (service_ != Service::Running) {
+    return platform::SCARD_E_SERVICE_STOPPED;
+  }
+  const auto entry = connections_.find(connection);
+  if (entry == connections_.end()) {
+    return platform::SCARD_E_INVALID_HANDLE;
+  }
+  const auto reader = entry->second.reader.lock();
+  if (!reader) {
+    return platform::SCARD_E_READER_UNAVAILABLE;
+  }
+  if (reader->card != entry->second.card) {
+    return platform::SCARD_W_REMOVED_CARD;
+  }
+  card = reader->card;
+  return platform::SCARD_S_SUCCESS;
+}
+
+}  // namespace simulated

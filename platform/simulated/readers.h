@@ -1,0 +1,119 @@
+// Readers, cards and the smart-card service made of memory.
+#ifndef KV500_PLATFORM_SIMULATED_READERS_H
+#define KV500_PLATFORM_SIMULATED_READERS_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/simulated/card.h"
+#include "platform/smartcard.h"
+
+namespace simulated {
+
+/// A model of the machine's card side: what a person does with readers and cards, and what PC/SC
+/// and the USB bus then say of it. All operations may be called from any thread.
+class Readers {
+ public:
+  /// Why something that a person asked for makes no sense; none if it was done.
+  using Refusal = std::optional<std::string>;
+
+  /// Told of each exchange: the command, and the response or none if the exchange failed.
+  using Trace = std::function<void(const Bytes& command, const std::optional<Bytes>& response)>;
+
+  // What a person does.
+
+  /// Plugs in one more reader, on PC/SC and on the USB bus. It gets the lowest free number.
+  void plug();
+  /// Takes the newest reader away, a card in it too.
+  Refusal unplug();
+  /// Puts a card into the first reader.
+  Refusal insert(const Card& card);
+  Refusal remove();
+  void stopService();
+  Refusal startService();
+  /// Stops the service for good.
+  void breakService();
+  /// Whether the USB bus shows the readers that PC/SC lists.
+  void showUsb(bool shown);
+
+  // How the world behaves.
+
+  /// A reader on PC/SC alone, and a device on the USB bus alone.
+  void addReader(const std::string& name);
+  void addUsbDevice(const std::u16string& path);
+  void setApduTime(std::chrono::milliseconds time);
+  void setTrace(Trace trace);
+  void setActiveProtocol(std::uint32_t protocol);
+  /// Another program holds the cards for itself: connecting fails.
+  void holdExclusively(bool held);
+  /// What SCardStatusA says of a card that is there; SCARD_SPECIFIC unless set.
+  void setCardState(std::uint32_t state);
+  std::size_t openConnections() const;
+  /// The protocol that the last transmission named.
+  std::uint32_t lastProtocol() const;
+
+  // What the platform answers.
+
+  std::uint32_t establishContext(platform::SCARDCONTEXT& context);
+  std::uint32_t releaseContext(platform::SCARDCONTEXT context);
+  std::uint32_t listReaders(platform::SCARDCONTEXT context, std::string& list) const;
+  std::uint32_t connect(platform::SCARDCONTEXT context, const std::string& name,
+                        platform::SCARDHANDLE& connection, std::uint32_t& protocol);
+  std::uint32_t disconnect(platform::SCARDHANDLE connection);
+  std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state, Bytes& atr) const;
+  std::uint32_t transmit(platform::SCARDHANDLE connection, std::uint32_t protocol,
+                         const Bytes& command, Bytes& response);
+  std::vector<std::u16string> usbPaths() const;
+
+ private:
+  /// A card in a reader. Taking it out ends this, putting it in again makes a new one.
+  struct InsertedCard {
+    explicit InsertedCard(const Card& inserted) : card(inserted) {}
+    std::mutex exchange;  ///< One command at a time.
+    Card card;
+  };
+  struct Reader {
+    std::string name;
+    std::u16string usbPath;  ///< Empty: not on the USB bus.
+    unsigned number;
+    std::shared_ptr<InsertedCard> card;
+  };
+  struct Connection {
+    platform::SCARDCONTEXT context;
+    std::weak_ptr<Reader> reader;
+    std::shared_ptr<InsertedCard> card;
+  };
+  enum class Service { Running, Stopped, Broken };
+
+  void endConnections();
+  std::uint32_t checkContext(platform::SCARDCONTEXT context) const;
+  std::uint32_t checkConnection(platform::SCARDHANDLE connection,
+                                std::shared_ptr<InsertedCard>& card) const;
+  Exchange exchange(platform::SCARDHANDLE connection, InsertedCard& card, const Bytes& command);
+
+  mutable std::mutex mutex_;  ///< Guards all of the following; never held during an exchange.
+  Service service_ = Service::Running;
+  bool usbShown_ = true;
+  bool heldExclusively_ = false;
+  std::chrono::milliseconds apduTime_{0};
+  std::uint32_t activeProtocol_ = platform::SCARD_PROTOCOL_T1;
+  std::uint32_t cardState_ = platform::SCARD_SPECIFIC;
+  std::uint32_t lastProtocol_ = 0;
+  Trace trace_;
+  std::vector<std::shared_ptr<Reader>> readers_;  ///< Oldest first.
+  std::vector<std::u16string> usbDevices_;
+  std::map<platform::SCARDCONTEXT, bool> contexts_;  ///< Whether the service has not ended since.
+  std::map<platform::SCARDHANDLE, Connection> connections_;
+  std::uint64_t lastHandle_ = 0;
+};
+
+}  // namespace simulated
+
+#endif

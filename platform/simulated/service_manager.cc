@@ -1,0 +1,105 @@
+#include "platform/simulated/service_manager.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "platform/simulated/world.h"
+#include "platform/threading.h"
+
+namespace simulated {
+
+void ServiceManager::post(std::uint32_t control) {
+  const std::lock_guard guard(mutex_);
+  controls_.push_back(control);
+  changed_.notify_all();
+}
+
+std::vector<platform::SERVICE_STATUS> ServiceManager::reports() const {
+  const std::lock_guard guard(mutex_);
+  return reports_;
+}
+
+bool ServiceManager::waitForState(std::uint32_t state) const {
+  std::unique_lock guard(mutex_);
+  return changed_.wait_for(guard, std::chrono::seconds(10), [this, state] {
+    return std::any_of(reports_.begin(), reports_.end(),
+                       [state](const auto& report) { return report.dwCurrentState == state; });
+  });
+}
+
+void ServiceManager::dispatch(platform::ServiceMainFunction serviceMain) {
+  std::thread([serviceMain] { serviceMain(0, nullptr); }).detach();
+  std::unique_lock guard(mutex_);
+  for (;;) {  // Until the service has stopped, however long it runs.
+    changed_.wait(guard, [this] { return isStopped() || canDeliver(); });
+    if (isStopped()) {
+      return;
+    }
+    const std::uint32_t control = controls_.front();
+    controls_.pop_front();
+    const auto handler = handler_;
+    guard.unlock();
+    handler(control);
+    guard.lock();
+  }
+}
+
+void ServiceManager::setHandler(platform::ServiceHandlerFunction handler) {
+  const std::lock_guard guard(mutex_);
+  handler_ = handler;
+  changed_.notify_all();
+}
+
+void ServiceManager::report(const platform::SERVICE_STATUS& status) {
+  const std::lock_guard guard(mutex_);
+  reports_.push_back(status);
+  changed_.notify_all();
+}
+
+bool ServiceManager::isStopped() const {
+  return std::any_of(reports_.begin(), reports_.end(), [](const auto& report) {
+    return report.dwCurrentState == platform::SERVICE_STOPPED;
+  });
+}
+
+bool ServiceManager::canDeliver() const {
+  if (controls_.empty() || handler_ == nullptr || reports_.empty()) {
+    return false;
+  }
+  return controls_.front() != platform::SERVICE_CONTROL_STOP ||
+         (reports_.back().dwControlsAccepted & platform::SERVICE_ACCEPT_STOP) != 0;
+}
+
+}  // namespace simulated
+
+namespace platform {
+
+using simulated::world;
+
+bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
+  if (const auto code = world().faults.take("StartServiceCtrlDispatcherW")) {
+    SetLastError(*code);
+    return false;
+  }
+  world().serviceManager.dispatch(table->lpServiceProc);
+  return true;
+}
+
+SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const char16_t*, ServiceHandlerFunction handler) {
+  if (world().faults.take("RegisterServiceCtrlHandlerW")) {
+    return 0;
+  }
+  world().serviceManager.setHandler(handler);
+  return 1;
+}
+
+bool SetServiceStatus(SERVICE_STATUS_HANDLE, const SERVICE_STATUS& status) {
+  if (world().faults.take("SetServiceStatus", status.dwCurrentState)) {
+    return false;
+  }
+  world().serviceManager.report(status);
+  return true;
+}
+
+}  // namespace platform

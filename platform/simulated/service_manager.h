@@ -1,0 +1,46 @@
+// A service manager made of memory, for one service.
+#ifndef KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
+#define KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <vector>
+
+#include "platform/service_control.h"
+
+namespace simulated {
+
+/// All operations but `dispatch` may be called from any thread.
+class ServiceManager {
+ public:
+  /// Sends a control. A stop is delivered as soon as the service accepts it.
+  void post(std::uint32_t control);
+
+  /// The reports so far, refused ones left out.
+  std::vector<platform::SERVICE_STATUS> reports() const;
+  /// Waits for a report of that state, 10 seconds at most. True if there is one.
+  bool waitForState(std::uint32_t state) const;
+
+  // What the platform does.
+
+  /// Runs the service thread and delivers controls until SERVICE_STOPPED is reported.
+  void dispatch(platform::ServiceMainFunction serviceMain);
+  void setHandler(platform::ServiceHandlerFunction handler);
+  void report(const platform::SERVICE_STATUS& status);
+
+ private:
+  bool isStopped() const;
+  bool canDeliver() const;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  platform::ServiceHandlerFunction handler_ = nullptr;
+  std::deque<std::uint32_t> controls_;
+  std::vector<platform::SERVICE_STATUS> reports_;
+};
+
+}  // namespace simulated
+
+#endif

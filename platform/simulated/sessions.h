@@ -1,0 +1,58 @@
+// User sessions made of memory: who is logged on, what was shown and started there.
+#ifndef KV500_PLATFORM_SIMULATED_SESSIONS_H
+#define KV500_PLATFORM_SIMULATED_SESSIONS_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/sessions.h"
+
+namespace simulated {
+
+/// One message box.
+struct Notice {
+  std::uint32_t session;
+  std::u16string title;
+  std::u16string text;
+  std::uint32_t style;
+};
+
+/// All operations may be called from any thread.
+class Sessions {
+ public:
+  Sessions();
+
+  /// One active session, number 1, unless set.
+  void set(const std::vector<platform::WTS_SESSION_INFOA>& sessions);
+  std::vector<platform::WTS_SESSION_INFOA> list() const;
+
+  /// Told of each message box; a box counts as answered at once unless they are held.
+  void onNotice(std::function<void(const Notice&)> observer);
+  void holdNotices(bool held);
+  std::vector<Notice> notices() const;
+  /// Shows a box and returns when it has been answered.
+  void show(const Notice& notice);
+
+  /// Starts a program; true if it runs. Unless set, programs are only noted down.
+  void setLauncher(std::function<bool(const std::string& commandLine)> launcher);
+  std::vector<std::string> startedPrograms() const;
+  bool startProgram(const std::string& commandLine);
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable released_;
+  std::vector<platform::WTS_SESSION_INFOA> sessions_;
+  std::vector<Notice> notices_;
+  std::vector<std::string> programs_;
+  std::function<void(const Notice&)> noticeObserver_;
+  std::function<bool(const std::string&)> launcher_;
+  bool noticesHeld_ = false;
+};
+
+}  // namespace simulated
+
+#endif

@@ -1,0 +1,108 @@
+#include "service/service_host.h"
+
+#include "platform/program.h"
+#include "platform/service_control.h"
+#include "platform/threading.h"
+#include "service/service_body.h"
+#include "service/single_instance_guard.h"
+#include "support/lock.h"
+#include "support/notice.h"
+#include "support/process_end.h"
+
+namespace kv500 {
+
+ServiceHooks serviceHooks;
+
+namespace {
+
+constexpr std::uint32_t stopInterval = 100;  // Milliseconds.
+
+std::string serviceName;
+platform::SERVICE_STATUS_HANDLE statusHandle = 0;
+
+/// During a stop the service thread and the dispatcher's thread both report.
+Lock statusLock;
+platform::SERVICE_STATUS serviceStatus GUARDED_BY(statusLock) = {};
+
+bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
+  const ScopedLock guard(statusLock);
+  serviceStatus.dwServiceType = platform::SERVICE_WIN32_OWN_PROCESS;
+  serviceStatus.dwCurrentState = state;
+  serviceStatus.dwControlsAccepted = controlsAccepted;
+  return platform::SetServiceStatus(statusHandle, serviceStatus);
+}
+
+/// The program's path in printable ASCII.
+std::string programHeading() {
+  std::string heading;
+  for (const char16_t unit : platform::GetModuleFileNameW()) {
+    heading += unit < 32 || unit >= 127 ? '~' : static_cast<char>(unit);
+  }
+  return heading;
+}
+
+[[noreturn]] void refuseStartByHand() {
+  notifyUser(programHeading(),
+             "This programm must be started as service!\n\n"
+             "Use the installer to install it as service and then restart the computer.\n"
+             "If this message still appears, please contact the support.");
+  throw std::string("This program must be started as service");
+}
+
+}  // namespace
+
+void runService(const std::string& name) {
+  serviceName = name;
+  serviceHooks = {serviceBody, nullptr, requestStop};
+  const SingleInstanceGuard guard(name);
+  const std::u16string wideName = widenBytes(name);
+  const platform::SERVICE_TABLE_ENTRYW table[] = {{wideName.c_str(), ServiceMain},
+                                                  {nullptr, nullptr}};
+  if (platform::StartServiceCtrlDispatcherW(table)) {
+    return;
+  }
+  if (platform::GetLastError() == platform::ERROR_FAILED_SERVICE_CONTROLLER_CONNECT) {
+    refuseStartByHand();
+  }
+  throw std::string("Could not connect to service controller");
+}
+
+void ServiceMain(std::uint32_t count, char16_t** arguments) {
+  statusHandle =
+      platform::RegisterServiceCtrlHandlerW(widenBytes(serviceName).c_str(), serviceControlHandler);
+  if (statusHandle == 0 || !report(platform::SERVICE_START_PENDING, 0)) {
+    return;
+  }
+  endProcessOnFailure([count, arguments] {
+    const ServiceArguments list(arguments, arguments + count);
+    if (serviceHooks.initHook != nullptr) {
+      serviceHooks.initHook(list);
+    }
+    if (!report(platform::SERVICE_RUNNING, platform::SERVICE_ACCEPT_STOP)) {
+      return;
+    }
+    serviceHooks.runHook(list);
+    for (;;) {  // The end of the process ends this.
+      reportStop();
+      platform::Sleep(stopInterval);
+    }
+  });
+}
+
+void serviceControlHandler(std::uint32_t control) {
+  if (control == platform::SERVICE_CONTROL_STOP) {
+    endProcessOnFailure(reportStop);
+  }
+}
+
+void reportStop() {
+  if (!report(platform::SERVICE_STOP_PENDING, 0)) {
+    return;
+  }
+  if (serviceHooks.stopHook != nullptr) {
+    serviceHooks.stopHook();
+  }
+  report(platform::SERVICE_STOPPED, 0);
+}
+
+}  // namespace kv500

@@ -1,0 +1,63 @@
+#include "simulator/commands.h"
+
+#include "platform/simulated/card_folder.h"
+#include "platform/simulated/world.h"
+
+namespace simulator {
+namespace {
+
+using simulated::Readers;
+
+Readers::Refusal insert(Readers& readers, const std::string& folder) {
+  if (folder.empty()) {
+    return "insert needs a card folder";
+  }
+  try {
+    return readers.insert(simulated::loadCardFolder(folder));
+  } catch (const simulated::CardFolderError& error) {
+    return error.message;
+  }
+}
+
+Readers::Refusal run(const std::string& line) {
+  Readers& readers = simulated::world().readers;
+  const std::string insertWord = "insert";
+  if (line == insertWord || line.starts_with(insertWord + " ")) {
+    return insert(readers, line.substr(std::min(insertWord.size() + 1, line.size())));
+  }
+  if (line == "remove") {
+    return readers.remove();
+  }
+  if (line == "plug") {
+    readers.plug();
+    return std::nullopt;
+  }
+  if (line == "unplug") {
+    return readers.unplug();
+  }
+  if (line == "pcsc stop") {
+    readers.stopService();
+    return std::nullopt;
+  }
+  if (line == "pcsc start") {
+    return readers.startService();
+  }
+  if (line == "pcsc break") {
+    readers.breakService();
+    return std::nullopt;
+  }
+  if (line == "usb hide" || line == "usb show") {
+    readers.showUsb(line == "usb show");
+    return std::nullopt;
+  }
+  return "unknown command '" + line + "' (see --help)";
+}
+
+}  // namespace
+
+std::string runCommand(const std::string& line) {
+  const Readers::Refusal refusal = run(line);
+  return refusal ? "error: " + *refusal : "ok";
+}
+
+}  // namespace simulator

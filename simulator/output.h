@@ -1,0 +1,20 @@
+// The simulator's standard output: answers and events, line by line.
+#ifndef KV500_SIMULATOR_OUTPUT_H
+#define KV500_SIMULATOR_OUTPUT_H
+
+#include <string>
+
+#include "platform/simulated/sessions.h"
+
+namespace simulator {
+
+/// Writes one line and flushes it. Any thread; lines never mix.
+void printLine(const std::string& line);
+
+/// The event line of a message box: a line feed in it as "\n", its bytes as the service passed
+/// them.
+std::string noticeLine(const simulated::Notice& notice);
+
+}  // namespace simulator
+
+#endif

@@ -1,0 +1,27 @@
+// The log file "log.txt" beside the program: the one place where the service has its say.
+//
+// Nothing that comes from a card is ever passed to it.
+#ifndef KV500_SUPPORT_LOG_H
+#define KV500_SUPPORT_LOG_H
+
+#include <string>
+
+namespace kv500 {
+
+/// Opens the log for appending and writes its start line. Called once, first thing in `main`. A
+/// log that can't be opened or written is silently done without for the rest of the run.
+void openLog();
+
+/// Writes one line: the local time in brackets, the text as it is, a line end; it has left the
+/// program when the call returns. A message with a non-empty key is dropped if one under the same
+/// key was written less than 5 minutes ago, by elapsed time. Any thread; callers may hold any other
+/// lock, as `logLock` is the innermost. Reports nothing.
+void logMessage(const std::string& text, const std::string& key);
+
+/// The local time as day-month-year hour:minute:second, 19 characters, each field filled with
+/// zeros. Any thread.
+std::string logTimestamp();
+
+}  // namespace kv500
+
+#endif

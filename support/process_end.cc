@@ -1,0 +1,27 @@
+#include "support/process_end.h"
+
+#include <string>
+
+#include "platform/program.h"
+#include "support/log.h"
+
+namespace kv500 {
+
+void endProcess(int exitCode) {
+  platform::ExitProcess(static_cast<std::uint32_t>(exitCode));
+}
+
+void endProcessOnFailure(const std::function<void()>& work) {
+  try {
+    work();
+    return;
+  } catch (const std::string& text) {
+    logMessage(text, "");
+  } catch (...) {
+    // Whatever text it holds is a library's and has no place in this log.
+    logMessage("Unhandled exception", "");
+  }
+  endProcess(1);
+}
+
+}  // namespace kv500

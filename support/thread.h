@@ -1,0 +1,30 @@
+// A small record for one thread.
+#ifndef KV500_SUPPORT_THREAD_H
+#define KV500_SUPPORT_THREAD_H
+
+#include <string>
+
+#include "platform/threading.h"
+
+namespace kv500 {
+
+struct Thread {
+  platform::HANDLE handle = 0;
+  bool running = false;
+  void (*function)(void*) = nullptr;
+  void* argument = nullptr;
+
+  /// Starts a thread that calls `newFunction(newArgument)` and ends with exit code 0; a failure
+  /// that the function does not handle ends the process (see process_end.h). True if the thread
+  /// runs; false if it can't be started or `running` was true already, which changes nothing.
+  /// `name` says at the place of the call what the thread is for; the operating system is not told.
+  bool start(void (*newFunction)(void*), void* newArgument, const std::string& name);
+
+  /// Closes the handle, without a wait for the thread. `running` does not become false when the
+  /// function returns, only here.
+  void close();
+};
+
+}  // namespace kv500
+
+#endif
