@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -64,6 +65,14 @@ class WorldTest : public testing::Test {
     }
     std::erase(texts, '\r');
     return texts;
+  }
+
+  /// For a test that lets its process end: prints the log's texts to standard error then.
+  void printLogAtExit() const {
+    world().onExit = [this](std::uint32_t) {
+      std::cerr << logTexts();
+      std::filesystem::remove_all(folder);
+    };
   }
 
   std::filesystem::path folder;
