@@ -12,3 +12,12 @@ target_link_libraries(platform_linux
 
 add_executable(KV500Service service/main.cc)
 target_link_libraries(KV500Service PRIVATE kv500_logic platform_linux)
+
+# The simulated reader as a driver of pcscd. It shows the daemon its interface and nothing else.
+add_library(ifdkv500sim MODULE
+  driver/ifd_handler.cc driver/slot.cc
+  platform/simulated/bytes.cc platform/simulated/card.cc platform/simulated/card_folder.cc
+  platform/simulated/insurance_files.cc platform/simulated/overrides.cc)
+target_link_libraries(ifdkv500sim PRIVATE kv500_flags PkgConfig::PCSCLITE ZLIB::ZLIB)
+set_target_properties(ifdkv500sim PROPERTIES
+  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
