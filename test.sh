@@ -35,7 +35,7 @@ build() {
 }
 
 step "Installing what is missing"
-scripts/install.sh build test
+scripts/install.sh build test linux-test
 
 if [ -n "$quick" ]; then
   build release

@@ -30,6 +30,7 @@ SYSTEMCTL = """#!/bin/sh
 echo "$*" >>{folder}/systemctl.log
 [ -e {folder}/startable ] || exit 1
 unset LD_PRELOAD
+rm -f /run/pcscd/pcscd.comm
 setsid pcscd --foreground >>{folder}/pcscd.log 2>&1 &
 while ! [ -S /run/pcscd/pcscd.comm ]; do sleep 0.02; done
 """
@@ -82,20 +83,27 @@ class Machine:
 
     # Readers and cards.
 
-    def plug(self, number=1, usb=True, serial="SIM0001"):
+    def add_reader(self, number=1, usb=True, serial="SIM0001"):
+        """Makes a reader, plugged in. The daemon learns of it when it starts."""
         self.reader(number).mkdir()
         pathlib.Path(f"/etc/reader.conf.d/kv500-{number}").write_text(
             f'FRIENDLYNAME "brenvolt GmbH KV500"\nDEVICENAME {self.reader(number)}\n'
             f"LIBPATH {BUILD}/libifdkv500sim.so\n")
-        self.rescan()
         if usb:
             self.show_usb(number, serial)
 
-    def unplug(self, number=1):
+    def forget_reader(self, number):
         pathlib.Path(f"/etc/reader.conf.d/kv500-{number}").unlink()
         shutil.rmtree(self.reader(number))
-        self.rescan()
         self.hide_usb(number)
+
+    def unplug(self, number=1):
+        self.reader(number).rename(self.folder / f"unplugged{number}")
+        self.hide_usb(number)
+
+    def plug(self, number=1):
+        (self.folder / f"unplugged{number}").rename(self.reader(number))
+        self.show_usb(number)
 
     def show_usb(self, number=1, serial="SIM0001", product="5003"):
         attributes = ["idVendor", "2406", "idProduct", product, "bDeviceClass", "00"]
@@ -134,20 +142,17 @@ class Machine:
     def allow_daemon_start(self):
         (self.folder / "startable").touch()
 
-    def daemon_pids(self):
-        return [int(entry.name) for entry in pathlib.Path("/proc").iterdir()
-                if entry.name.isdigit() and self.name_of(entry) == "pcscd"]
-
     @staticmethod
-    def name_of(process):
-        try:
-            return (process / "comm").read_text().strip()
-        except OSError:
-            return ""
-
-    def rescan(self):
-        for pid in self.daemon_pids():
-            os.kill(pid, signal.SIGUSR1)
+    def daemon_pids():
+        """The running daemons, whoever started them; a process that has ended has no command."""
+        pids = []
+        for process in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                if (process / "cmdline").read_bytes().startswith(b"pcscd\0"):
+                    pids.append(int(process.name))
+            except OSError:
+                pass
+        return pids
 
     def stop_daemon(self, number=signal.SIGTERM):
         for pid in self.daemon_pids():
@@ -201,6 +206,7 @@ class Machine:
         """Gives the exit status and the seconds that the end took."""
         begin = time.monotonic()
         self.service.send_signal(number)
+        assert self.notify.recv(100) == b"STOPPING=1"
         return self.service.wait(timeout=10), time.monotonic() - begin
 
     def log(self):

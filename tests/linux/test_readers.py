@@ -29,8 +29,8 @@ class ReaderTest(unittest.TestCase):
         self.addCleanup(self.machine.close)
 
     def start(self, card="mustermann"):
+        self.machine.add_reader()
         self.machine.start_daemon()
-        self.machine.plug()
         if card:
             self.machine.insert(card)
         self.machine.start_service()
@@ -44,19 +44,17 @@ class ReaderTest(unittest.TestCase):
             return None
 
     def test_answers_have_the_bytes_of_the_simulators(self):
-        for card in ["mustermann", "sonderzeichen", "bankkarte", "beschaedigt"]:
+        expected = {card: simulator_answers(self.machine.folder / f"simulator-{card}", card)
+                    for card in ["mustermann", "sonderzeichen", "bankkarte", "beschaedigt"]}
+        self.start(card=None)
+        for card, answers in expected.items():
             with self.subTest(card):
-                expected = simulator_answers(self.machine.folder / f"simulator-{card}", card)
-                self.machine.start_daemon()
-                self.machine.plug()
                 self.machine.insert(card)
-                self.machine.start_service()
-                self.assertTrue(self.machine.reaches("card", 4))
-                for action, answer in expected.items():
+                self.assertTrue(self.machine.reaches("card"))
+                for action, answer in answers.items():
                     self.assertEqual(self.machine.ask(action), answer)
-                self.machine.stop_service()
-                self.machine.unplug()
-                self.machine.stop_daemon()
+                self.machine.remove()
+                self.assertTrue(self.machine.reaches("reader"))
 
     def test_card_and_reader_come_and_go(self):
         self.start(card=None)
@@ -77,39 +75,43 @@ class ReaderTest(unittest.TestCase):
             self.machine.unplug()
             self.assertTrue(self.machine.reaches("none"))
             self.machine.plug()
-            self.machine.insert("mustermann")
-            self.assertTrue(self.machine.reaches("card", 3))
+            self.assertTrue(self.machine.reaches("card"))
 
     def test_close_leaves_the_card_ready(self):
         self.start()
         self.assertEqual(self.machine.answer("close")["status"], "OK")
         self.assertEqual(self.machine.presence(), "card")
 
-    def test_a_second_reader_takes_the_first_away_until_it_is_gone(self):
-        self.start()
-        self.machine.plug(2, serial="SIM0002")
-        self.assertTrue(self.machine.reaches("none"))
-        self.machine.unplug(2)
-        self.assertTrue(self.machine.reaches("card", 3))
+    def test_two_readers_are_one_too_many(self):
+        self.machine.add_reader(1)
+        self.machine.add_reader(2, serial="SIM0002")
+        self.machine.insert("mustermann")
+        self.machine.start_daemon()
+        self.machine.start_service()
+        time.sleep(2)
+        self.assertEqual(self.machine.presence(), "none")
+        self.machine.stop_daemon()
+        self.machine.forget_reader(2)
+        self.machine.start_daemon()
+        self.assertTrue(self.machine.reaches("card"))
 
     def test_usb_decides_whether_the_reader_is_usable(self):
+        self.machine.add_reader(usb=False)
         self.machine.start_daemon()
-        self.machine.plug(usb=False)
         self.machine.insert("mustermann")
         self.machine.start_service()
         time.sleep(2)
         self.assertEqual(self.machine.presence(), "none")
+        # Of what is told of a device without a usable serial number its place on the bus is left.
         serials = {"SIM0001": "SIM0001", None: "1-1", 'a"b': "1-1", "x#y": "1-1"}
         for serial, reported in serials.items():
             with self.subTest(serial):
                 self.machine.show_usb(serial=serial, product="5004" if serial is None else "5003")
                 self.assertTrue(self.machine.reaches("card"))
                 self.assertEqual(self.machine.answer("status")["message"]["SerialNumber"], reported)
-                # Attached anew only after it was given up.
-                self.machine.stop_daemon()
+                self.machine.unplug()
                 self.assertTrue(self.machine.reaches("none"))
-                self.machine.hide_usb()
-                self.machine.start_daemon()
+                (self.machine.folder / "unplugged1").rename(self.machine.reader())
 
     def test_another_program_holds_the_card(self):
         self.start(card=None)
