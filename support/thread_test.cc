@@ -41,7 +41,7 @@ TEST_F(ThreadTest, EventsRaiseTheirFailures) {
   world().faults.fail("CreateEventA");
   world().faults.fail("SetEvent");
   world().faults.fail("WaitForSingleObject");
-  EXPECT_EQ(textOf([] { Event(Event::Reset::Manual); }), "Could not create event");
+  EXPECT_EQ(textOf([] { Event{Event::Reset::Manual}; }), "Could not create event");
   EXPECT_EQ(textOf([&event] { event.set(); }), "Could not set event");
   EXPECT_EQ(textOf([&event] { event.isSet(); }), "Could not check event");
   event.set();

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstring>
 #include <sstream>
+#include <system_error>
 #include <thread>
 
 namespace platform::posix {
@@ -174,14 +175,22 @@ std::optional<::pid_t> startProcess(const ProcessStart& start) {
   return runs ? std::optional(child) : std::nullopt;
 }
 
+void collectLater(::pid_t process) {
+  try {
+    std::thread([process] { ::waitpid(process, nullptr, 0); }).detach();
+  } catch (const std::system_error&) {
+    // No thread to be had: the zombie stays, which is less than a service that ends.
+  }
+}
+
 int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
   auto pause = shortestPause;
   int status = 0;
   while (::waitpid(process, &status, WNOHANG) == 0) {
     if (!goOn()) {
       ::kill(process, SIGKILL);
-      ::waitpid(process, &status, 0);  // Nothing survives that signal.
-      break;
+      collectLater(process);
+      return -1;
     }
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, longestPause);
@@ -193,10 +202,6 @@ int waitForProcess(::pid_t process, std::chrono::milliseconds limit) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + limit;
   return waitForProcess(process, [end] { return Clock::now() < end; });
-}
-
-void collectLater(::pid_t process) {
-  std::thread([process] { ::waitpid(process, nullptr, 0); }).detach();
 }
 
 }  // namespace platform::posix

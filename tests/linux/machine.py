@@ -17,6 +17,10 @@ from gi.repository import UMockdev  # noqa: E402
 
 from isolation import GROUP_ID, USER, USER_ID  # noqa: E402
 
+# The rights that systemd leaves to the service.
+CAPABILITIES = ["setuid", "setgid", "kill"]
+LIMITED = ["setpriv", "--no-new-privs", "--inh-caps=-all",
+           "--bounding-set=-all," + ",".join(f"+{name}" for name in CAPABILITIES)]
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("KV500_BUILD", ROOT / "build/release"))
 CARDS = ROOT / "examples/cards"
@@ -197,7 +201,9 @@ class Machine:
                        "LD_PRELOAD": "libumockdev-preload.so.0"}
         if notify:
             environment["NOTIFY_SOCKET"] = str(self.folder / "notify")
-        self.service = subprocess.Popen([self.program / "KV500Service"], env=environment, **options)
+        limits = [] if "user" in options else LIMITED
+        self.service = subprocess.Popen([*limits, self.program / "KV500Service"], env=environment,
+                                        **options)
         if ready:
             assert self.notify.recv(100) == b"READY=1"
             assert wait_until(lambda: self.try_ask("status"))
