@@ -65,8 +65,12 @@ class Machine:
         self.daemon = None
         self.service = None
         self.desktop = None
+        self.listen_at(self.folder / "notify")
+
+    def listen_at(self, path):
+        """Makes the notify socket, which the service manager otherwise holds."""
         self.notify = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.notify.bind(str(self.folder / "notify"))
+        self.notify.bind(str(path))
         self.notify.settimeout(10)
 
     def close(self):
