@@ -12,15 +12,20 @@ USER, USER_ID, GROUP_ID, EXTRA_GROUP_ID = "kvuser", 4242, 4242, 4243
 
 def run_isolated():
     """Runs the tests of the calling script in namespaces of their own."""
+    enter()
+    prepare()
+    unittest.main(verbosity=2)
+
+
+def enter():
+    """Starts the calling script once more, in new namespaces; goes on if it is in them."""
     if os.geteuid() != 0:
-        print("SKIPPED: the tests with the real pcscd need root")
+        print("SKIPPED: what works with the real pcscd needs root")
         sys.exit(SKIPPED)
     if os.environ.get("KV500_ISOLATED") != "yes":
         os.environ["KV500_ISOLATED"] = "yes"
         os.execvp("unshare", ["unshare", "--mount", "--net", "--pid", "--ipc", "--fork",
                               "--kill-child", "--mount-proc", sys.executable, "-B", *sys.argv])
-    prepare()
-    unittest.main(verbosity=2)
 
 
 def mount(*arguments):
