@@ -1,3 +1,4 @@
+#include "platform/host.h"
 #include "platform/program.h"
 #include "platform/win32/native.h"
 
@@ -5,7 +6,7 @@ namespace platform {
 
 const char16_t pathSeparator = u'\\';
 
-std::u16string GetModuleFileNameW() {
+std::u16string host::programPath() {
   constexpr std::size_t longestPath = 32767;  // Units, of a path in Windows' object manager.
   std::u16string path(MAX_PATH, u'\0');
   for (;;) {  // Ends at the longest path.

@@ -17,6 +17,10 @@ const bool onlySystemLibraries = ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_
 
 }  // namespace
 
+std::u16string GetModuleFileNameW() {
+  return host::programPath();
+}
+
 std::int64_t clock() {
   const auto elapsed = std::chrono::steady_clock::now() - processStart;
   return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
