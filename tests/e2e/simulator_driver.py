@@ -222,6 +222,7 @@ class Simulator:
             status = self.process.wait(limit)
         except subprocess.TimeoutExpired:
             self.process.kill()
+            self.process.wait()
             raise AssertionError(f"did not end within {limit} s") from None
         finally:
             for thread in self.readers:

@@ -12,20 +12,20 @@ class Pool(SimulatorTest):
         simulator = self.start("--unplugged")
         started = time.monotonic()
         silent = [simulator.connect() for _ in range(8)]
+        for client in silent:
+            self.addCleanup(client.close)
         with simulator.connect() as ninth:
             self.assertEqual(ninth.recv(1), b"")
         self.assertLess(time.monotonic() - started, 5)
 
         silent[3].sendall(b"GET /?action=status HTTP/1.1\r\n\r\n")
         self.assertTrue(read_all(silent[3]).endswith(NO_READER))
-        self.assertEqual(simulator.ask("status"), NO_READER, "one worker has become free")
+        simulator.wait_for_status(NO_READER, 2)  # One worker has become free.
 
         for number in (0, 1, 2, 4, 5, 6, 7):
             self.assertEqual(read_all(silent[number]), b"")
         self.assertGreater(time.monotonic() - started, 9.5)
         self.assertLess(time.monotonic() - started, 14)
-        for client in silent:
-            client.close()
         self.assertEqual(simulator.ask("status"), NO_READER)
         self.assertEqual(simulator.log(), [])
 
