@@ -1,5 +1,6 @@
 """Readers and cards: WinSCard, SetupAPI and the smart-card service as the real program calls them."""
 import shutil
+import time
 import unittest
 
 from wine import BUILD, CARDS, Service, Windows, read_answer, wait_until
@@ -43,7 +44,7 @@ class Cards(unittest.TestCase):
     def test_reads_as_on_linux(self):
         windows.plug_usb()
         self.service.wait_for(NO_CARD)
-        for card in ("mustermann", "sonderzeichen", "bankkarte"):
+        for card in ("mustermann", "sonderzeichen", "familienversichertes-kind"):
             with self.subTest(card):
                 self.insert(card)
                 self.assertEqual(self.service.ask("read"), read_answer(card))
@@ -51,9 +52,30 @@ class Cards(unittest.TestCase):
                 self.service.wait_for(NO_CARD)
 
     def test_usb_devices(self):
+        # The name of a PC/SC reader alone is not enough, nor is a device that is not plugged in.
+        windows.plug_usb(linked=0)
+        time.sleep(2.5)
         self.assertIn(NO_READER, self.service.ask("status"))
+        windows.plug_usb()
         windows.plug_usb("5004", "SIM0002")
-        self.service.wait_for(b'"SIM0002"')
+        time.sleep(2.5)
+        self.assertIn(NO_READER, self.service.ask("status"), "two devices")
+        windows.unplug_usb()
+        self.service.wait_for(b'"sim0002"')
+
+    def test_smartcard_service_comes_and_goes(self):
+        windows.plug_usb()
+        self.service.wait_for(NO_CARD)
+        # Windows stops the service with the last reader; ours starts it again.
+        windows.world("pcsc stop")
+        wait_until(lambda: "Trying to start Smartcard service..." in self.service.log(), "attempt")
+        self.service.wait_for(NO_CARD)
+        self.assertEqual(windows.service_state("SCardSvr"), "RUNNING")
+        # It runs already for the service manager: "net start" fails, and all goes on.
+        windows.world("pcsc stop")
+        self.service.wait_for(NO_READER)
+        windows.world("pcsc start")
+        self.service.wait_for(NO_CARD)
 
 
 if __name__ == "__main__":

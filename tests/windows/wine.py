@@ -43,8 +43,10 @@ def free_port():
 
 
 def read_answer(card):
-    """The body of `read` for an example card: the same bytes as on Linux."""
-    return (EXPECTED / f"{card}.txt").read_text("utf-8").encode("iso-8859-15")
+    """The body of `read` for an example card: the same bytes as on Linux, but for the serial number
+    of the reader, which Windows gives in lower case."""
+    text = (EXPECTED / f"{card}.txt").read_text("utf-8").replace("SIM0001", "sim0001")
+    return text.encode("iso-8859-15")
 
 
 class Windows:
@@ -60,11 +62,18 @@ class Windows:
         self.session = None
         atexit.register(self.remove)
         self.run("wineboot", "-i", limit=120)
+        self.wineserver("-w")  # Until its services have ended, which would know of no new ones.
         shutil.copy2(BUILD / "tests/windows/winscard.dll", self.drive / "windows/system32")
         # Wine ends all services with its last ordinary program: this is the one that lasts.
         self.session = subprocess.Popen([WINE, "cmd"], env=self.environment, cwd=self.drive,
                                         stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL)
+        wait_until(lambda: self.service_state("RpcSs") is not None, "service manager")
+
+    def wineserver(self, option):
+        beside = WINE.parent / "wineserver64"
+        subprocess.run([beside if beside.exists() else "wineserver", option],
+                       env=self.environment, timeout=PATIENCE, check=False)
 
     def run(self, *command, limit=PATIENCE, cwd=None):
         """Runs a program to its end and gives exit code and output."""
@@ -91,8 +100,8 @@ class Windows:
 
     def import_registry(self, text):
         file = self.folder / "import.reg"
-        file.write_bytes(b"\xff\xfe" + ("REGEDIT4\n" if False else
-                         "Windows Registry Editor Version 5.00\n\n" + text).encode("utf-16-le"))
+        text = "Windows Registry Editor Version 5.00\n\n" + text
+        file.write_bytes(b"\xff\xfe" + text.encode("utf-16-le"))
         self.do("regedit", "/S", f"Z:{file}")
 
     def plug_usb(self, product="5003", serial="SIM0001", linked=1):
@@ -140,8 +149,7 @@ class Windows:
             self.session.stdin.close()
             self.session.wait(PATIENCE)
             self.session = None
-        subprocess.run([WINE.parent / "wineserver64" if (WINE.parent / "wineserver64").exists()
-                        else "wineserver", "-k"], env=self.environment, check=False)
+        self.wineserver("-k")
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
@@ -166,7 +174,8 @@ class Service:
         self.windows.do("sc", "create", "KV500Service", "binPath=", image, "start=", "demand")
 
     def start(self):
-        self.windows.do("sc", "start", "KV500Service")
+        # Wine's service manager takes a moment to forget a service of the name that was deleted.
+        wait_until(lambda: self.windows.run("sc", "start", "KV500Service")[0] == 0, "start")
 
     def stop(self):
         return self.windows.run("net", "stop", "KV500Service")
