@@ -90,6 +90,13 @@ UninstPage instfiles
   ${Loop}
 !macroend
 
+; Starts the service that StopService has stopped.
+!macro StartAgain
+  ${If} $1 == 1
+    ${Run} 'net.exe" start ${SERVICE}'
+  ${EndIf}
+!macroend
+
 Function .onInit
   !insertmacro RequireAdministrator
 FunctionEnd
@@ -135,7 +142,7 @@ Section "Install"
   !insertmacro StopService
   ${If} ${Errors}
     Delete "$INSTDIR\KV500Service.exe.new"
-    ${Run} 'net.exe" start ${SERVICE}'
+    !insertmacro StartAgain
     ${Refuse} "The running KV500 service does not stop. It was left as it is: restart the computer and try again."
   ${EndIf}
   ClearErrors
@@ -143,9 +150,7 @@ Section "Install"
   Rename "$INSTDIR\KV500Service.exe.new" "$INSTDIR\KV500Service.exe"
   ${If} ${Errors}
     Delete "$INSTDIR\KV500Service.exe.new"
-    ${If} $1 == 1
-      ${Run} 'net.exe" start ${SERVICE}'
-    ${EndIf}
+    !insertmacro StartAgain
     ${Refuse} "$INSTDIR\KV500Service.exe can't be replaced. Nothing was changed."
   ${EndIf}
 
@@ -170,7 +175,10 @@ Section "Install"
   ${ElseIf} $8 != '"$INSTDIR\KV500Service.exe"'
     ${Run} 'sc.exe" config ${SERVICE} binPath= "\"$INSTDIR\KV500Service.exe\""'
     ${If} $0 != 0
-      ${Refuse} "The registration of the service could not be changed (error $0)."
+      StrCpy $9 $0
+      Delete "$INSTDIR\KV500Service.exe"
+      !insertmacro StartAgain
+      ${Refuse} "The service could not be moved to this folder (error $9). It is where it was."
     ${EndIf}
   ${EndIf}
   ${Run} 'sc.exe" description ${SERVICE} "Reads electronic health cards for web applications on this computer."'

@@ -68,7 +68,8 @@ class Windows:
         self.session = subprocess.Popen([WINE, "cmd"], env=self.environment, cwd=self.drive,
                                         stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL)
-        wait_until(lambda: self.service_state("RpcSs") is not None, "service manager")
+        wait_until(lambda: self.service_state("RpcSs") is not None, "service manager",
+                   2 * PATIENCE)
 
     def wineserver(self, option):
         beside = WINE.parent / "wineserver64"
