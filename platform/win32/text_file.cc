@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::size_t largestTextFile = std::size_t{1} << 20;
 
-/// Opens an ordinary file, shared with all who read, write, rename or delete it. INVALID_HANDLE_VALUE
-/// for anything else, such as the names of devices.
+/// Opens an ordinary file, shared with all who read, write, rename or delete it.
+/// INVALID_HANDLE_VALUE for anything else, such as the names of devices.
 ::HANDLE openOrdinaryFile(const std::u16string& path, DWORD access, DWORD disposition) {
   constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const ::HANDLE file = ::CreateFileW(win32::toNative(path.c_str()), access, shared, nullptr,

@@ -5,7 +5,8 @@
 namespace platform {
 namespace {
 
-// Windows calls with a calling convention and types of its own. Each is set before Windows can call.
+// Windows calls with a calling convention and types of its own. Each is set before Windows can
+// call.
 ServiceMainFunction serviceMain = nullptr;
 ServiceHandlerFunction serviceHandler = nullptr;
 

@@ -40,10 +40,9 @@ bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t
                      std::uint32_t timeoutSeconds, std::uint32_t& response, bool wait) {
   // The operation takes writable texts and doesn't write to them.
   DWORD answer = 0;
-  const bool shown =
-      ::WTSSendMessageW(WTS_CURRENT_SERVER_HANDLE, session, const_cast<wchar_t*>(toNative(title)),
-                        titleLength, const_cast<wchar_t*>(toNative(message)), messageLength, style,
-                        timeoutSeconds, &answer, wait);
+  const bool shown = ::WTSSendMessageW(
+      WTS_CURRENT_SERVER_HANDLE, session, const_cast<wchar_t*>(toNative(title)), titleLength,
+      const_cast<wchar_t*>(toNative(message)), messageLength, style, timeoutSeconds, &answer, wait);
   response = answer;
   return shown;
 }
@@ -58,10 +57,10 @@ bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
 bool DuplicateTokenEx(HANDLE token, std::uint32_t access, std::uint32_t impersonationLevel,
                       std::uint32_t tokenType, HANDLE& duplicate) {
   ::HANDLE native = nullptr;
-  const bool made = ::DuplicateTokenEx(
-      toNative(token), access, nullptr,
-      static_cast<::SECURITY_IMPERSONATION_LEVEL>(impersonationLevel),
-      static_cast<::TOKEN_TYPE>(tokenType), &native);
+  const bool made =
+      ::DuplicateTokenEx(toNative(token), access, nullptr,
+                         static_cast<::SECURITY_IMPERSONATION_LEVEL>(impersonationLevel),
+                         static_cast<::TOKEN_TYPE>(tokenType), &native);
   duplicate = toSeam(native);
   return made;
 }
@@ -78,9 +77,9 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t 
   ::STARTUPINFOA startup{};
   startup.cb = sizeof(startup);
   ::PROCESS_INFORMATION native{};
-  const bool started = ::CreateProcessAsUserA(toNative(token), nullptr, commandLine.data(), nullptr,
-                                              nullptr, FALSE, creationFlags, environment, nullptr,
-                                              &startup, &native);
+  const bool started =
+      ::CreateProcessAsUserA(toNative(token), nullptr, commandLine.data(), nullptr, nullptr, FALSE,
+                             creationFlags, environment, nullptr, &startup, &native);
   process = {toSeam(native.hProcess), toSeam(native.hThread)};
   return started;
 }

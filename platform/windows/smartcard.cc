@@ -28,8 +28,8 @@ std::uint32_t SCardReleaseContext(SCARDCONTEXT context) {
 
 std::uint32_t SCardListReadersA(SCARDCONTEXT context, char* readers, std::uint32_t& length) {
   DWORD nativeLength = readers == nullptr ? 0 : length;
-  const LONG result = ::SCardListReadersA(static_cast<::SCARDCONTEXT>(context), nullptr, readers,
-                                          &nativeLength);
+  const LONG result =
+      ::SCardListReadersA(static_cast<::SCARDCONTEXT>(context), nullptr, readers, &nativeLength);
   length = nativeLength;
   return toCode(result);
 }

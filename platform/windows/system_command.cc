@@ -26,8 +26,7 @@ std::u16string systemProgram(const std::string& name) {
 bool isServiceRunning(const std::string& name) {
   const SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
   const SC_HANDLE service =
-      manager == nullptr ? nullptr
-                         : ::OpenServiceA(manager, name.c_str(), SERVICE_QUERY_STATUS);
+      manager == nullptr ? nullptr : ::OpenServiceA(manager, name.c_str(), SERVICE_QUERY_STATUS);
   ::SERVICE_STATUS status{};
   const bool asked = service != nullptr && ::QueryServiceStatus(service, &status);
   for (const SC_HANDLE handle : {service, manager}) {

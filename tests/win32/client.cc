@@ -75,8 +75,8 @@ std::uint16_t freePort() {
   for (;;) {
     const int socket = makeSocket();
     const auto address = loopback(++next);
-    const bool isFree = ::bind(native(socket), reinterpret_cast<const ::sockaddr*>(&address),
-                               sizeof(address)) == 0;
+    const bool isFree =
+        ::bind(native(socket), reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)) == 0;
     close(socket);
     if (isFree) {
       return next;

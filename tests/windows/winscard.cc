@@ -1,5 +1,5 @@
-// The smart-card library of Windows, in the shape of the simulated world: put into the system folder
-// of a test machine it gives the real service a reader and cards.
+// The smart-card library of Windows, in the shape of the simulated world: put into the system
+// folder of a test machine it gives the real service a reader and cards.
 //
 // The world is told what to do through a text file that only grows, each line a command of the
 // simulator. Each process carries out all of its lines, so that all of them see one world.
@@ -11,8 +11,8 @@
 #include "platform/smartcard.h"
 #include "simulator/commands.h"
 // Declares what is exported here; see winscard.def.
-#include "platform/win32/native.h"
 #include <winscard.h>
+#include "platform/win32/native.h"
 
 namespace {
 
@@ -80,8 +80,7 @@ LONG WINAPI SCardConnectA(::SCARDCONTEXT context, LPCSTR reader, DWORD share, DW
   return inWorld([&] {
     std::uint64_t made = 0;
     std::uint32_t protocol = 0;
-    const auto result =
-        platform::SCardConnectA(context, reader, share, preferred, made, protocol);
+    const auto result = platform::SCardConnectA(context, reader, share, preferred, made, protocol);
     *card = made;
     *active = protocol;
     return result;
