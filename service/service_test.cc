@@ -29,7 +29,7 @@ class ServiceTest : public WorldTest {
                   << std::string(notice.text.begin(), notice.text.end()) << '\n';
       }
       std::cerr << logTexts();
-      std::filesystem::remove_all(folder);
+      removeFolder();
     };
     std::thread(meanwhile).detach();
     endProcess(runProgram());
