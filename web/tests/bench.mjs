@@ -1,0 +1,75 @@
+/** What the tests of this folder share: a simulator of their own, odd cards, odd servers. */
+import { createServer as createHttpServer } from 'node:http';
+import { cp, mkdtemp, readFile, rm, writeFile } from 'node:fs/promises';
+import { connect } from 'node:net';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { fileURLToPath } from 'node:url';
+import { freePort, Simulator } from '../demo/simulator.mjs';
+
+export const root = fileURLToPath(new URL('../../', import.meta.url));
+export const program = process.env.KV500_SIMULATOR ?? join(root, 'build/release/kv500-simulator');
+export const card = (name) => join(root, 'examples/cards', name);
+
+export const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+/** Waits until the look gives something true, and gives that; fails after five seconds. */
+export async function until(look, what) {
+  for (let i = 0; i < 250; ++i) {
+    const found = await look();
+    if (found) return found;
+    await sleep(20);
+  }
+  throw new Error(`never came: ${what}`);
+}
+
+/** A running simulator that the test `t` ends. */
+export async function startSimulator(t, { settings, args } = {}) {
+  const simulator = await Simulator.create({ program, port: await freePort(), settings, args });
+  t.after(() => simulator.dispose());
+  await simulator.start();
+  simulator.address = `http://127.0.0.1:${simulator.port}`;
+  // The reader is found by the service's own look around, a moment after the port is open.
+  if (!args?.includes('--unplugged')) await until(() => hasReader(simulator.address), 'the reader');
+  return simulator;
+}
+
+export async function hasReader(address) {
+  return (await (await fetch(`${address}/?action=status`)).text()).includes('KV500_PRESENT');
+}
+
+/** A folder for a card of the test's own: a copy of a sample, with its personal data changed. */
+export async function oddCard(t, sample, change) {
+  const folder = await mkdtemp(join(tmpdir(), 'kv500-card-'));
+  t.after(() => rm(folder, { recursive: true, force: true }));
+  await cp(card(sample), folder, { recursive: true });
+  const file = join(folder, 'PD.xml');
+  await writeFile(file, change(await readFile(file, 'latin1')), 'latin1');
+  return folder;
+}
+
+/** An HTTP server in the service's place. Gives its address. */
+export async function startServer(t, listener) {
+  const server = createHttpServer(listener);
+  const port = await freePort();
+  await new Promise((resolve) => server.listen(port, '127.0.0.1', resolve));
+  t.after(() => {
+    server.closeAllConnections();
+    server.close();
+  });
+  return `http://127.0.0.1:${port}`;
+}
+
+/** Connections that say nothing, each of which keeps one worker of the service busy. */
+export async function occupy(t, port, count) {
+  const sockets = await Promise.all(
+    Array.from({ length: count }, () => new Promise((resolve, reject) => {
+      const socket = connect(port, '127.0.0.1', () => resolve(socket));
+      socket.on('error', reject);
+    })),
+  );
+  const release = () => sockets.forEach((socket) => socket.destroy());
+  t.after(release);
+  await sleep(300); // The service takes them in one after the other.
+  return release;
+}
