@@ -3,7 +3,7 @@ import { createServer as createHttpServer } from 'node:http';
 import { cp, mkdtemp, readFile, rm, writeFile } from 'node:fs/promises';
 import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { extname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { freePort, Simulator } from '../demo/simulator.mjs';
 
@@ -35,7 +35,11 @@ export async function startSimulator(t, { settings, args } = {}) {
 }
 
 export async function hasReader(address) {
-  return (await (await fetch(`${address}/?action=status`)).text()).includes('KV500_PRESENT');
+  try {
+    return (await (await fetch(`${address}/?action=status`)).text()).includes('KV500_PRESENT');
+  } catch {
+    return false; // Node keeps a connection for the next request, and the service has closed it.
+  }
 }
 
 /** A folder for a card of the test's own: a copy of a sample, with its personal data changed. */
@@ -58,6 +62,20 @@ export async function startServer(t, listener) {
     server.close();
   });
   return `http://127.0.0.1:${port}`;
+}
+
+/** The page on a web server as a practice may have it, with no simulator behind. */
+export function startPageServer(t) {
+  return startServer(t, async (request, response) => {
+    try {
+      const { pathname } = new URL(request.url, 'http://127.0.0.1');
+      const types = { '.js': 'text/javascript', '.css': 'text/css', '.html': 'text/html' };
+      response.setHeader('Content-Type', types[extname(pathname)] ?? 'text/plain');
+      response.end(await readFile(join(root, 'web', pathname)));
+    } catch {
+      response.writeHead(404).end();
+    }
+  });
 }
 
 /** Connections that say nothing, each of which keeps one worker of the service busy. */

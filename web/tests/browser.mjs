@@ -1,0 +1,45 @@
+/** Debian's Chromium, the demo page in it, and pictures of what it shows. */
+import { mkdir } from 'node:fs/promises';
+import { join } from 'node:path';
+import { chromium } from 'playwright-core';
+import { startDemo } from '../demo/serve.mjs';
+import { freePort } from '../demo/simulator.mjs';
+import { hasReader, program, root, until } from './bench.mjs';
+
+const pictures = process.env.KV500_PICTURES ?? join(root, 'build/web-pictures');
+
+/** Gives a browser that the test `t` closes. */
+export async function startBrowser(t, args = []) {
+  const browser = await chromium.launch({
+    executablePath: process.env.KV500_CHROMIUM ?? '/usr/bin/chromium',
+    args: [
+      '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-sync',
+      '--disable-background-networking', '--disable-component-update', ...args,
+    ],
+  });
+  t.after(() => browser.close());
+  return browser;
+}
+
+/** Gives a demo with a simulator of its own that the test `t` ends. */
+export async function startStage(t, options = {}) {
+  const demo = await startDemo({ simulator: program, port: await freePort(), servicePort: await freePort(), ...options });
+  t.after(() => demo.stop());
+  demo.service = `http://127.0.0.1:${demo.stage.simulator.port}`;
+  demo.origin = new URL(demo.address).origin;
+  await until(() => hasReader(demo.service), 'the reader');
+  return demo;
+}
+
+/** A page in a context of its own, so that nothing is kept from one test to the next. */
+export async function openPage(browser, address, { locale = 'en-GB', width = 1280, height = 900, colorScheme = 'light' } = {}) {
+  const context = await browser.newContext({ locale, colorScheme, viewport: { width, height } });
+  const page = await context.newPage();
+  await page.goto(address);
+  return page;
+}
+
+export async function picture(page, name) {
+  await mkdir(pictures, { recursive: true });
+  await page.screenshot({ path: join(pictures, `${name}.png`), fullPage: true });
+}
