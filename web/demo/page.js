@@ -112,7 +112,7 @@ function showResult(t) {
     made.append(element('p', name, 'name'), list);
     if (person.innerHTML !== made.innerHTML) person.replaceChildren(...made.childNodes);
   } else if (person.textContent !== t[result.note]) {
-    person.replaceChildren(element('p', t[result.note]));
+    person.replaceChildren(element('p', t[result.note], 'note'));
   }
   setText(byId('raw'), raw || t.noAnswerYet);
 }
@@ -121,7 +121,7 @@ function showLog(t) {
   setText(byId('polls'), t.polls(view.polls.count, view.polls.took));
   const rows = view.log.map(({ time, action, code, status, took }) => {
     const row = element('tr');
-    const clock = time.toLocaleTimeString(view.language);
+    const clock = time.toLocaleTimeString(view.language === 'de' ? 'de-DE' : 'en-GB');
     const outcome = code ? failureTexts(t, { code })[0] : status;
     row.append(element('td', clock), element('td', action), element('td', outcome), element('td', `${took} ms`));
     return row;
@@ -221,7 +221,7 @@ async function readCard() {
     view.raw = JSON.stringify(answer, null, 2);
   } catch (failure) {
     view.actionFailure = failure;
-    view.result = { note: 'readFailed' };
+    view.result = { note: failure.text ? 'rawOnly' : 'readFailed' };
     view.raw = failure.text ?? (failure.answer ? JSON.stringify(failure.answer, null, 2) : '');
   } finally {
     view.reading = undefined;

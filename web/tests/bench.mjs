@@ -1,10 +1,14 @@
 /** What the tests of this folder share: a simulator of their own, odd cards, odd servers. */
-import { createServer as createHttpServer } from 'node:http';
+import { execFile } from 'node:child_process';
+import { createHash, X509Certificate } from 'node:crypto';
 import { cp, mkdtemp, readFile, rm, writeFile } from 'node:fs/promises';
+import { createServer as createHttpServer } from 'node:http';
+import { createServer as createHttpsServer } from 'node:https';
 import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
 import { extname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
+import { promisify } from 'node:util';
 import { freePort, Simulator } from '../demo/simulator.mjs';
 
 export const root = fileURLToPath(new URL('../../', import.meta.url));
@@ -13,9 +17,9 @@ export const card = (name) => join(root, 'examples/cards', name);
 
 export const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-/** Waits until the look gives something true, and gives that; fails after five seconds. */
+/** Waits until the look gives something true, and gives that; fails after ten seconds. */
 export async function until(look, what) {
-  for (let i = 0; i < 250; ++i) {
+  for (let i = 0; i < 500; ++i) {
     const found = await look();
     if (found) return found;
     await sleep(20);
@@ -52,20 +56,34 @@ export async function oddCard(t, sample, change) {
   return folder;
 }
 
-/** An HTTP server in the service's place. Gives its address. */
-export async function startServer(t, listener) {
-  const server = createHttpServer(listener);
+/** A server of the test's own, by HTTPS if it is given a key. Gives its address. */
+export async function startServer(t, listener, key) {
+  const server = key ? createHttpsServer(key, listener) : createHttpServer(listener);
   const port = await freePort();
   await new Promise((resolve) => server.listen(port, '127.0.0.1', resolve));
   t.after(() => {
     server.closeAllConnections();
     server.close();
   });
-  return `http://127.0.0.1:${port}`;
+  return `${key ? 'https' : 'http'}://127.0.0.1:${port}`;
+}
+
+/** A key with a certificate that nobody vouches for, and the hash by which Chromium takes it all the same. */
+export async function makeKey(t) {
+  const folder = await mkdtemp(join(tmpdir(), 'kv500-key-'));
+  t.after(() => rm(folder, { recursive: true, force: true }));
+  const [key, cert] = ['key.pem', 'cert.pem'].map((name) => join(folder, name));
+  await promisify(execFile)('openssl', [
+    'req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:prime256v1', '-nodes', '-days', '2',
+    '-subj', '/CN=praxis.example', '-keyout', key, '-out', cert,
+  ]);
+  const made = { key: await readFile(key), cert: await readFile(cert) };
+  const publicKey = new X509Certificate(made.cert).publicKey.export({ type: 'spki', format: 'der' });
+  return { ...made, hash: createHash('sha256').update(publicKey).digest('base64') };
 }
 
 /** The page on a web server as a practice may have it, with no simulator behind. */
-export function startPageServer(t) {
+export function startPageServer(t, key) {
   return startServer(t, async (request, response) => {
     try {
       const { pathname } = new URL(request.url, 'http://127.0.0.1');
@@ -75,7 +93,7 @@ export function startPageServer(t) {
     } catch {
       response.writeHead(404).end();
     }
-  });
+  }, key);
 }
 
 /** Connections that say nothing, each of which keeps one worker of the service busy. */

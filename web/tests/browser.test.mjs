@@ -4,7 +4,7 @@ import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
 import { test } from 'node:test';
 import { texts } from '../demo/texts.js';
-import { oddCard, occupy, startPageServer, startServer, until } from './bench.mjs';
+import { makeKey, oddCard, occupy, startPageServer, startServer, until } from './bench.mjs';
 import { openPage, picture, startBrowser, startStage } from './browser.mjs';
 
 const en = texts.en;
@@ -24,7 +24,7 @@ async function expectTiles(page, ...expected) {
 
 const ready = en.readerIn('SIM0001');
 const expectText = (page, selector, text) =>
-  page.locator(selector).filter({ hasText: text }).waitFor({ timeout: 6000 });
+  page.locator(selector).filter({ hasText: text }).waitFor({ timeout: 12000 });
 
 async function expectFailure(page, code) {
   await expectText(page, '#failure', en.failures[code][0]);
@@ -218,22 +218,23 @@ browserTest('the permission for the local network', async (t) => {
   // The browser is told to take the page's address for one out in the world. A headless browser has
   // nobody to ask: its question counts as answered by no.
   const demo = await startStage(t);
-  const pageServer = new URL(await startPageServer(t));
-  const port = pageServer.port;
+  const key = await makeKey(t);
+  const [plainPort, securePort] = (await Promise.all([startPageServer(t), startPageServer(t, key)]))
+    .map((address) => new URL(address).port);
   const browser = await startBrowser(t, [
-    `--ip-address-space-overrides=127.0.0.1:${port}=public`,
-    '--host-resolver-rules=MAP *.example 127.0.0.1',
-    `--unsafely-treat-insecure-origin-as-secure=http://https.example:${port}`,
+    `--ip-address-space-overrides=127.0.0.1:${plainPort}=public,127.0.0.1:${securePort}=public`,
+    `--ignore-certificate-errors-spki-list=${key.hash}`,
+    '--host-resolver-rules=MAP praxis.example 127.0.0.1',
   ]);
   const admin = await browser.newBrowserCDPSession();
-  const path = `:${port}/demo/index.html?port=${demo.stage.simulator.port}`;
+  const path = `/demo/index.html?port=${demo.stage.simulator.port}`;
 
-  const plain = await openPage(browser, `http://http.example${path}`);
+  const plain = await openPage(browser, `http://praxis.example:${plainPort}${path}`);
   await expectFailure(plain, 'insecure-page');
   await picture(plain, 'insecure-page');
   await plain.context().close();
 
-  const page = await openPage(browser, `http://https.example${path}`);
+  const page = await openPage(browser, `https://praxis.example:${securePort}${path}`);
   const { browserContextIds } = await admin.send('Target.getBrowserContexts');
   const permit = (setting) =>
     admin.send('Browser.setPermission', { permission: { name: 'loopback-network' }, setting, browserContextId: browserContextIds.at(-1) });
@@ -274,7 +275,7 @@ browserTest('usable within 200 milliseconds', async (t) => {
   const demo = await startStage(t);
   const page = await openPage(browser, demo.address);
   const times = [];
-  for (let i = 0; i < 5; ++i) {
+  for (let i = 0; i < 10; ++i) {
     await page.addInitScript(() => {
       const observer = new MutationObserver(() => {
         if (document.querySelector('#reader-tile')?.dataset.state === 'good') globalThis.usableAt ??= performance.now();
