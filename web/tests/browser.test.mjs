@@ -216,7 +216,7 @@ browserTest('a service that is there for other origins, and custom headers', asy
 
 browserTest('the permission for the local network', async (t) => {
   // The browser is told to take the page's address for one out in the world. A headless browser has
-  // nobody to ask: its question counts as answered by no.
+  // nobody to ask: a question counts as answered by no, unless the answer is set beforehand.
   const demo = await startStage(t);
   const key = await makeKey(t);
   const [plainPort, securePort] = (await Promise.all([startPageServer(t), startPageServer(t, key)]))
@@ -238,6 +238,9 @@ browserTest('the permission for the local network', async (t) => {
   const { browserContextIds } = await admin.send('Target.getBrowserContexts');
   const permit = (setting) =>
     admin.send('Browser.setPermission', { permission: { name: 'loopback-network' }, setting, browserContextId: browserContextIds.at(-1) });
+  await expectFailure(page, 'permission-denied');
+  await permit('prompt');
+  await page.reload();
   await expectFailure(page, 'permission-not-asked');
   await expectNoFindings(page, 'permission-not-asked');
   await permit('granted'); // The page finds out by itself.
