@@ -7,8 +7,8 @@
  *       if (type === 'card-in') console.log((await reader.read()).daten);
  *     });
  *
- * Every call either resolves with the answer as a plain object, or rejects with a KV500Error: its
- * `code` says what to do, its `message` says it to a person.
+ * A call resolves with the answer as a plain object or rejects with a KV500Error: its `code` is for
+ * the page, its `message` for a person.
  */
 
 /**
@@ -23,7 +23,7 @@
  * @property {string} status
  * @property {string | DeviceMessage} message
  * @property {number} serv_version
- * @property {object | null} [daten] Of `read` alone; null without data.
+ * @property {object | null} [daten] Of `read` alone.
  *
  * @typedef {object} CallOptions
  * @property {AbortSignal} [signal] Ends the call with an AbortedError.
@@ -40,8 +40,8 @@
 export class KV500Error extends Error {
   /**
    * @param {string} code
-   * @param {string} message For a person: what is wrong and what to do.
-   * @param {object} [details] Members of the error; `cause` is the failure underneath.
+   * @param {string} message
+   * @param {object} [details] Further members; `cause` is the failure underneath.
    */
   constructor(code, message, details = {}) {
     super(message);
@@ -56,51 +56,48 @@ export class ServiceNotRunningError extends KV500Error {
   constructor(address, cause) {
     super(
       'not-running',
-      `Nothing answers at ${address}. Start the card reader service on this computer, and check ` +
-        'that it listens on this port. If it runs, it may be busy: try again in ten seconds.',
+      `Nothing answers at ${address}. Start the card reader service, and check that it listens ` +
+        'there. If it runs, it may be busy: try again in ten seconds.',
       { address, cause },
     );
   }
 }
 
-/** The browser refuses this page the way to the local machine: somebody said no. */
+/** Somebody told the browser to keep this page from the local machine. */
 export class PermissionDeniedError extends KV500Error {
   constructor() {
     super(
       'permission-denied',
-      'The browser does not let this page reach programs on this computer. Open the site settings ' +
-        '(the symbol left of the address), allow access to apps on this device or to the local ' +
-        'network, and load the page again.',
+      'The browser does not let this page reach programs on this computer. In the site settings ' +
+        '(left of the address) allow access to apps on this device, and load the page again.',
     );
   }
 }
 
-/** The browser wants to ask the person first, and has no answer yet. */
+/** The browser's question has no answer yet. */
 export class PermissionNotAskedError extends KV500Error {
   constructor() {
     super(
       'permission-not-asked',
-      'The browser has no permission yet for this page to reach programs on this computer. Try ' +
-        'again and choose "Allow". If no question appears, the card reader service is not running: ' +
-        'start it first.',
+      'The browser asks whether this page may reach programs on this computer. Choose "Allow"; if ' +
+        'the question has gone, load the page again.',
     );
   }
 }
 
-/** A page that came by plain HTTP can't even be asked for. */
+/** Of a page that came by plain HTTP the browser does not even ask. */
 export class InsecurePageError extends KV500Error {
   constructor(cause) {
     super(
       'insecure-page',
       'This page was not loaded by HTTPS, and browsers keep such pages away from programs on this ' +
-        'computer. Open its address with https://. If it worked before, start the card reader ' +
-        'service.',
+        'computer. Open it with https://. If it worked before, start the card reader service.',
       { cause },
     );
   }
 }
 
-/** The service answers, but its setting AllowOrigin names another origin than this page's. */
+/** The service answers, but AllowOrigin names another origin than this page's. */
 export class OriginNotAllowedError extends KV500Error {
   constructor(origin) {
     super(
@@ -118,7 +115,7 @@ export class NoAnswerError extends KV500Error {
     super(
       'no-answer',
       `The card reader service closed the connection without an answer, ${tries} times. All its ` +
-        'eight connections are busy: close other pages that use it and try again in ten seconds.',
+        'connections are busy: close other pages that use it and try again in ten seconds.',
       { tries, cause },
     );
   }
@@ -129,8 +126,8 @@ export class BrokenJsonError extends KV500Error {
   constructor(text, cause) {
     super(
       'broken-json',
-      'The card was read, but its texts hold quotation marks or other characters that break the ' +
-        'answer. The data can be copied from the raw text by hand.',
+      'Quotation marks or other characters on the card break the answer. The data can be copied ' +
+        'from its raw text by hand.',
       { text, cause },
     );
   }
@@ -141,16 +138,16 @@ export class ForeignAnswerError extends KV500Error {
   constructor(address, text) {
     super(
       'foreign-answer',
-      `At ${address} some other program answers, not the card reader service. Set another Port in ` +
-        'its config.txt, and the same one in this page.',
+      `At ${address} another program answers, not the card reader service. Set another Port in its ` +
+        'config.txt and in this page.',
       { address, text },
     );
   }
 }
 
 const actionTexts = {
-  read: 'The card could not be read. Take it out, wipe the chip and put it in again; if that does not help, the card is damaged.',
-  close: 'There is no card connection to close: no card is in the reader.',
+  read: 'The card could not be read. Take it out, wipe the chip and put it in again.',
+  close: 'No card is in the reader: there is nothing to close.',
 };
 
 /** The service answered with the status "ERROR". `action` and `answer` say to what and how. */
@@ -167,7 +164,7 @@ export class TimeoutError extends KV500Error {
     super(
       'timeout',
       `The card reader service took longer than ${milliseconds / 1000} seconds. Take the card out ` +
-        'and put it in again; if that does not help, start the service again.',
+        'and put it in again, or start the service again.',
       { milliseconds },
     );
   }
@@ -183,6 +180,9 @@ export class AbortedError extends KV500Error {
 
 const decoder = new TextDecoder('iso-8859-15');
 const shortestInterval = 250; // Milliseconds; the service itself looks at the card no more often.
+// Milliseconds after which it is a person who keeps the page waiting: refusing a connection, which
+// comes before the browser's question, takes up to two seconds (on Windows).
+const longestRefusal = 3000;
 
 /** What a `status` or `read` answer says of reader and card. */
 export function stateOf(answer) {
@@ -194,11 +194,7 @@ export function stateOf(answer) {
   };
 }
 
-/**
- * JSON.parse, but members that occur several times in one object become an array of their values,
- * where JSON.parse keeps the last alone.
- * @param {string} text
- */
+/** JSON.parse, but members of one name become an array, where JSON.parse keeps the last alone. */
 export function parseRepeated(text) {
   JSON.parse(text); // From here on the grammar is known to hold.
   const tokens = text.match(/"(?:[^"\\]|\\.)*"|[{}[\]:,]|[^\s{}[\]:,"]+/g);
@@ -314,9 +310,8 @@ export class KV500 {
   }
 
   /**
-   * Tells changes of reader and card. Polls `status`: a request each interval, the next one only
-   * after the last has ended, none while the page is hidden. What comes and goes between two polls
-   * is not seen.
+   * Tells changes of reader and card. Polls `status`: a request each interval, never two at once,
+   * none while the page is hidden. What comes and goes between two polls is not seen.
    * @param {(event: CardEvent) => void} callback
    * @param {object} [options]
    * @param {number} [options.interval] Milliseconds between two polls, at least 250.
@@ -339,12 +334,17 @@ export class KV500 {
     let last = { reader: false, card: false };
     let error;
     let answered = false;
+    const fail = (failure) => {
+      if (failure.code !== error?.code) tell({ type: 'failed', error: failure });
+      error = failure;
+      answered = false;
+    };
     const tell = (event) => {
       if (signal.aborted) return;
       try {
         callback(event);
       } catch (fault) {
-        // The caller's fault is the caller's to see, and no reason to stop telling.
+        // The caller's fault is the caller's to see.
         queueMicrotask(() => {
           throw fault;
         });
@@ -354,13 +354,18 @@ export class KV500 {
       await visible(signal);
       if (signal.aborted) return;
       let status;
+      let underWay = true;
+      // The browser's question keeps the poll waiting; whoever shows something should not wait, too.
+      const hint = setTimeout(async () => {
+        if ((await this.#isAsking()) && underWay) fail(new PermissionNotAskedError());
+      }, longestRefusal);
       try {
         status = await this.#poll(signal, error);
       } catch (failure) {
-        if (failure.code !== error?.code) tell({ type: 'failed', error: failure });
-        error = failure;
-        answered = false;
+        fail(failure);
       }
+      underWay = false;
+      clearTimeout(hint);
       if (status) {
         error = undefined;
         const now = stateOf(status);
@@ -381,12 +386,13 @@ export class KV500 {
    */
   async #poll(signal, lastError) {
     return this.#bounded('status', signal, async (inner) => {
+      const since = Date.now();
       try {
         return await this.#exchange('status', inner);
       } catch (failure) {
         if (!(failure instanceof TypeError)) throw failure;
         if (!lastError) return this.#persist('status', inner);
-        throw (await this.#obstacle(failure)) ?? lastError;
+        throw (await this.#obstacle(failure, since)) ?? lastError;
       }
     });
   }
@@ -410,8 +416,7 @@ export class KV500 {
     } catch (failure) {
       if (signal?.aborted) throw new AbortedError(signal.reason);
       if (!controller.signal.aborted) throw failure;
-      // The browser's question may have stood there all the time.
-      throw (await this.#obstacle(failure)) ?? new TimeoutError(timeout);
+      throw (await this.#isAsking()) ? new PermissionNotAskedError() : new TimeoutError(timeout);
     } finally {
       clearTimeout(timer);
       signal?.removeEventListener('abort', abort);
@@ -425,13 +430,14 @@ export class KV500 {
     let heard = false;
     for (let tries = 1; ; ++tries) {
       let failure;
+      const since = Date.now();
       try {
         return await this.#exchange(action, signal);
       } catch (reason) {
         if (signal.aborted || !(reason instanceof TypeError)) throw reason;
         failure = reason;
       }
-      const obstacle = await this.#obstacle(failure);
+      const obstacle = await this.#obstacle(failure, since);
       if (obstacle) throw obstacle;
       if (await this.#answersUnseen(signal)) {
         // Once can be chance, a connection that came free; twice it is the origin.
@@ -469,18 +475,28 @@ export class KV500 {
   }
 
   /** What is known to stand in the way without asking the service; undefined if nothing is. */
-  async #obstacle(failure) {
+  async #obstacle(failure, since) {
     // Node tells why; browsers tell pages nothing.
     if (failure.cause) {
       return failure.cause.code === 'ECONNREFUSED' ? new ServiceNotRunningError(this.#address, failure) : undefined;
     }
     if (isLocal(globalThis.location)) return undefined;
-    // Whoever has had an answer was let through, unless a permission has been taken back since.
-    const letThrough = this.#answers > 0;
-    if (!globalThis.isSecureContext) return letThrough ? undefined : new InsecurePageError(failure);
-    const permission = await loopbackPermission();
-    if (permission === 'denied') return new PermissionDeniedError();
-    return permission === 'prompt' && !letThrough ? new PermissionNotAskedError() : undefined;
+    if (!globalThis.isSecureContext) {
+      // Whoever has had an answer is let through.
+      return this.#answers ? undefined : new InsecurePageError(failure);
+    }
+    if ((await loopbackPermission()) === 'denied') return new PermissionDeniedError();
+    if (!(await this.#isAsking())) return undefined;
+    // Chromium asks once a connection stands: a failure before the question is the service's.
+    return Date.now() - since < longestRefusal
+      ? new ServiceNotRunningError(this.#address, failure)
+      : new PermissionNotAskedError();
+  }
+
+  /** May the browser be asking the person whether this page is to be let through? */
+  async #isAsking() {
+    if (this.#answers || isLocal(globalThis.location)) return false;
+    return (await loopbackPermission()) === 'prompt';
   }
 
   /** Does the service answer where the page may not see it? Asks for nothing of reader or card. */

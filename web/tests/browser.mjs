@@ -1,4 +1,6 @@
 /** Debian's Chromium, the demo page in it, and pictures of what it shows. */
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
 import { mkdir } from 'node:fs/promises';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
@@ -8,9 +10,24 @@ import { hasReader, program, root, until } from './bench.mjs';
 
 const pictures = process.env.KV500_PICTURES ?? join(root, 'build/web-pictures');
 
-/** Gives a browser that the test `t` closes. */
-export async function startBrowser(t, args = []) {
+/** A screen that nobody sees, for a browser with windows. Gives its name. */
+export async function startScreen(t) {
+  const screen = spawn('Xvfb', ['-displayfd', '1', '-screen', '0', '1280x900x24', '-nolisten', 'tcp'], {
+    stdio: ['ignore', 'pipe', 'ignore'],
+  });
+  t.after(() => screen.kill());
+  const [number] = await Promise.race([
+    once(screen.stdout, 'data'),
+    once(screen, 'exit').then(() => Promise.reject(new Error('no screen'))),
+  ]);
+  return `:${String(number).trim()}`;
+}
+
+/** Gives a browser that the test `t` closes, without windows unless it is given a screen. */
+export async function startBrowser(t, args = [], screen = undefined) {
   const browser = await chromium.launch({
+    headless: !screen,
+    env: { ...process.env, DISPLAY: screen ?? '' },
     executablePath: process.env.KV500_CHROMIUM ?? '/usr/bin/chromium',
     args: [
       '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-sync',

@@ -5,7 +5,7 @@ import { createRequire } from 'node:module';
 import { test } from 'node:test';
 import { texts } from '../demo/texts.js';
 import { makeKey, oddCard, occupy, startPageServer, startServer, until } from './bench.mjs';
-import { openPage, picture, startBrowser, startStage } from './browser.mjs';
+import { openPage, picture, startBrowser, startScreen, startStage } from './browser.mjs';
 
 const en = texts.en;
 const axe = await readFile(createRequire(import.meta.url).resolve('axe-core'), 'utf8');
@@ -214,51 +214,70 @@ browserTest('a service that is there for other origins, and custom headers', asy
   assert.equal(await fetchWith({ 'X-Other': 'x' }), 'TypeError');
 });
 
-browserTest('the permission for the local network', async (t) => {
-  // The browser is told to take the page's address for one out in the world. A headless browser has
-  // nobody to ask: a question counts as answered by no, unless the answer is set beforehand.
-  const demo = await startStage(t);
+/** A browser that takes a page of praxis.example for one out in the world, by HTTP and by HTTPS. */
+async function startOutside(t, demo, screen) {
   const key = await makeKey(t);
-  const [plainPort, securePort] = (await Promise.all([startPageServer(t), startPageServer(t, key)]))
-    .map((address) => new URL(address).port);
+  const [plain, secure] = (await Promise.all([startPageServer(t), startPageServer(t, key)])).map((address) => new URL(address).port);
   const browser = await startBrowser(t, [
-    `--ip-address-space-overrides=127.0.0.1:${plainPort}=public,127.0.0.1:${securePort}=public`,
+    `--ip-address-space-overrides=127.0.0.1:${plain}=public,127.0.0.1:${secure}=public`,
     `--ignore-certificate-errors-spki-list=${key.hash}`,
     '--host-resolver-rules=MAP praxis.example 127.0.0.1',
-  ]);
-  const admin = await browser.newBrowserCDPSession();
+  ], screen);
   const path = `/demo/index.html?port=${demo.stage.simulator.port}`;
+  const admin = await browser.newBrowserCDPSession();
+  const permit = async (setting) => {
+    const { browserContextIds } = await admin.send('Target.getBrowserContexts');
+    const permission = { name: 'loopback-network' };
+    await admin.send('Browser.setPermission', { permission, setting, browserContextId: browserContextIds.at(-1) });
+  };
+  return {
+    browser,
+    permit,
+    plain: `http://praxis.example:${plain}${path}`,
+    secure: `https://praxis.example:${secure}${path}`,
+  };
+}
 
-  const plain = await openPage(browser, `http://praxis.example:${plainPort}${path}`);
-  await expectFailure(plain, 'insecure-page');
-  await picture(plain, 'insecure-page');
-  await plain.context().close();
+browserTest('the permission for the local network, denied and given', async (t) => {
+  const demo = await startStage(t);
+  const { browser, permit, plain, secure } = await startOutside(t, demo);
+  const insecure = await openPage(browser, plain);
+  await expectFailure(insecure, 'insecure-page');
+  await picture(insecure, 'insecure-page');
+  await insecure.context().close();
 
-  const page = await openPage(browser, `https://praxis.example:${securePort}${path}`);
-  const { browserContextIds } = await admin.send('Target.getBrowserContexts');
-  const permit = (setting) =>
-    admin.send('Browser.setPermission', { permission: { name: 'loopback-network' }, setting, browserContextId: browserContextIds.at(-1) });
-  await expectFailure(page, 'permission-denied');
-  await permit('prompt');
+  const page = await openPage(browser, secure);
+  await permit('denied');
   await page.reload();
-  await expectFailure(page, 'permission-not-asked');
-  await expectNoFindings(page, 'permission-not-asked');
+  await expectFailure(page, 'permission-denied');
+  assert.equal(await page.locator('#simulator').isVisible(), false);
   await permit('granted'); // The page finds out by itself.
   await expectTiles(page, en.serviceUp, ready, en.cardOut);
   await permit('denied');
   await page.locator('#read').click();
-  await expectFailure(page, 'permission-denied');
   await expectTiles(page, en.serviceDown, en.unknown, en.unknown);
-  await picture(page, 'permission-denied');
-  await page.reload();
   await expectFailure(page, 'permission-denied');
-  assert.equal(await page.locator('#simulator').isVisible(), false);
-
-  // With the permission given, a service that is not there is just that.
+  await expectNoFindings(page, 'permission-denied');
+  await picture(page, 'permission-denied');
   await permit('granted');
   await expectTiles(page, en.serviceUp, ready, en.cardOut);
+});
+
+browserTest('the permission for the local network, while the browser asks', async (t) => {
+  // With windows, since without them nobody is there to be asked and the answer is no.
+  const demo = await startStage(t);
+  const { browser, permit, secure } = await startOutside(t, demo, await startScreen(t));
+  const page = await openPage(browser, secure);
+  await expectFailure(page, 'permission-not-asked');
+  await picture(page, 'permission-not-asked');
+  // The question comes when a connection stands: without a service there is none to answer.
   await demo.stage.act('stop');
+  await page.reload();
   await expectFailure(page, 'not-running');
+  await demo.stage.act('start');
+  await permit('granted');
+  await page.reload();
+  await expectTiles(page, en.serviceUp, ready, en.cardOut);
 });
 
 browserTest('a page on a plain web server, where something else has the port', async (t) => {
