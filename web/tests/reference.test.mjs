@@ -69,6 +69,7 @@ test('every sample of the reference does what stands below it', { timeout: 12000
   const folder = await mkdtemp(join(tmpdir(), 'kv500-samples-'));
   t.after(() => rm(folder, { recursive: true, force: true }));
   await cp(join(root, 'web/client/kv500.js'), join(folder, 'kv500.js'));
+  await writeFile(join(folder, 'package.json'), '{ "type": "module" }');
   const blocks = blocksOf(await readFile(join(root, 'docs/API.md'), 'utf8'));
   let samples = 0;
   for (const [i, block] of blocks.entries()) {
