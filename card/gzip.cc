@@ -8,13 +8,13 @@
 namespace kv500 {
 namespace {
 
-constexpr std::size_t kBlockBufferSize = 4096;
-constexpr std::size_t kMaxSymbols = 288;      // RFC 1951, 3.2.6: literals and lengths, 0 to 287
-constexpr std::uint32_t kMaxCodeLength = 15;  // RFC 1951, 3.2.7
-constexpr std::uint32_t kEndOfBlock = 256;    // RFC 1951, 3.2.5
+constexpr std::size_t blockBufferSize = 4096;
+constexpr std::size_t maxSymbols = 288;      // RFC 1951, 3.2.6: literals and lengths, 0 to 287
+constexpr std::uint32_t maxCodeLength = 15;  // RFC 1951, 3.2.7
+constexpr std::uint32_t endOfBlock = 256;    // RFC 1951, 3.2.5
 
-constexpr std::uint32_t kNoBits = 0xFFFFFFFF;    // what readBits and peekBits give at the end
-constexpr std::uint32_t kNoSymbol = 0xFFFFFFFF;  // what decodeSymbol gives for an unknown code
+constexpr std::uint32_t noBits = 0xFFFFFFFF;    // what readBits and peekBits give at the end
+constexpr std::uint32_t noSymbol = 0xFFFFFFFF;  // what decodeSymbol gives for an unknown code
 
 // The code of one symbol: the low `length` bits of `code`, the first bit being the highest.
 struct CodeEntry {
@@ -28,19 +28,19 @@ struct CodeTable {
   std::uint32_t minLength = 100;
   std::uint32_t maxLength = 0;
   std::uint32_t count = 0;
-  std::array<CodeEntry, kMaxSymbols> entries;
+  std::array<CodeEntry, maxSymbols> entries;
 };
 
 // Code lengths in bits, indexed by symbol; 0 for a symbol that is not used.
 struct RawLengths {
-  std::array<std::uint32_t, kMaxSymbols> lengths{};
+  std::array<std::uint32_t, maxSymbols> lengths{};
   std::uint32_t count = 0;
 };
 
 // The code lengths of the symbols in use, with these symbols in ascending order.
 struct KeptLengths {
-  std::array<std::uint32_t, kMaxSymbols> lengths{};
-  std::array<std::uint32_t, kMaxSymbols> symbols{};
+  std::array<std::uint32_t, maxSymbols> lengths{};
+  std::array<std::uint32_t, maxSymbols> symbols{};
   std::uint32_t count = 0;
 };
 
@@ -52,9 +52,9 @@ struct BaseAndExtra {
 
 // How decoding goes on behind a block or a part of one.
 enum class Outcome {
-  kGoOn,  // behind the block
-  kStop,  // not at all; what the earlier blocks gave is the result
-  kFail,  // not at all, and there is no result
+  goOn,  // behind the block
+  stop,  // not at all; what the earlier blocks gave is the result
+  fail,  // not at all, and there is no result
 };
 
 // The state of one decode. It is made for the call, so that decodes don't meet and no personal
@@ -93,7 +93,7 @@ class Decoder {
   std::uint8_t* const output;
   std::size_t outputCount = 0;
 
-  std::array<std::uint8_t, kBlockBufferSize> blockBuffer;
+  std::array<std::uint8_t, blockBufferSize> blockBuffer;
   std::size_t pendingCount = 0;  // bytes of blockBuffer that wait to go to the output
 };
 
@@ -103,14 +103,14 @@ void buildCodeTable(const KeptLengths& kept, CodeTable& table);
 }  // namespace
 
 ByteVector gunzipBytes(const ByteVector& input) {
-  std::array<std::uint8_t, kInflateBufferSize> output;
+  std::array<std::uint8_t, inflateBufferSize> output;
   const std::size_t count = inflateGzip(input.data(), input.size(), output.data());
   return ByteVector(output.data(), output.data() + count);
 }
 
 std::size_t inflateGzip(const std::uint8_t* input, std::size_t inputLength,
                         std::uint8_t* output) noexcept {
-  std::fill_n(output, kInflateBufferSize, std::uint8_t{0});
+  std::fill_n(output, inflateBufferSize, std::uint8_t{0});
   Decoder decoder(input, inputLength, output);
   return decoder.skipHeader() ? decoder.inflateBlocks() : 0;
 }
@@ -123,21 +123,21 @@ namespace {
 // bytes. FTEXT is a hint without a field. The flags 32 and up are reserved and must be refused:
 // they may announce fields that we couldn't pass over.
 bool Decoder::skipHeader() {
-  constexpr std::size_t kFixedSize = 10;
-  constexpr std::size_t kLeastBody = 6;  // less is no block, let alone one with its trailer
-  constexpr std::uint8_t kFhcrc = 2, kFextra = 4, kFname = 8, kFcomment = 16, kReserved = 32;
+  constexpr std::size_t fixedSize = 10;
+  constexpr std::size_t leastBody = 6;  // less is no block, let alone one with its trailer
+  constexpr std::uint8_t fhcrc = 2, fextra = 4, fname = 8, fcomment = 16, reserved = 32;
 
-  if (inputLength < kFixedSize + kLeastBody || input[0] != 0x1F || input[1] != 0x8B ||
-      input[2] != 8 || input[3] >= kReserved) {
+  if (inputLength < fixedSize + leastBody || input[0] != 0x1F || input[1] != 0x8B ||
+      input[2] != 8 || input[3] >= reserved) {
     return false;
   }
   const std::uint8_t flags = input[3];
-  bytePosition = kFixedSize;
-  if ((flags & kFextra) != 0) {
+  bytePosition = fixedSize;
+  if ((flags & fextra) != 0) {
     const std::size_t xlen = input[10] + 256u * input[11];
     bytePosition += 2 + xlen;
   }
-  for (const std::uint8_t text : {kFname, kFcomment}) {
+  for (const std::uint8_t text : {fname, fcomment}) {
     if ((flags & text) != 0) {
       while (bytePosition < inputLength && input[bytePosition] != 0) {
         ++bytePosition;
@@ -145,10 +145,10 @@ bool Decoder::skipHeader() {
       ++bytePosition;
     }
   }
-  if ((flags & kFhcrc) != 0) {
+  if ((flags & fhcrc) != 0) {
     bytePosition += 2;
   }
-  return bytesLeft() >= kLeastBody;
+  return bytesLeft() >= leastBody;
 }
 
 // Format note, RFC 1951, 3.2.3: the data are a sequence of blocks of independent kinds. Each begins
@@ -158,11 +158,11 @@ bool Decoder::skipHeader() {
 // Behind the last block RFC 1952 has an 8-byte trailer, so no block begins in the last 4 bytes.
 // The loop ends because every turn moves the position by at least the three bits.
 std::size_t Decoder::inflateBlocks() {
-  constexpr std::size_t kNoBlockWithin = 4;
+  constexpr std::size_t noBlockWithin = 4;
   for (;;) {
     const std::uint32_t header = readBits(3);  // all ones if that fails, and thus the type 3
     const bool isFinal = (header & 1) != 0;
-    Outcome outcome = Outcome::kFail;  // type 3 is reserved
+    Outcome outcome = Outcome::fail;  // type 3 is reserved
     switch ((header >> 1) & 3) {
       case 0:
         outcome = copyStoredBlock();
@@ -174,11 +174,11 @@ std::size_t Decoder::inflateBlocks() {
         outcome = decodeDynamicBlock();
         break;
     }
-    if (outcome == Outcome::kFail || !append(blockBuffer.data(), pendingCount)) {
+    if (outcome == Outcome::fail || !append(blockBuffer.data(), pendingCount)) {
       return 0;
     }
     pendingCount = 0;
-    if (outcome == Outcome::kStop || isFinal || bytesLeft() <= kNoBlockWithin) {
+    if (outcome == Outcome::stop || isFinal || bytesLeft() <= noBlockWithin) {
       return outputCount;
     }
   }
@@ -187,20 +187,20 @@ std::size_t Decoder::inflateBlocks() {
 // Format note, RFC 1951, 3.2.4: a stored block starts at the next byte boundary with LEN, two
 // bytes, least significant first, and NLEN, its complement. LEN bytes follow as they are.
 Outcome Decoder::copyStoredBlock() {
-  constexpr std::size_t kLenAndNlen = 4;
+  constexpr std::size_t lenAndNlen = 4;
   if (bitPosition != 0) {
     skipBits(8 - bitPosition);
   }
-  if (bytesLeft() < kLenAndNlen) {
-    return Outcome::kFail;
+  if (bytesLeft() < lenAndNlen) {
+    return Outcome::fail;
   }
   const std::size_t len = input[bytePosition] + 256u * input[bytePosition + 1];
-  bytePosition += kLenAndNlen;
+  bytePosition += lenAndNlen;
   if (len > bytesLeft() || !append(input + bytePosition, len)) {
-    return Outcome::kFail;
+    return Outcome::fail;
   }
   bytePosition += len;
-  return Outcome::kGoOn;
+  return Outcome::goOn;
 }
 
 // Format note, RFC 1951, 3.2.6: the fixed codes are given by their lengths alone, like all codes of
@@ -231,35 +231,35 @@ Outcome Decoder::decodeFixedBlock() {
 // own lengths come first, three bits each. They come in an order that puts the rarely used ones
 // last, so that HCLEN can leave them out.
 Outcome Decoder::decodeDynamicBlock() {
-  constexpr std::array<std::uint32_t, 19> kOrder = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
-                                                    11, 4,  12, 3, 13, 2, 14, 1, 15};
+  constexpr std::array<std::uint32_t, 19> order = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                                   11, 4,  12, 3, 13, 2, 14, 1, 15};
   const std::uint32_t hlit = readBits(5);
   const std::uint32_t hdist = readBits(5);
   const std::uint32_t hclen = readBits(4);
-  if (hlit == kNoBits || hdist == kNoBits || hclen == kNoBits) {
-    return Outcome::kFail;
+  if (hlit == noBits || hdist == noBits || hclen == noBits) {
+    return Outcome::fail;
   }
 
   RawLengths raw;
-  raw.count = kOrder.size();
-  for (std::uint32_t i = 0; i < hclen + 4; ++i) {  // at most 15 + 4, all of kOrder
+  raw.count = order.size();
+  for (std::uint32_t i = 0; i < hclen + 4; ++i) {  // at most 15 + 4, all of order
     const std::uint32_t length = readBits(3);
-    if (length == kNoBits) {
-      return Outcome::kFail;
+    if (length == noBits) {
+      return Outcome::fail;
     }
-    raw.lengths[kOrder[i]] = length;
+    raw.lengths[order[i]] = length;
   }
   CodeTable codeLengthTable, lengthTable, distanceTable;
   buildCodeTable(compactCodeLengths(raw), codeLengthTable);
 
   if (const Outcome outcome = readCodeLengths(codeLengthTable, hlit + 257, raw);
-      outcome != Outcome::kGoOn) {
+      outcome != Outcome::goOn) {
     return outcome;
   }
   buildCodeTable(compactCodeLengths(raw), lengthTable);
 
   if (const Outcome outcome = readCodeLengths(codeLengthTable, hdist + 1, raw);
-      outcome != Outcome::kGoOn) {
+      outcome != Outcome::goOn) {
     return outcome;
   }
   buildCodeTable(compactCodeLengths(raw), distanceTable);
@@ -275,13 +275,13 @@ Outcome Decoder::decodeDynamicBlock() {
 // The loop ends because every symbol fills at least one place. All below n are then filled.
 Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n,
                                  RawLengths& raw) {
-  constexpr std::array<BaseAndExtra, 3> kRepeats = {{{3, 2}, {3, 3}, {11, 7}}};
+  constexpr std::array<BaseAndExtra, 3> repeats = {{{3, 2}, {3, 3}, {11, 7}}};
   raw.count = n;
   std::uint32_t i = 0;
   while (i < n) {
     const std::uint32_t symbol = decodeSymbol(codeLengthTable);
-    if (symbol == kNoSymbol) {
-      return Outcome::kStop;
+    if (symbol == noSymbol) {
+      return Outcome::stop;
     }
     if (symbol < 16) {
       raw.lengths[i] = symbol;
@@ -289,17 +289,17 @@ Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t
       continue;
     }
     if (symbol == 16 && i == 0) {
-      return Outcome::kFail;
+      return Outcome::fail;
     }
     const std::uint32_t repeated = symbol == 16 ? raw.lengths[i - 1] : 0;
-    const std::optional<std::uint32_t> times = readNumber(kRepeats, symbol - 16);
-    if (!times || *times > kMaxSymbols - i) {
-      return Outcome::kFail;
+    const std::optional<std::uint32_t> times = readNumber(repeats, symbol - 16);
+    if (!times || *times > maxSymbols - i) {
+      return Outcome::fail;
     }
     std::fill_n(raw.lengths.begin() + i, *times, repeated);
     i += *times;
   }
-  return Outcome::kGoOn;
+  return Outcome::goOn;
 }
 
 // Format note, RFC 1951, 3.2.2: a length of 0 says that the symbol doesn't occur and has no code.
@@ -323,7 +323,7 @@ KeptLengths compactCodeLengths(const RawLengths& raw) {
 // Lengths that ask for more codes than there are yield numbers too wide for their length, which no
 // peeked value equals, and which stay below 2^25. Lengths that ask for fewer leave codes unknown.
 void buildCodeTable(const KeptLengths& kept, CodeTable& table) {
-  std::array<std::uint32_t, kMaxCodeLength + 1> counter{};
+  std::array<std::uint32_t, maxCodeLength + 1> counter{};
   for (std::uint32_t i = 0; i < kept.count; ++i) {
     const std::uint32_t length = kept.lengths[i];
     ++counter[length];
@@ -331,7 +331,7 @@ void buildCodeTable(const KeptLengths& kept, CodeTable& table) {
     table.maxLength = std::max(table.maxLength, length);
   }
 
-  std::array<std::uint32_t, kMaxCodeLength + 1> nextCode{};
+  std::array<std::uint32_t, maxCodeLength + 1> nextCode{};
   std::uint32_t code = 0;
   for (std::uint32_t length = 0; length < table.maxLength; ++length) {
     code = (code + counter[length]) << 1;
@@ -356,22 +356,22 @@ Outcome Decoder::decodeCompressedBlock(const CodeTable& lengthTable,
   blockBuffer.fill(0);
   for (;;) {
     const std::uint32_t symbol = decodeSymbol(lengthTable);
-    if (symbol == kNoSymbol) {
+    if (symbol == noSymbol) {
       pendingCount = 0;
-      return Outcome::kGoOn;
+      return Outcome::goOn;
     }
-    if (symbol == kEndOfBlock) {
-      return Outcome::kGoOn;
+    if (symbol == endOfBlock) {
+      return Outcome::goOn;
     }
-    if (symbol > kEndOfBlock) {
+    if (symbol > endOfBlock) {
       if (!copyMatch(symbol, distanceTable)) {
-        return Outcome::kFail;
+        return Outcome::fail;
       }
-    } else if (pendingCount < kBlockBufferSize) {
+    } else if (pendingCount < blockBufferSize) {
       blockBuffer[pendingCount] = static_cast<std::uint8_t>(symbol);
       ++pendingCount;
     } else {
-      return Outcome::kFail;
+      return Outcome::fail;
     }
   }
 }
@@ -384,30 +384,30 @@ Outcome Decoder::decodeCompressedBlock(const CodeTable& lengthTable,
 // An unknown distance counts as 0: the bytes are copied onto themselves, and they are still 0.
 // It alone can take the position out of the input, and then no symbol can follow.
 bool Decoder::copyMatch(std::uint32_t symbol, const CodeTable& distanceTable) {
-  constexpr std::array<BaseAndExtra, 29> kLengths = {
+  constexpr std::array<BaseAndExtra, 29> lengths = {
       {{3, 0},   {4, 0},   {5, 0},   {6, 0},   {7, 0},  {8, 0},  {9, 0},  {10, 0},
        {11, 1},  {13, 1},  {15, 1},  {17, 1},  {19, 2}, {23, 2}, {27, 2}, {31, 2},
        {35, 3},  {43, 3},  {51, 3},  {59, 3},  {67, 4}, {83, 4}, {99, 4}, {115, 4},
        {131, 5}, {163, 5}, {195, 5}, {227, 5}, {258, 0}}};
-  constexpr std::array<BaseAndExtra, 30> kDistances = {
+  constexpr std::array<BaseAndExtra, 30> distances = {
       {{1, 0},     {2, 0},     {3, 0},     {4, 0},      {5, 1},      {7, 1},
        {9, 2},     {13, 2},    {17, 3},    {25, 3},     {33, 4},     {49, 4},
        {65, 5},    {97, 5},    {129, 6},   {193, 6},    {257, 7},    {385, 7},
        {513, 8},   {769, 8},   {1025, 9},  {1537, 9},   {2049, 10},  {3073, 10},
        {4097, 11}, {6145, 11}, {8193, 12}, {12289, 12}, {16385, 13}, {24577, 13}}};
 
-  const std::optional<std::uint32_t> length = readNumber(kLengths, symbol - 257);
+  const std::optional<std::uint32_t> length = readNumber(lengths, symbol - 257);
   if (!length) {
     return false;
   }
   std::optional<std::uint32_t> distance = 0;
   const std::uint32_t distanceSymbol = decodeSymbol(distanceTable);
-  if (distanceSymbol != kNoSymbol) {
-    distance = readNumber(kDistances, distanceSymbol);
+  if (distanceSymbol != noSymbol) {
+    distance = readNumber(distances, distanceSymbol);
   } else if (bytesLeft() == 0) {
     return false;
   }
-  if (!distance || *distance > pendingCount || *length > kBlockBufferSize - pendingCount) {
+  if (!distance || *distance > pendingCount || *length > blockBufferSize - pendingCount) {
     return false;
   }
   for (std::uint32_t i = 0; i < *length; ++i) {
@@ -419,7 +419,7 @@ bool Decoder::copyMatch(std::uint32_t symbol, const CodeTable& distanceTable) {
 
 // False, with nothing written, if the output would fill its buffer.
 bool Decoder::append(const std::uint8_t* bytes, std::size_t count) {
-  if (count >= kInflateBufferSize - outputCount) {
+  if (count >= inflateBufferSize - outputCount) {
     return false;
   }
   std::copy_n(bytes, count, output + outputCount);
@@ -435,7 +435,7 @@ bool Decoder::append(const std::uint8_t* bytes, std::size_t count) {
 // and compares nothing; it consumes the 100 bits of its minLength.
 std::uint32_t Decoder::decodeSymbol(const CodeTable& table) {
   for (std::uint32_t length = table.minLength; length <= table.maxLength; ++length) {
-    const std::uint32_t code = peekBits(length);  // kNoBits is wider than every code
+    const std::uint32_t code = peekBits(length);  // noBits is wider than every code
     for (std::uint32_t i = 0; i < table.count; ++i) {
       const CodeEntry& entry = table.entries[i];
       if (entry.length == length && entry.code == code) {
@@ -445,7 +445,7 @@ std::uint32_t Decoder::decodeSymbol(const CodeTable& table) {
     }
   }
   skipBits(std::max(table.minLength, table.maxLength));
-  return kNoSymbol;
+  return noSymbol;
 }
 
 // The number that the row and its extra bits give; nothing if there is no such row, or no such
@@ -459,7 +459,7 @@ std::optional<std::uint32_t> Decoder::readNumber(std::span<const BaseAndExtra> r
     return rows[row].base;
   }
   const std::uint32_t extra = readBits(rows[row].extraBits);
-  if (extra == kNoBits) {
+  if (extra == noBits) {
     return std::nullopt;
   }
   return rows[row].base + extra;
@@ -470,7 +470,7 @@ std::optional<std::uint32_t> Decoder::readNumber(std::span<const BaseAndExtra> r
 // significant one: for a code must be told from others by its first bits.
 std::uint32_t Decoder::readBits(std::uint32_t n) {
   if (!hasBits(n)) {
-    return kNoBits;
+    return noBits;
   }
   std::uint32_t value = 0;
   for (std::uint32_t i = 0; i < n; ++i) {
@@ -482,7 +482,7 @@ std::uint32_t Decoder::readBits(std::uint32_t n) {
 
 std::uint32_t Decoder::peekBits(std::uint32_t n) const {
   if (!hasBits(n)) {
-    return kNoBits;
+    return noBits;
   }
   std::uint32_t value = 0;
   for (std::uint32_t i = 0; i < n; ++i) {

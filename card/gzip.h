@@ -18,7 +18,7 @@
 namespace kv500 {
 
 /// Size in bytes of the buffer that inflateGzip fills. The decoded text is always shorter.
-inline constexpr std::size_t kInflateBufferSize = 3600;
+inline constexpr std::size_t inflateBufferSize = 3600;
 
 /// The decoded bytes, 1 to 3599, of the gzip member at the start of `input`; empty on failure.
 /// A member that decodes to nothing is a failure too. Input of any length and content is safe.
@@ -28,7 +28,7 @@ inline constexpr std::size_t kInflateBufferSize = 3600;
 ByteVector gunzipBytes(const ByteVector& input);
 
 /// Decodes the gzip member at `input`, `inputLength` bytes, into `output`, which has room for
-/// kInflateBufferSize bytes. All of `output` is written: what lies behind the decoded bytes holds
+/// inflateBufferSize bytes. All of `output` is written: what lies behind the decoded bytes holds
 /// no meaning. Returns the number of decoded bytes, at most 3599.
 ///
 /// Returns 0 if the header is no gzip header, the text is too long, a block has the reserved type,

@@ -14,13 +14,13 @@ namespace {
 // Decodes from and to heap blocks of exact size, so that a sanitizer sees every step outside.
 std::string decode(const ByteVector& member) {
   const ByteVector exact(member.begin(), member.end());
-  ByteVector output(kInflateBufferSize, 0xEE);
+  ByteVector output(inflateBufferSize, 0xEE);
   output.resize(inflateGzip(exact.data(), exact.size(), output.data()));
   EXPECT_EQ(output, gunzipBytes(exact));
   return {output.begin(), output.end()};
 }
 
-constexpr std::uint32_t kDistance = 1000;  // kDistance + n stands for the distance symbol n
+constexpr std::uint32_t distance = 1000;  // distance + n stands for the distance symbol n
 
 // A gzip member built bit by bit, with zeros for CRC32 and ISIZE.
 class Member {
@@ -52,8 +52,8 @@ class Member {
   Member& fixed(bool final, const std::vector<std::uint32_t>& symbols) {
     number(final, 1).number(1, 2);
     for (const std::uint32_t s : symbols) {
-      if (s >= kDistance) {
-        code(s - kDistance, 5);
+      if (s >= distance) {
+        code(s - distance, 5);
       } else if (s < 256) {
         s < 144 ? code(0x30 + s, 8) : code(0x190 + s - 144, 9);
       } else {
@@ -98,8 +98,8 @@ class Member {
   }
 
  private:
-  static constexpr std::uint8_t kHeader[10] = {0x1F, 0x8B, 8};
-  ByteVector bytes{std::begin(kHeader), std::end(kHeader)};
+  static constexpr std::uint8_t header[10] = {0x1F, 0x8B, 8};
+  ByteVector bytes{std::begin(header), std::end(header)};
   std::size_t used = 80;
 };
 
@@ -208,7 +208,7 @@ TEST(Gzip, LimitsTheSumOfAllBlocks) {
     }
   }
   std::vector<std::uint32_t> nearlyFull(4096, 'A');
-  nearlyFull.insert(nearlyFull.end(), {257, kDistance, 256});
+  nearlyFull.insert(nearlyFull.end(), {257, distance, 256});
   check({{"4200 literals", Member().fixed(true, std::vector<std::uint32_t>(4200, 'A')), ""},
          {"4099 bytes, the last by a match", Member().fixed(true, nearlyFull), ""}});
 }
@@ -255,7 +255,7 @@ TEST(Gzip, RefusesWhatIsNoHeader) {
 }
 
 TEST(Gzip, JoinsBlocksUntilTheFinalOne) {
-  const std::vector<std::uint32_t> overlap = {'x', 'y', 260, kDistance + 1, 256};
+  const std::vector<std::uint32_t> overlap = {'x', 'y', 260, distance + 1, 256};
   const std::vector<std::uint32_t> toTheBit = {200, 200, 200, 200, 200, 200, 256};
   check({{"three kinds of block",
           ab().fixed(false, overlap).sparse(true).code(1, 3).code(0b0110010, 7), "ABxyxyxyxyAAAA"},
@@ -300,17 +300,17 @@ TEST(Gzip, TakesAnUnknownDistanceForZero) {
 
 TEST(Gzip, FailsAtWhatHasNoMeaning) {
   check({{"reserved type", ab().fixed(false, {'C', 256}).number(6, 3), ""},
-         {"length symbol 286", ab().fixed(true, {'C', 286, kDistance, 256}), ""},
-         {"length symbol 287", ab().fixed(true, {'C', 287, kDistance, 256}), ""},
-         {"distance symbol 30", ab().fixed(true, {'C', 257, kDistance + 30, 256}), ""},
-         {"distance symbol 31", ab().fixed(true, {'C', 257, kDistance + 31, 256}), ""},
-         {"distance before the block", ab().fixed(true, {'C', 257, kDistance + 1, 256}), ""},
+         {"length symbol 286", ab().fixed(true, {'C', 286, distance, 256}), ""},
+         {"length symbol 287", ab().fixed(true, {'C', 287, distance, 256}), ""},
+         {"distance symbol 30", ab().fixed(true, {'C', 257, distance + 30, 256}), ""},
+         {"distance symbol 31", ab().fixed(true, {'C', 257, distance + 31, 256}), ""},
+         {"distance before the block", ab().fixed(true, {'C', 257, distance + 1, 256}), ""},
          {"repeat to 288", noLiterals(true, 31, 288).ones(100), "AB"},
          {"repeat beyond 288", noLiterals(true, 31, 289).ones(100), ""},
          {"repeat of nothing", ab().dynamic(true, 0).code(4, 3).ones(100), ""},
          {"repeat of the last literal's length", ab().sparse(true).code(4, 3).ones(100), ""},
          {"end in a length", ab().fixed(true, {'C', 'C', 'C', 284}).raw(), ""},
-         {"end in a distance", ab().fixed(true, {'C', 'C', 'C', 257, kDistance + 28}).raw(), ""},
+         {"end in a distance", ab().fixed(true, {'C', 'C', 'C', 257, distance + 28}).raw(), ""},
          {"end in a repeat", ab().dynamic(true, 0).code(6, 3).raw(), ""},
          {"end in HCLEN's lengths", ab().number(5, 3).number(0, 10).number(15, 27).raw(), ""},
          {"end in NLEN",
@@ -331,7 +331,7 @@ TEST(Gzip, SurvivesEveryCutAndBrokenByte) {
         ByteVector broken = member;
         broken[i] = static_cast<std::uint8_t>(broken[i] ^ 1u << bit);
         const std::string result = decode(broken);
-        EXPECT_LT(result.size(), kInflateBufferSize);
+        EXPECT_LT(result.size(), inflateBufferSize);
         if (i >= member.size() - 8) {
           EXPECT_EQ(result, text) << "CRC32 and ISIZE don't count";
         }

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint8_t kHeader[10] = {0x1F, 0x8B, 8};
+constexpr std::uint8_t header[10] = {0x1F, 0x8B, 8};
 
 void require(bool condition) {
   if (!condition) {
@@ -20,7 +20,7 @@ void require(bool condition) {
 }
 
 void decodeAnything(const kv500::ByteVector& member) {
-  require(kv500::gunzipBytes(member).size() < kv500::kInflateBufferSize);
+  require(kv500::gunzipBytes(member).size() < kv500::inflateBufferSize);
 }
 
 void packAndDecode(const kv500::ByteVector& text, int level, int strategy) {
@@ -43,12 +43,12 @@ void packAndDecode(const kv500::ByteVector& text, int level, int strategy) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   decodeAnything({data, data + size});
 
-  kv500::ByteVector member(std::begin(kHeader), std::end(kHeader));
+  kv500::ByteVector member(std::begin(header), std::end(header));
   member.insert(member.end(), data, data + size);
   decodeAnything(member);
 
   if (size > 0) {
-    const std::size_t count = std::min(size - 1, kv500::kInflateBufferSize - 1);
+    const std::size_t count = std::min(size - 1, kv500::inflateBufferSize - 1);
     packAndDecode({data + 1, data + 1 + count}, data[0] % 10, data[0] / 10 % 5);
   }
   return 0;

@@ -1,4 +1,4 @@
-// What the simulated world takes from the machine it runs on.
+// What a world takes from the machine it runs on.
 #ifndef KV500_PLATFORM_HOST_H
 #define KV500_PLATFORM_HOST_H
 
@@ -15,6 +15,9 @@ HANDLE createNamedMutex(const std::string& name);
 /// Starts the program of a command line quoted by Windows' rules, as the user of this process and
 /// with none of its handles, and does not wait for it. False if it could not be started.
 bool startProgram(const std::string& commandLine);
+
+/// The full path of the running program, as platform::GetModuleFileNameW gives it.
+std::u16string programPath();
 
 /// The number of this process.
 std::string processId();

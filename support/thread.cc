@@ -31,7 +31,7 @@ bool Thread::start(void (*newFunction)(void*), void* newArgument, const std::str
   handle = platform::CreateThread(runCall, call.get());
   running = handle != 0;
   if (running) {
-    call.release();
+    (void)call.release();  // The thread owns it now.
   }
   return running;
 }

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "platform/host.h"
 #include "platform/posix/path_text.h"
 #include "platform/program.h"
 
@@ -7,7 +8,7 @@ namespace platform {
 
 const char16_t pathSeparator = u'/';
 
-std::u16string GetModuleFileNameW() {
+std::u16string host::programPath() {
   // Asked once, as the link's text changes when the running program is replaced by an update.
   static const std::u16string path = [] {
     std::string buffer(4096, '\0');  // PATH_MAX, the longest path that Linux gives.

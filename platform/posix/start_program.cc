@@ -50,6 +50,7 @@ bool host::startProgram(const std::string& commandLine) {
     return false;
   }
   std::vector<char*> arguments;
+  arguments.reserve(parts.size() + 1);
   for (std::string& part : parts) {
     arguments.push_back(part.data());
   }

@@ -30,9 +30,11 @@ class Event : public HandleObject {
   std::uint32_t wait(std::optional<std::chrono::milliseconds> limit) override {
     std::unique_lock guard(mutex_);
     const auto isSet = [this] { return isSet_; };
+    const bool onlyLook =
+        limit && limit->count() == 0;  // Most calls; it spares the kernel a timer.
     if (!limit) {
       changed_.wait(guard, isSet);  // The caller asked for a wait without limit.
-    } else if (!changed_.wait_for(guard, *limit, isSet)) {
+    } else if (onlyLook ? !isSet_ : !changed_.wait_for(guard, *limit, isSet)) {
       return WAIT_TIMEOUT;
     }
     if (!manualReset_) {

@@ -51,8 +51,9 @@ Card::Card(Bytes atr, DedicatedFile masterFile, std::vector<DedicatedFile> appli
 
 Exchange Card::exchange(const Bytes& command) {
   const Override* instead = overrides_.next(command);
-  if (!instead)
+  if (!instead) {
     return {Exchange::Outcome::Answered, answer(command)};
+  }
   switch (instead->kind) {
     case Override::Kind::Respond:
       return {Exchange::Outcome::Answered, instead->response};
@@ -72,42 +73,51 @@ void Card::reset() {
 }
 
 Bytes Card::answer(const Bytes& command) {
-  if (command.size() < headerSize)
+  if (command.size() < headerSize) {
     return respond(swWrongLength);
+  }
   const std::uint8_t instruction = command[1];
-  if (command[0] != interindustryClass)
+  if (command[0] != interindustryClass) {
     return respond(swClassNotSupported);
-  if (instruction != insSelect && instruction != insReadBinary)
+  }
+  if (instruction != insSelect && instruction != insReadBinary) {
     return respond(swInstructionNotSupported);
+  }
   const std::optional<Body> body = parseBody(command);
-  if (!body)
+  if (!body) {
     return respond(swWrongLength);
+  }
   return instruction == insSelect ? select(command[2], command[3], body->data)
                                   : readBinary(command[2], command[3], *body);
 }
 
 /// ISO/IEC 7816-4, the four cases of a short APDU: nothing, Le, Lc and data, Lc and data and Le.
 std::optional<Card::Body> Card::parseBody(const Bytes& command) {
-  if (command.size() == headerSize)
+  if (command.size() == headerSize) {
     return Body{};
+  }
   const std::uint8_t first = command[headerSize];
-  if (command.size() == headerSize + 1)
+  if (command.size() == headerSize + 1) {
     return Body{{}, first};
+  }
   const auto data = command.begin() + headerSize + 1;
   const std::size_t behindLc = command.size() - (headerSize + 1);
-  if (first == 0 || behindLc < first || behindLc > first + 1u)
+  if (first == 0 || behindLc < first || behindLc > first + 1u) {
     return std::nullopt;
+  }
   Body body{Bytes(data, data + first), std::nullopt};
-  if (behindLc > first)
+  if (behindLc > first) {
     body.le = command.back();
+  }
   return body;
 }
 
 Bytes Card::select(std::uint8_t p1, std::uint8_t p2, const Bytes& data) {
   // Bits 4 and 3 of P2 choose the control information that comes back, of which there is none;
   // the other bits are 0 for the first or only file of that name.
-  if ((p2 & 0xF3) != 0)
+  if ((p2 & 0xF3) != 0) {
     return respond(wrongP1P2);
+  }
   switch (p1) {
     case 0x00:
       return selectByFileIdentifier(data, false);
@@ -121,13 +131,16 @@ Bytes Card::select(std::uint8_t p1, std::uint8_t p2, const Bytes& data) {
 }
 
 Bytes Card::selectByFileIdentifier(const Bytes& data, bool elementaryFileOnly) {
-  if (data.empty() && !elementaryFileOnly)
+  if (data.empty() && !elementaryFileOnly) {
     return selectDirectory(0);
-  if (data.size() != 2)
+  }
+  if (data.size() != 2) {
     return respond(swWrongLength);
+  }
   const std::uint16_t identifier = bigEndian(data[0], data[1]);
-  if (identifier == masterFileIdentifier && !elementaryFileOnly)
+  if (identifier == masterFileIdentifier && !elementaryFileOnly) {
     return selectDirectory(0);
+  }
   const bool found =
       selectFile([=](const ElementaryFile& file) { return file.identifier == identifier; });
   return respond(found ? swOk : swFileNotFound);
@@ -137,8 +150,9 @@ Bytes Card::selectByApplicationIdentifier(const Bytes& data) {
   const auto found = std::find_if(
       directories_.begin(), directories_.end(),
       [&](const DedicatedFile& directory) { return directory.applicationIdentifier == data; });
-  if (found == directories_.end())
+  if (found == directories_.end()) {
     return respond(swFileNotFound);
+  }
   return selectDirectory(static_cast<std::size_t>(found - directories_.begin()));
 }
 
@@ -151,23 +165,28 @@ Bytes Card::selectDirectory(std::size_t index) {
 /// P1 with bit 8 holds a short file identifier in bits 5 to 1 (0: the current EF) and P2 the
 /// offset; without it P1 and P2 hold the offset into the current EF.
 Bytes Card::readBinary(std::uint8_t p1, std::uint8_t p2, const Body& body) {
-  if (!body.data.empty() || !body.le)
+  if (!body.data.empty() || !body.le) {
     return respond(swWrongLength);
+  }
   std::size_t offset = bigEndian(p1, p2);
   if ((p1 & 0x80) != 0) {
-    if ((p1 & 0x60) != 0)
+    if ((p1 & 0x60) != 0) {
       return respond(wrongP1P2);
+    }
     const int wanted = p1 & 0x1F;
     const auto matches = [=](const ElementaryFile& file) { return file.shortIdentifier == wanted; };
-    if (wanted != 0 && !selectFile(matches))
+    if (wanted != 0 && !selectFile(matches)) {
       return respond(swFileNotFound);
+    }
     offset = p2;
   }
-  if (!file_)
+  if (!file_) {
     return respond(swNoCurrentFile);
+  }
   const Bytes& content = directories_[directory_].files[*file_].content;
-  if (offset >= content.size())
+  if (offset >= content.size()) {
     return respond(swOffsetBehindEnd);
+  }
   const std::size_t wanted = *body.le == 0 ? 256 : *body.le;
   const std::size_t count = std::min(wanted, content.size() - offset);
   const auto first = content.begin() + static_cast<Bytes::difference_type>(offset);
@@ -180,8 +199,9 @@ template <class Predicate>
 bool Card::selectFile(Predicate wanted) {
   const std::vector<ElementaryFile>& files = directories_[directory_].files;
   const auto found = std::find_if(files.begin(), files.end(), wanted);
-  if (found == files.end())
+  if (found == files.end()) {
     return false;
+  }
   file_ = static_cast<std::size_t>(found - files.begin());
   return true;
 }

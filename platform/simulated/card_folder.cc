@@ -14,8 +14,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t largestText = 65536;
-constexpr std::size_t largestOverrides = 1024 * 1024;  // Room for a few of the longest responses.
-constexpr std::size_t longestAtr = 33;                 // ISO/IEC 7816-3, TS included.
+constexpr std::size_t largestOverrides = std::size_t{1}
+                                         << 20;  // Room for a few of the longest responses.
+constexpr std::size_t longestAtr = 33;           // ISO/IEC 7816-3, TS included.
 
 // The German health card standard: the files' identifiers and short identifiers.
 constexpr std::uint16_t gdoIdentifier = 0x2F02;
@@ -71,58 +72,71 @@ Bytes otherCardAtr() {
 void requireFolder(const fs::path& folder) {
   std::error_code error;
   const fs::file_status status = fs::status(folder, error);
-  if (status.type() == fs::file_type::not_found)
+  if (status.type() == fs::file_type::not_found) {
     fail(folder, "there is no such folder");
-  if (status.type() == fs::file_type::none)
+  }
+  if (status.type() == fs::file_type::none) {
     fail(folder, "can't be reached");
-  if (!fs::is_directory(status))
+  }
+  if (!fs::is_directory(status)) {
     fail(folder, "is not a folder");
+  }
 }
 
 /// The content of a file, std::nullopt if it isn't there.
 std::optional<Bytes> readFile(const fs::path& path, std::size_t largest) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (status.type() == fs::file_type::not_found)
+  if (status.type() == fs::file_type::not_found) {
     return std::nullopt;
+  }
   // Opening a pipe or a device could wait for ever.
-  if (status.type() != fs::file_type::none && !fs::is_regular_file(status))
+  if (status.type() != fs::file_type::none && !fs::is_regular_file(status)) {
     fail(path, "is not a file");
+  }
   std::ifstream stream(path, std::ios::binary);
   std::string content(largest + 1, '\0');
   stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-  if (!stream.is_open() || stream.bad())
+  if (!stream.is_open() || stream.bad()) {
     fail(path, "can't be read");
+  }
   const auto size = static_cast<std::size_t>(stream.gcount());
-  if (size > largest)
+  if (size > largest) {
     fail(path, "is larger than " + std::to_string(largest) + " bytes");
+  }
   return Bytes(content.begin(), content.begin() + stream.gcount());
 }
 
 std::optional<Bytes> readInsuranceFile(const fs::path& raw, const fs::path& xml,
                                        std::optional<Bytes> (*make)(const Bytes&)) {
-  if (std::optional<Bytes> content = readFile(raw, largestCardFile))
+  if (std::optional<Bytes> content = readFile(raw, largestCardFile)) {
     return content;
+  }
   const std::optional<Bytes> text = readFile(xml, largestText);
-  if (!text)
+  if (!text) {
     return std::nullopt;
+  }
   std::optional<Bytes> content = make(*text);
-  if (!content)
+  if (!content) {
     fail(xml, "takes more room than a card has, even when compressed");
+  }
   return content;
 }
 
 std::optional<Bytes> readAtr(const fs::path& path) {
   const std::optional<Bytes> content = readFile(path, largestText);
-  if (!content)
+  if (!content) {
     return std::nullopt;
+  }
   std::string digits(content->begin(), content->end());
   std::erase_if(digits, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
-  const std::optional<Bytes> atr = parseHex(digits);
-  if (!atr)
+  std::optional<Bytes> atr = parseHex(digits);
+  if (!atr) {
     fail(path, "is not hexadecimal text with two digits a byte");
-  if (atr->empty() || atr->size() > longestAtr)
+  }
+  if (atr->empty() || atr->size() > longestAtr) {
     fail(path, "an ATR has 1 to 33 bytes, this one has " + std::to_string(atr->size()));
+  }
   return atr;
 }
 
@@ -147,10 +161,12 @@ Card loadCardFolder(const fs::path& folder) {
   Overrides overrides = readOverrides(folder / "overrides.txt");
 
   const bool healthCard = vd || pd;
-  if (!gdo)
+  if (!gdo) {
     gdo = healthCard ? healthCardGdo() : otherCardGdo();
-  if (!atr)
+  }
+  if (!atr) {
     atr = healthCard ? healthCardAtr() : otherCardAtr();
+  }
   DedicatedFile masterFile;
   masterFile.files.push_back({gdoIdentifier, gdoShortIdentifier, std::move(*gdo)});
   std::vector<DedicatedFile> applications;
@@ -159,10 +175,12 @@ Card loadCardFolder(const fs::path& folder) {
     application.applicationIdentifier = healthCareApplication();
     application.files.push_back({statusVdIdentifier, statusVdShortIdentifier,
                                  statusVd ? std::move(*statusVd) : defaultStatusVd()});
-    if (vd)
+    if (vd) {
       application.files.push_back({vdIdentifier, vdShortIdentifier, std::move(*vd)});
-    if (pd)
+    }
+    if (pd) {
       application.files.push_back({pdIdentifier, pdShortIdentifier, std::move(*pd)});
+    }
   }
   return Card(std::move(*atr), std::move(masterFile), std::move(applications),
               std::move(overrides));

@@ -15,10 +15,10 @@ namespace simulated {
 class Faults {
  public:
   struct Plan {
-    std::uint32_t code = 1;               ///< The result, for operations that give an error code.
-    unsigned skip = 0;                    ///< Calls that still pass before.
-    unsigned times = 1;                   ///< Calls that fail then.
-    std::optional<std::uint32_t> detail;  ///< Only calls with this detail count.
+    std::uint32_t code = 1;  ///< The result, for operations that give an error code.
+    unsigned skip = 0;       ///< Calls that still pass before.
+    unsigned times = 1;      ///< Calls that fail then.
+    std::optional<std::uint32_t> detail = {};  ///< Only calls with this detail count.
   };
 
   void fail(const std::string& operation) { fail(operation, Plan{}); }

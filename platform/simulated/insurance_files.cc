@@ -23,8 +23,9 @@ Bytes compress(const Bytes& text) {
   constexpr int largestMemoryLevel = 9;
   z_stream stream{};
   if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, windowBitsOfGzip, largestMemoryLevel,
-                   Z_DEFAULT_STRATEGY) != Z_OK)
+                   Z_DEFAULT_STRATEGY) != Z_OK) {
     throw std::bad_alloc();
+  }
   Bytes input = text;
   Bytes output(deflateBound(&stream, static_cast<uLong>(input.size())));
   stream.next_in = input.data();
@@ -46,8 +47,9 @@ std::optional<Bytes> assemble(Bytes header, const Bytes& data, std::size_t usual
   Bytes file = std::move(header);
   file.insert(file.end(), data.begin(), data.end());
   const std::size_t size = file.size() <= usualSize ? usualSize : (file.size() / 256 + 1) * 256;
-  if (size > largestCardFile)
+  if (size > largestCardFile) {
     return std::nullopt;
+  }
   file.resize(size);
   return file;
 }

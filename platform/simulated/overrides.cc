@@ -31,8 +31,9 @@ std::vector<std::string_view> splitWords(std::string_view line) {
 std::optional<unsigned> parseMilliseconds(std::string_view text) {
   unsigned value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size() || value > longestWait)
+  if (error != std::errc{} || end != text.data() + text.size() || value > longestWait) {
     return std::nullopt;
+  }
   return value;
 }
 
@@ -41,33 +42,42 @@ Override parseAction(const std::vector<std::string_view>& words) {
   const std::string_view action = words[1];
   if (action == "wait") {
     const auto delay = words.size() == 3 ? parseMilliseconds(words[2]) : std::nullopt;
-    if (!delay)
+    if (!delay) {
       throw std::string("\"wait\" needs a number of milliseconds, 0 to 600000");
+    }
     return {Override::Kind::Wait, {}, std::chrono::milliseconds(*delay)};
   }
-  if (words.size() > 2)
+  if (words.size() > 2) {
     throw std::string("more words than a command and what happens; bytes stand without blanks");
-  if (action == "fail")
+  }
+  if (action == "fail") {
     return {Override::Kind::Fail, {}, {}};
-  if (action == "remove")
+  }
+  if (action == "remove") {
     return {Override::Kind::Remove, {}, {}};
+  }
   std::optional<Bytes> response = parseHex(action);
-  if (!response)
+  if (!response) {
     throw std::string("the response is neither hexadecimal nor \"fail\", \"wait N\" or \"remove\"");
-  if (response->size() > longestResponse)
+  }
+  if (response->size() > longestResponse) {
     throw std::string("the response is longer than 65538 bytes");
+  }
   return {Override::Kind::Respond, std::move(*response), {}};
 }
 
 void parseLine(std::string_view line, Overrides& overrides) {
   const std::vector<std::string_view> words = splitWords(line);
-  if (words.empty() || line.front() == '#')
+  if (words.empty() || line.front() == '#') {
     return;
+  }
   const std::optional<Bytes> command = parseHex(words[0]);
-  if (!command)
+  if (!command) {
     throw std::string("the command is not hexadecimal with two digits a byte");
-  if (words.size() == 1)
+  }
+  if (words.size() == 1) {
     throw std::string("nothing says what happens at the command");
+  }
   overrides.add(*command, parseAction(words));
 }
 
@@ -79,12 +89,14 @@ void Overrides::add(const Bytes& command, Override what) {
 
 const Override* Overrides::next(const Bytes& command) {
   const auto found = turns_.find(command);
-  if (found == turns_.end())
+  if (found == turns_.end()) {
     return nullptr;
+  }
   Turns& turns = found->second;
   const Override& what = turns.list[turns.next];
-  if (turns.next + 1 < turns.list.size())
+  if (turns.next + 1 < turns.list.size()) {
     ++turns.next;
+  }
   return &what;
 }
 

@@ -16,15 +16,19 @@ const auto processStart = std::chrono::steady_clock::now();
 
 }  // namespace
 
+std::u16string GetModuleFileNameW() {
+  return world().programPath.empty() ? host::programPath() : world().programPath;
+}
+
 std::int64_t clock() {
+  const std::int64_t set = world().clockTime;
   const auto elapsed = std::chrono::steady_clock::now() - processStart;
-  return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count() +
-         world().clockShift;
+  return set != -1 ? set : std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
 }
 
 std::int64_t _time64() {
   const std::int64_t set = world().calendarTime;
-  return set != 0 ? set : std::time(nullptr);
+  return set != -1 ? set : std::time(nullptr);
 }
 
 std::int32_t system(const char* command) {

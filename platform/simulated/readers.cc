@@ -241,7 +241,7 @@ std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t 
 /// The exchange itself, for as long as it takes the card.
 Exchange Readers::exchange(platform::SCARDHANDLE connection, InsertedCard& card,
                            const Bytes& command) {
-  const Exchange exchanged = card.card.exchange(command);
+  Exchange exchanged = card.card.exchange(command);
   std::chrono::milliseconds time;
   {
     const std::lock_guard guard(mutex_);

@@ -30,8 +30,12 @@ struct World {
   /// is the process id unless set before they are made.
   std::string mutexRealm;
 
-  std::atomic<std::int64_t> clockShift = 0;    ///< Milliseconds that `clock` is ahead.
-  std::atomic<std::int64_t> calendarTime = 0;  ///< Seconds, for `_time64`; 0: the machine's.
+  /// Where the program seems to lie; empty: where it does. Set before the system starts.
+  std::u16string programPath;
+
+  // Times that stand still once they are set; -1: the machine's.
+  std::atomic<std::int64_t> clockTime = -1;     ///< Milliseconds, for `clock`.
+  std::atomic<std::int64_t> calendarTime = -1;  ///< Seconds, for `_time64`.
 
   // Told once set, which is done before the system starts. Called on any thread.
   std::function<void(std::uint16_t port)> onListening;

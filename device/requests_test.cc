@@ -1,0 +1,74 @@
+#include "tests/device_test.h"
+
+namespace kv500 {
+namespace {
+
+using RequestsTest = DeviceTest;
+
+TEST_F(RequestsTest, EveryOutcomeOfAConnection) {
+  const std::string unsupported = "Only HTTP GET, HEAD and OPTIONS supported!\n\n";
+  const auto exception = [](const std::string& text) { return "Exception: " + text + "\n"; };
+  const auto wrong = [](const std::string& action) {
+    return "\"action\": \"" + action +
+           "\",\n\"status\": \"ERROR\",\n\"message\": \"wrong GET parameter\",\n";
+  };
+  const std::string missing = wrong("MISSING_GET_PARAM");
+  const std::string running = "\"action\": \"status\",\n\"status\": \"RUNNING\",\n";
+  const struct {
+    std::string request, log, answer;  ///< An empty answer means that there is none.
+  } rows[] = {
+      {"\r\n", unsupported, ""},
+      {"POST /?action=status HTTP/1.1", unsupported, ""},
+      {"get /?action=status HTTP/1.1", unsupported, ""},
+      {"GET /?action=status", exception("Invalid line in HTTP request /?action=status!"), ""},
+      {"GET / HTTP/1.1\nFoo\n", exception("Invalid line in HTTP request Foo!"), ""},
+      {"GET /?x HTTP/1.1", exception("Invalid GET parameter!"), ""},
+      {"GET /?action=status&%6=1 HTTP/1.1", exception("Unexpected end of string!"), ""},
+      {"GET /?%zz=1 HTTP/1.1", exception("Invalid character!"), ""},
+      {"OPTIONS * HTTP/1.1", "", "Allow: GET, HEAD, OPTIONS\r\n"},
+      {"OPTIONS /?x HTTP/1.1", "", "Allow: GET, HEAD, OPTIONS\r\n"},
+      {"GET / HTTP/1.1", "", missing},
+      {"GET /? HTTP/1.1", "", missing},
+      {"GET /status?action=status HTTP/1.1", "", missing},
+      {"GET /?x=1 HTTP/1.1", "", missing},
+      {"GET /?action=STATUS HTTP/1.1", "", wrong("STATUS")},
+      {"GET /?action=st%61tus HTTP/1.1", "", wrong("st%61tus")},
+      {"GET /?action= HTTP/1.1", "", wrong("")},
+      {"GET /?%61ction=status HTTP/1.1", "", running},
+      {"GET /?action=read&action=status HTTP/1.1", "", running},
+  };
+  makeDevice();
+  std::string log = "### Service started! ###\n";
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.request);
+    const std::string answer = answerTo(row.request);
+    EXPECT_EQ(answer.empty(), row.answer.empty()) << answer;
+    EXPECT_NE(answer.find(row.answer), std::string::npos) << answer;
+    log += row.log;
+    EXPECT_EQ(logTexts(), log);
+  }
+}
+
+TEST_F(RequestsTest, HeadRunsTheActionAndLeavesOutTheBody) {
+  makeDevice();
+  attachReader();
+  world().readers.insert(healthCard(vdXml, pdXml("A123456789")));
+  EXPECT_EQ(state(), "card");
+  const std::string get = answerTo("GET /?action=read HTTP/1.1\n");
+  const std::string head = answerTo("HEAD /?action=read HTTP/1.1\n");
+  EXPECT_EQ(get.substr(0, get.find("\r\n\r\n") + 4), head);
+  EXPECT_NE(get.find("A123456789"), std::string::npos);
+  EXPECT_EQ(world().readers.openConnections(), 1u);
+  EXPECT_NE(answerTo("HEAD /?action=close HTTP/1.1\n"), "");
+  EXPECT_EQ(world().readers.openConnections(), 0u);
+}
+
+TEST_F(RequestsTest, AReadThatFailsGetsNoAnswerAndNoLine) {
+  makeDevice();
+  world().faults.fail("select", Faults::Plan{.skip = 1});
+  EXPECT_EQ(answerTo("GET /?action=status HTTP/1.1\n"), "");
+  EXPECT_EQ(logTexts(), "### Service started! ###\n");
+}
+
+}  // namespace
+}  // namespace kv500

@@ -1,0 +1,56 @@
+#!/bin/sh
+# Installs what the tests need, builds everything and runs every test. See --help.
+set -eu
+cd "$(dirname "$0")"
+
+usage() {
+  cat <<'TEXT'
+Usage: ./test.sh [--quick]
+
+Runs, one after the other: the format check; the Clang build with thread-safety analysis and a short
+run of the fuzzers; the unit and end-to-end tests; the same under AddressSanitizer with
+UndefinedBehaviorSanitizer and under ThreadSanitizer.
+
+  --quick   the unit tests alone
+TEXT
+}
+
+quick=
+case "${1-}" in
+  '') ;;
+  --quick) quick=yes ;;
+  --help | -h) usage; exit 0 ;;
+  *) usage >&2; exit 2 ;;
+esac
+
+step() {
+  echo
+  echo "== $* (after $(($(date +%s) - begin)) s)"
+}
+begin=$(date +%s)
+
+build() {
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1"
+}
+
+step "Installing what is missing"
+scripts/install.sh build test
+
+if [ -n "$quick" ]; then
+  build release
+  exec ctest --test-dir build/release -j 8 -L unit --no-tests=error --output-on-failure
+fi
+
+step "Format"
+git ls-files '*.cc' '*.h' | xargs clang-format-14 --dry-run -Werror
+
+step "Clang with thread-safety analysis, and the fuzzers"
+build clang
+ctest --test-dir build/clang -L fuzz --no-tests=error --output-on-failure
+
+for preset in asan tsan release; do
+  step "Tests, preset $preset"
+  build $preset
+  ctest --test-dir build/$preset -j 6 --no-tests=error --output-on-failure
+done

@@ -1,0 +1,34 @@
+// A client of the service on the loopback address.
+#ifndef KV500_TESTS_CLIENT_H
+#define KV500_TESTS_CLIENT_H
+
+#include <cstdint>
+#include <string>
+
+namespace kv500 {
+
+/// One connection, closed at the end.
+class Client {
+ public:
+  explicit Client(std::uint16_t port);
+  ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  bool isConnected() const { return socket_ >= 0; }
+  void send(const std::string& text) const;
+  /// No more will be sent.
+  void finish() const;
+  /// Reads until the other side closes, which must happen within 15 seconds.
+  std::string receiveAll() const;
+
+ private:
+  int socket_;
+};
+
+/// A port that nobody listens on just now.
+std::uint16_t freePort();
+
+}  // namespace kv500
+
+#endif

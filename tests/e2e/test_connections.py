@@ -1,0 +1,53 @@
+"""Many clients at a time, silent ones among them."""
+import threading
+import time
+import unittest
+
+from simulator_driver import (CARD, CARDS, NO_READER, SimulatorTest, read_all, read_answer)
+
+
+class Pool(SimulatorTest):
+    def test_silent_clients(self):
+        """Eight may wait; one more is turned away at once; after 10 seconds all are let go."""
+        simulator = self.start("--unplugged")
+        started = time.monotonic()
+        silent = [simulator.connect() for _ in range(8)]
+        for client in silent:
+            self.addCleanup(client.close)
+        with simulator.connect() as ninth:
+            self.assertEqual(ninth.recv(1), b"")
+        self.assertLess(time.monotonic() - started, 5)
+
+        silent[3].sendall(b"GET /?action=status HTTP/1.1\r\n\r\n")
+        self.assertTrue(read_all(silent[3]).endswith(NO_READER))
+        simulator.wait_for_status(NO_READER, 2)  # One worker has become free.
+
+        for number in (0, 1, 2, 4, 5, 6, 7):
+            self.assertEqual(read_all(silent[number]), b"")
+        self.assertGreater(time.monotonic() - started, 9.5)
+        self.assertLess(time.monotonic() - started, 14)
+        self.assertEqual(simulator.ask("status"), NO_READER)
+        self.assertEqual(simulator.log(), [])
+
+    def test_parallel_reads(self):
+        """Each of 8 clients gets the whole answer, and their commands never mix on the card."""
+        folder = self.new_folder()
+        trace = folder.path / "trace"
+        simulator = self.start("--card", CARDS / "mustermann", "--trace", trace, "--apdu-ms", 2,
+                               folder=folder)
+        simulator.wait_for_status(CARD)
+        simulator.ask("read")
+        one_read = trace.read_text()
+        answers = []
+        threads = [threading.Thread(target=lambda: answers.append(simulator.ask("read")))
+                   for _ in range(8)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(answers, 8 * [read_answer("mustermann")])
+        self.assertEqual(trace.read_text(), 9 * one_read)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,106 @@
+// What the unit tests share: a fresh world with a folder of its own, and cards to put into it.
+#ifndef KV500_TESTS_WORLD_TEST_H
+#define KV500_TESTS_WORLD_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "platform/host.h"
+#include "platform/simulated/insurance_files.h"
+#include "platform/simulated/world.h"
+
+namespace kv500 {
+
+using simulated::Faults;
+using simulated::world;
+
+/// Thrown where the process would end, so that a test lives to see it.
+struct ProcessEnded {
+  std::uint32_t exitCode;
+};
+
+/// Waits until `condition` holds, 10 seconds at most. False if it doesn't by then.
+inline bool eventually(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000 && !condition(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return condition();
+}
+
+/// A world of its own, whose program lies in an empty temporary folder.
+class WorldTest : public testing::Test {
+ protected:
+  WorldTest() {
+    simulated::resetWorld();
+    static int number = 0;
+    folder = std::filesystem::temp_directory_path() /
+             ("kv500_" + platform::host::processId() + "_" + std::to_string(number++));
+    std::filesystem::create_directory(folder);
+    world().programPath = (folder / "program").u16string();
+  }
+  ~WorldTest() override { std::filesystem::remove_all(folder); }
+
+  void writeFile(const std::string& name, const std::string& content) const {
+    std::ofstream(folder / name, std::ios::binary) << content;
+  }
+  std::string readFile(const std::string& name) const {
+    std::ifstream file(folder / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  /// The lines of the log without their times.
+  std::string logTexts() const {
+    std::istringstream lines(readFile("log.txt"));
+    std::string texts;
+    for (std::string line; std::getline(lines, line, '\n');) {
+      texts += line.substr(line.starts_with("[") ? sizeof("[dd-mm-yyyy hh:mm:ss] ") - 1 : 0) + "\n";
+    }
+    std::erase(texts, '\r');
+    return texts;
+  }
+
+  /// For a test that lets its process end: prints the log's texts to standard error then.
+  void printLogAtExit() const {
+    world().onExit = [this](std::uint32_t) {
+      std::cerr << logTexts();
+      std::filesystem::remove_all(folder);
+    };
+  }
+
+  std::filesystem::path folder;
+};
+
+/// A health card whose files hold these texts; overrides in the manner of overrides.txt.
+inline simulated::Card healthCard(const std::string& vdXml, const std::string& pdXml,
+                                  const std::string& overrides = "") {
+  using simulated::Bytes;
+  const Bytes gdo{0x5A, 0x0A, 0x80, 0x27, 0, 0, 0, 0, 0, 0, 0, 0};
+  const Bytes vd = *simulated::makeVdFile(Bytes(vdXml.begin(), vdXml.end()));
+  const Bytes pd = *simulated::makePdFile(Bytes(pdXml.begin(), pdXml.end()));
+  return simulated::Card({0x3B, 0x00}, {{}, {{0x2F02, 0x02, gdo}}},
+                         {{{0xD2, 0x76, 0x00, 0x00, 0x01, 0x02},
+                           {{0xD001, 0x01, pd}, {0xD002, 0x02, vd}, {0xD00C, 0x0C, Bytes(25)}}}},
+                         simulated::parseOverrides(overrides));
+}
+
+/// Text without repetitions, so that its gzip data are about as long as it is.
+inline std::string denseText(std::size_t length) {
+  std::string text;
+  for (std::uint32_t state = 1; text.size() < length;) {
+    state = state * 1664525 + 1013904223;
+    text += static_cast<char>('a' + (state >> 24) % 26);
+  }
+  return text;
+}
+
+}  // namespace kv500
+
+#endif
