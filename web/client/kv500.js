@@ -41,13 +41,12 @@ export class KV500Error extends Error {
   /**
    * @param {string} code
    * @param {string} message
-   * @param {object} [details] Further members; `cause` is the failure underneath.
+   * @param {unknown} [cause] The failure underneath.
    */
-  constructor(code, message, details = {}) {
-    super(message);
+  constructor(code, message, cause) {
+    super(message, { cause });
     this.name = 'KV500Error';
     this.code = code;
-    Object.assign(this, details);
   }
 }
 
@@ -58,8 +57,9 @@ export class ServiceNotRunningError extends KV500Error {
       'not-running',
       `Nothing answers at ${address}. Start the card reader service, and check that it listens ` +
         'there. If it runs, it may be busy: try again in ten seconds.',
-      { address, cause },
+      cause,
     );
+    this.address = address;
   }
 }
 
@@ -92,7 +92,7 @@ export class InsecurePageError extends KV500Error {
       'insecure-page',
       'This page was not loaded by HTTPS, and browsers keep such pages away from programs on this ' +
         'computer. Open it with https://. If it worked before, start the card reader service.',
-      { cause },
+      cause,
     );
   }
 }
@@ -104,8 +104,8 @@ export class OriginNotAllowedError extends KV500Error {
       'origin-not-allowed',
       `The card reader service does not allow pages of ${origin}. Set AllowOrigin=${origin} in its ` +
         'config.txt and start it again. (Or another program has its port.)',
-      { origin },
     );
+    this.origin = origin;
   }
 }
 
@@ -116,8 +116,9 @@ export class NoAnswerError extends KV500Error {
       'no-answer',
       `The card reader service closed the connection without an answer, ${tries} times. All its ` +
         'connections are busy: close other pages that use it and try again in ten seconds.',
-      { tries, cause },
+      cause,
     );
+    this.tries = tries;
   }
 }
 
@@ -128,8 +129,9 @@ export class BrokenJsonError extends KV500Error {
       'broken-json',
       'Quotation marks or other characters on the card break the answer. The data can be copied ' +
         'from its raw text by hand.',
-      { text, cause },
+      cause,
     );
+    this.text = text;
   }
 }
 
@@ -140,8 +142,9 @@ export class ForeignAnswerError extends KV500Error {
       'foreign-answer',
       `At ${address} another program answers, not the card reader service. Set another Port in its ` +
         'config.txt and in this page.',
-      { address, text },
     );
+    this.address = address;
+    this.text = text;
   }
 }
 
@@ -154,7 +157,9 @@ const actionTexts = {
 export class ActionError extends KV500Error {
   constructor(answer) {
     const { action } = answer;
-    super('action-failed', actionTexts[action] ?? `The action "${action}" failed.`, { action, answer });
+    super('action-failed', actionTexts[action] ?? `The action "${action}" failed.`);
+    this.action = action;
+    this.answer = answer;
   }
 }
 
@@ -165,15 +170,15 @@ export class TimeoutError extends KV500Error {
       'timeout',
       `The card reader service took longer than ${milliseconds / 1000} seconds. Take the card out ` +
         'and put it in again, or start the service again.',
-      { milliseconds },
     );
+    this.milliseconds = milliseconds;
   }
 }
 
 /** The caller's AbortSignal ended the call; `cause` is the signal's reason. */
 export class AbortedError extends KV500Error {
   constructor(cause) {
-    super('aborted', 'The request was given up by the page.', { cause });
+    super('aborted', 'The request was given up by the page.', cause);
     this.name = 'AbortError';
   }
 }
@@ -266,7 +271,7 @@ async function loopbackPermission() {
   // The newer name first; the older one stood for the whole local network.
   for (const name of ['loopback-network', 'local-network-access']) {
     try {
-      return (await navigator.permissions.query({ name })).state;
+      return (await navigator.permissions.query({ name: /** @type {any} */ (name) })).state;
     } catch {
       // Not known under this name.
     }
@@ -294,7 +299,7 @@ export class KV500 {
     this.#options = { timeout, retries, pause, repeated };
   }
 
-  /** The state of reader and card. @param {CallOptions} [options] @returns {Promise<Answer>} */
+  /** State of reader and card. @param {CallOptions} [options] @returns {Promise<Answer>} */
   status(options) {
     return this.#call('status', options);
   }
@@ -380,12 +385,9 @@ export class KV500 {
     }
   }
 
-  /**
-   * One request; only the first failure after an answer is looked into by more.
-   * @param {KV500Error} [lastError] How the last poll failed, if it did.
-   */
+  /** One request; only the first failure, with no `lastError` before it, is looked into by more. */
   async #poll(signal, lastError) {
-    return this.#bounded('status', signal, async (inner) => {
+    return this.#bounded(signal, async (inner) => {
       const since = Date.now();
       try {
         return await this.#exchange('status', inner);
@@ -397,12 +399,12 @@ export class KV500 {
     });
   }
 
-  #call(action, { signal } = {}) {
-    return this.#bounded(action, signal, (inner) => this.#persist(action, inner));
+  #call(action, options) {
+    return this.#bounded(options?.signal, (inner) => this.#persist(action, inner));
   }
 
   /** Runs the work under the caller's signal and the time limit. */
-  async #bounded(action, signal, work) {
+  async #bounded(signal, work) {
     if (signal?.aborted) throw new AbortedError(signal.reason);
     const { timeout } = this.#options;
     const controller = new AbortController();
@@ -429,8 +431,8 @@ export class KV500 {
     const answersBefore = this.#answers;
     let heard = false;
     for (let tries = 1; ; ++tries) {
-      let failure;
       const since = Date.now();
+      let failure;
       try {
         return await this.#exchange(action, signal);
       } catch (reason) {

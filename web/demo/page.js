@@ -118,7 +118,8 @@ function showResult(t) {
 }
 
 function showLog(t) {
-  setText(byId('polls'), t.polls(view.polls.count, view.polls.took));
+  const { count, took: lastTook } = view.polls;
+  setText(byId('polls'), count ? t.polls(count, lastTook) : t.noPolls);
   const rows = view.log.map(({ time, action, code, status, took }) => {
     const row = element('tr');
     const clock = time.toLocaleTimeString(view.language === 'de' ? 'de-DE' : 'en-GB');

@@ -49,6 +49,7 @@ export const texts = {
     logResult: 'Result',
     logTook: 'Took',
     logEmpty: 'None yet but the questions for the state.',
+    noPolls: 'The first question for the state is under way.',
     polls: (count, took) => `Asked for the state ${count} times; the last time took ${took} ms.`,
     events: {
       ready: 'The service answers.',
@@ -142,6 +143,7 @@ export const texts = {
     logResult: 'Ergebnis',
     logTook: 'Dauer',
     logEmpty: 'Noch keine außer den Fragen nach dem Zustand.',
+    noPolls: 'Die erste Frage nach dem Zustand ist unterwegs.',
     polls: (count, took) => `${count}-mal nach dem Zustand gefragt; zuletzt dauerte es ${took} ms.`,
     events: {
       ready: 'Der Dienst antwortet.',

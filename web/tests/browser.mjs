@@ -56,7 +56,9 @@ export async function openPage(browser, address, { locale = 'en-GB', width = 128
   return page;
 }
 
-export async function picture(page, name) {
+/** The page as a whole, or from one place on as much as the window shows. */
+export async function picture(page, name, from = undefined) {
   await mkdir(pictures, { recursive: true });
-  await page.screenshot({ path: join(pictures, `${name}.png`), fullPage: true });
+  if (from) await page.locator(from).evaluate((place) => place.scrollIntoView());
+  await page.screenshot({ path: join(pictures, `${name}.png`), fullPage: !from });
 }

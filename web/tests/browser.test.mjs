@@ -71,6 +71,7 @@ browserTest('each state of service, reader and card has its picture', async (t) 
   }
   assert.match(await shown(page, '#raw'), /"Nachname": "Mustermann"/);
   await stand('card-read');
+  await picture(page, 'card-read-window', 'header');
 
   await press(en.closeButton);
   await expectText(page, '#person', en.closed);
@@ -144,7 +145,7 @@ browserTest('umlauts and the euro sign, in German, in the dark, on a narrow wind
   const overflow = () => page.evaluate(() => document.scrollingElement.scrollWidth - innerWidth);
   assert.ok((await overflow()) <= 0, 'nothing sticks out of a narrow window');
   await expectNoFindings(page, 'narrow and dark');
-  await picture(page, 'narrow-dark-german');
+  await picture(page, 'narrow-dark-german', '.result');
 
   await page.getByRole('button', { name: 'English' }).press('Space');
   assert.equal(await page.getAttribute('html', 'lang'), 'en');
@@ -269,7 +270,7 @@ browserTest('the permission for the local network, while the browser asks', asyn
   const { browser, permit, secure } = await startOutside(t, demo, await startScreen(t));
   const page = await openPage(browser, secure);
   await expectFailure(page, 'permission-not-asked');
-  await picture(page, 'permission-not-asked');
+  await picture(page, 'permission-not-asked', 'header');
   // The question comes when a connection stands: without a service there is none to answer.
   await demo.stage.act('stop');
   await page.reload();
