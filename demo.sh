@@ -64,7 +64,7 @@ for _ in 1 2 3 4 5 6 7 8 9 10; do
 done
 grep -q "^listening 127.0.0.1:$port" "$output" || fail "the simulator does not listen on port $port"
 for _ in 1 2 3 4 5 6 7 8 9 10; do
-  curl -s --max-time 5 "http://127.0.0.1:$port/?action=status" | grep -q OK_Card_Presence && break
+  curl -s --noproxy '*' --max-time 5 "http://127.0.0.1:$port/?action=status" | grep -q OK_Card_Presence && break
   sleep 0.3
 done
 
@@ -72,7 +72,7 @@ ask() {
   echo
   echo "\$ curl 'http://127.0.0.1:$port/?action=$1'"
   # The service answers in ISO-8859-15, the terminal most likely speaks UTF-8.
-  curl -sS --fail --max-time 20 "http://127.0.0.1:$port/?action=$1" >"$work/answer" ||
+  curl -sS --noproxy '*' --fail --max-time 20 "http://127.0.0.1:$port/?action=$1" >"$work/answer" ||
     fail "no answer from http://127.0.0.1:$port/"
   iconv -f ISO-8859-15 -t UTF-8 "$work/answer"
 }

@@ -42,7 +42,7 @@ class Device {
   bool isReaderPresent() const { return readerPresent; }
 
   /// Guards what changes at run time, here and in the derived class, and every card exchange.
-  Lock deviceLock;
+  Lock deviceLock ACQUIRED_BEFORE(lockOrder::behindDevice);
 
  protected:
   Device(const std::string& name, PcscService* pcscService)

@@ -93,7 +93,7 @@ class KV500 final : public Device {
       REQUIRES(deviceLock);
 
   // Insurance data: kv500_insurance.cc. The card connection is open and the card a health card. On
-  // failure the outputs stay as they were.
+  // failure the outputs stay as they were, but for the id of a card that has none: it is empty.
   enum class InsuranceFile { Vd, Pd };
   bool readInsuranceData(std::string& daten) REQUIRES(deviceLock);
   bool readCardId(std::string& cardId) REQUIRES(deviceLock);

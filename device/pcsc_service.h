@@ -47,7 +47,8 @@ class PcscService {
   std::string name;
   /// Guards `context`, every PC/SC call that uses it and every one that could race with its
   /// release.
-  Lock serviceLock;
+  Lock serviceLock ACQUIRED_AFTER(lockOrder::behindDevice)
+      ACQUIRED_BEFORE(lockOrder::behindService);
   platform::SCARDCONTEXT context GUARDED_BY(serviceLock) = 0;  ///< 0: none is established.
   Device* device = nullptr;
   Server* server = nullptr;

@@ -79,7 +79,8 @@ std::string helpText() {
          "  notice TITLE | TEXT        a message box was shown (and counts as answered)\n"
          "  browser COMMANDLINE        the browser was started\n"
          "\n"
-         "Exit status: 0 after quit, 1 if the service could not run (see log.txt), 2 for a bad\n"
+         "Exit status: 0 after quit, and after a failure of the smart-card service that it can't\n"
+         "recover from; 1 if the service could not run (log.txt says why of both); 2 for a bad\n"
          "option or card folder.\n";
 }
 

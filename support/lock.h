@@ -1,7 +1,8 @@
 // The system's one kind of lock, and the guard that holds it for a scope.
 //
-// Lock order: deviceLock, then serviceLock, then logLock. No lock is taken twice by one thread,
-// which the thread-safety build checks.
+// Lock order: deviceLock, then serviceLock, then logLock. No lock is taken twice by one thread. The
+// thread-safety build checks both, as far as the annotations tell it: a lock names its place in the
+// order by the marks below, and an operation that takes a lock says so by EXCLUDES.
 #ifndef KV500_SUPPORT_LOCK_H
 #define KV500_SUPPORT_LOCK_H
 
@@ -23,6 +24,13 @@ class CAPABILITY("lock") Lock {
  private:
   std::mutex mutex_;
 };
+
+/// Marks between the locks of the order. Nobody takes them: each lock says behind which one it
+/// comes and before which, so that classes need not know of each other's locks.
+namespace lockOrder {
+inline Lock behindDevice;
+inline Lock behindService ACQUIRED_AFTER(behindDevice);
+}  // namespace lockOrder
 
 /// Holds a lock from its construction to its end, whether by a return or by an exception.
 class SCOPED_CAPABILITY ScopedLock {

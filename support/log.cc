@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int64_t keyLimit = 300000;  // Ticks of platform::clock, milliseconds: 5 minutes.
 
-Lock logLock;
+Lock logLock ACQUIRED_AFTER(lockOrder::behindService);
 platform::AppendStream logStream GUARDED_BY(logLock);
 /// Per key, the tick from which it may be written again. Keys are few and fixed in the code.
 std::map<std::string, std::int64_t> logNextAllowed GUARDED_BY(logLock);

@@ -17,5 +17,6 @@
 #define ACQUIRE(...) KV500_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) KV500_ANNOTATION(release_capability(__VA_ARGS__))
 #define ACQUIRED_BEFORE(...) KV500_ANNOTATION(acquired_before(__VA_ARGS__))
+#define ACQUIRED_AFTER(...) KV500_ANNOTATION(acquired_after(__VA_ARGS__))
 
 #endif

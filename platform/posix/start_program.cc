@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -62,8 +63,12 @@ bool host::startProgram(const std::string& commandLine) {
                      environ) != 0) {
     return false;
   }
-  // Somebody has to collect the program's end, whenever that is; otherwise it stays as a zombie.
-  std::thread([pid] { ::waitpid(pid, nullptr, 0); }).detach();
+  try {
+    // Somebody has to collect the program's end, whenever that is; otherwise it stays as a zombie.
+    std::thread([pid] { ::waitpid(pid, nullptr, 0); }).detach();
+  } catch (const std::system_error&) {
+    // The machine is short of threads. The program runs, and that is what was asked for.
+  }
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 
 #include "platform/posix/path_text.h"
@@ -69,6 +70,8 @@ AppendStream::~AppendStream() {
 }
 
 void AppendStream::open(const std::u16string& path) {
+  // A file that has reached the size allowed to this process is a failed write, not its end.
+  std::signal(SIGXFSZ, SIG_IGN);
   file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
 }
 
@@ -84,7 +87,7 @@ void AppendStream::write(const std::string& text) {
   while (offset < stored.size()) {
     const auto taken =
         ::write(static_cast<int>(file_), stored.data() + offset, stored.size() - offset);
-    if (taken < 0 && errno != EINTR) {
+    if (taken == 0 || (taken < 0 && errno != EINTR)) {
       ::close(static_cast<int>(file_));
       file_ = -1;
       return;

@@ -36,9 +36,10 @@ std::vector<Notice> Sessions::notices() const {
 
 void Sessions::show(const Notice& notice) {
   std::unique_lock guard(mutex_);
-  notices_.push_back(notice);
   if (noticeObserver_) {
     noticeObserver_(notice);
+  } else {
+    notices_.push_back(notice);
   }
   released_.wait(guard, [this] { return !noticesHeld_; });  // A person may take any time.
 }
@@ -55,8 +56,8 @@ std::vector<std::string> Sessions::startedPrograms() const {
 
 bool Sessions::startProgram(const std::string& commandLine) {
   const std::lock_guard guard(mutex_);
-  if (launcher_ && !launcher_(commandLine)) {
-    return false;
+  if (launcher_) {
+    return launcher_(commandLine);
   }
   programs_.push_back(commandLine);
   return true;

@@ -30,14 +30,16 @@ class Sessions {
   void set(const std::vector<platform::WTS_SESSION_INFOA>& sessions);
   std::vector<platform::WTS_SESSION_INFOA> list() const;
 
-  /// Told of each message box; a box counts as answered at once unless they are held.
+  /// Told of each message box in place of `notices`, which holds them otherwise. A box counts as
+  /// answered at once unless they are held.
   void onNotice(std::function<void(const Notice&)> observer);
   void holdNotices(bool held);
   std::vector<Notice> notices() const;
   /// Shows a box and returns when it has been answered.
   void show(const Notice& notice);
 
-  /// Starts a program; true if it runs. Unless set, programs are only noted down.
+  /// Starts a program; true if it runs. Unless set, programs are only noted down, in
+  /// `startedPrograms`.
   void setLauncher(std::function<bool(const std::string& commandLine)> launcher);
   std::vector<std::string> startedPrograms() const;
   bool startProgram(const std::string& commandLine);
