@@ -4,6 +4,7 @@ import { texts } from './texts.js';
 
 const loggedRequests = 8;
 const defaultPort = 5724;
+const simulatorPatience = 30000; // Milliseconds; a swap takes its time.
 
 const byId = (id) => document.getElementById(id);
 const parameters = new URLSearchParams(location.search);
@@ -261,7 +262,9 @@ function countPolls() {
 /* ---- The simulator's buttons, where the demo server stands behind the page ---- */
 
 async function askSimulator(command) {
-  const response = await fetch('/simulator', command && { method: 'POST', body: JSON.stringify(command) });
+  const signal = AbortSignal.timeout(simulatorPatience);
+  const request = command ? { method: 'POST', body: JSON.stringify(command), signal } : { signal };
+  const response = await fetch('/simulator', request);
   if (!response.headers.get('Content-Type')?.startsWith('application/json')) throw new Error('not the demo server');
   return response.json();
 }

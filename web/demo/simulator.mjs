@@ -88,9 +88,15 @@ export class Simulator {
   /** Sends one command and gives the answer: "ok", or "error: " and the reason. */
   command(line) {
     if (!this.running) return Promise.resolve('error: the simulator does not run');
+    const child = this.process;
     return new Promise((resolve) => {
-      this.replies.push(resolve);
-      this.process.stdin.write(`${line}\n`);
+      // One that does not answer is of no use any more; its end answers what is still open.
+      const timer = setTimeout(() => child.kill('SIGKILL'), patience);
+      this.replies.push((reply) => {
+        clearTimeout(timer);
+        resolve(reply);
+      });
+      child.stdin.write(`${line}\n`);
     });
   }
 
