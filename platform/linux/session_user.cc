@@ -163,7 +163,8 @@ std::vector<std::string> environmentOf(const SessionUser& user) {
   variables.merge(plainEnvironment(user));
   std::vector<std::string> environment;
   for (const auto& [name, value] : variables) {
-    environment.push_back(name + "=" + value);
+    environment.push_back(name);
+    environment.back().append("=").append(value);
   }
   return environment;
 }

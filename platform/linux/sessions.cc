@@ -45,7 +45,7 @@ std::string toSession(std::uint32_t number) {
 
 /// Takes over a text that libsystemd has allocated.
 std::string take(char* text) {
-  const std::string result = text == nullptr ? "" : text;
+  std::string result = text == nullptr ? "" : text;
   std::free(text);
   return result;
 }

@@ -40,7 +40,7 @@ std::vector<std::string> candidates(const std::string& program, const std::strin
   std::istringstream folders(path.empty() ? defaultPath : path);
   for (std::string folder; std::getline(folders, folder, ':');) {
     if (!folder.empty() && !program.empty()) {
-      result.push_back(folder + "/" + program);
+      result.push_back(folder.append("/").append(program));
     }
   }
   return result;
@@ -49,6 +49,7 @@ std::vector<std::string> candidates(const std::string& program, const std::strin
 /// Pointers to the texts, with a null pointer at the end.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) {
     pointers.push_back(text.data());
   }
