@@ -1,10 +1,10 @@
 #!/bin/sh
-# Makes a package: ./package.sh linux|windows. The result lands in dist/.
+# Makes the packages of a system: ./package.sh SYSTEM. Each has a script packaging/SYSTEM.sh.
 set -eu
 cd "$(dirname "$0")"
-script=scripts/package-${1:-}.sh
-if [ ! -f "$script" ]; then
-  echo "Usage: ./package.sh linux|windows" >&2
+script=packaging/${1-}.sh
+if [ $# != 1 ] || [ ! -f "$script" ]; then
+  echo "Usage: ./package.sh SYSTEM, with one of: $(ls packaging/*.sh | sed 's,.*/,,; s,\.sh,,')" >&2
   exit 2
 fi
 exec "$script"

@@ -52,6 +52,10 @@ class AppendStream {
   std::intptr_t file_ = -1;
 };
 
+/// Shows a text to the person who has started the program by hand, where programs are started from
+/// a terminal; nothing elsewhere.
+void tellStarter(const std::string& text);
+
 /// Runs a command and waits for its end; 0 if it succeeded. The one command of the system is
 /// "net start SCardSvr", which stands on every platform for: start the smart-card service.
 std::int32_t system(const char* command);

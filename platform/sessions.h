@@ -24,6 +24,9 @@ struct WTS_SESSION_INFOA {
   std::uint32_t State;
 };
 
+/// Whether this process has the right to start programs in the sessions of other users.
+bool canReachOtherSessions();
+
 /// Lists the sessions of this machine. False on failure; on success the caller frees the list.
 bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count);
 void WTSFreeMemory(WTS_SESSION_INFOA* sessions);

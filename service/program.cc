@@ -1,5 +1,6 @@
 #include "service/program.h"
 
+#include "platform/sessions.h"
 #include "service/service_host.h"
 #include "support/log.h"
 
@@ -8,6 +9,9 @@ namespace kv500 {
 int runProgram() {
   try {
     openLog();
+    if (!platform::canReachOtherSessions()) {
+      logMessage("Started as an ordinary user: the sessions of other users are out of reach", "");
+    }
     runService("KV500Service");
     return 0;
   } catch (...) {

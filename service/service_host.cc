@@ -42,10 +42,12 @@ std::string programHeading() {
 }
 
 [[noreturn]] void refuseStartByHand() {
-  notifyUser(programHeading(),
-             "This programm must be started as service!\n\n"
-             "Use the installer to install it as service and then restart the computer.\n"
-             "If this message still appears, please contact the support.");
+  const std::string text =
+      "This programm must be started as service!\n\n"
+      "Use the installer to install it as service and then restart the computer.\n"
+      "If this message still appears, please contact the support.";
+  platform::tellStarter(text);
+  notifyUser(programHeading(), text);
   throw std::string("This program must be started as service");
 }
 

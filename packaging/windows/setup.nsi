@@ -1,4 +1,4 @@
-; The installer of the KV500 service. Made by scripts/package-windows.sh, which defines VERSION, PROGRAM
+; The installer of the KV500 service. Made by packaging/windows.sh, which defines VERSION, PROGRAM
 ; and OUTPUT.
 ;
 ; Exit codes: 0 done; 1 ended by the person; 2 nothing was changed, the old state is kept; 3 installed,

@@ -69,6 +69,10 @@ namespace platform {
 
 using simulated::world;
 
+bool canReachOtherSessions() {
+  return true;
+}
+
 bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
   if (world().faults.take("WTSEnumerateSessionsA")) {
     return false;

@@ -10,7 +10,7 @@ cmake --build build/windows --target KV500Service
 
 version=$(sed -n 's/^project(kv500service VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 [ -n "$version" ] || {
-  echo "package-windows.sh: no version in CMakeLists.txt" >&2
+  echo "packaging/windows.sh: no version in CMakeLists.txt" >&2
   exit 1
 }
 mkdir -p dist

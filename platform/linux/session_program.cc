@@ -1,0 +1,90 @@
+// Where the user has a service manager of his own, which every desktop on systemd has, that one
+// starts the program: a child of the service would stay inside the limits that systemd puts on the
+// service, have no network but loopback and end when the service is stopped.
+#include "platform/linux/session_program.h"
+
+#include <systemd/sd-login.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace platform::linux_sessions {
+namespace {
+
+constexpr std::chrono::seconds managerLimit{10};
+
+/// The manager puts the value of a variable in the place of $NAME; a doubled mark stands for
+/// itself.
+std::string withoutExpansion(const std::string& argument) {
+  std::string result;
+  for (const char c : argument) {
+    result.append(c == '$' ? 2 : 1, c);
+  }
+  return result;
+}
+
+Arguments throughServiceManager(const std::vector<std::string>& environment,
+                                const Arguments& arguments, const std::string& mode) {
+  Arguments result{"systemd-run", "--user", "--quiet", "--collect", mode};
+  for (const std::string& variable : environment) {
+    result.push_back("--setenv=" + variable);
+  }
+  result.push_back("--");
+  for (const std::string& argument : arguments) {
+    result.push_back(withoutExpansion(argument));
+  }
+  return result;
+}
+
+std::optional<::pid_t> start(const SessionUser& user, const std::vector<std::string>& environment,
+                             const Arguments& arguments) {
+  posix::ProcessStart start;
+  start.arguments = arguments;
+  start.environment = environment;
+  start.folder = user.home;
+  if (::geteuid() == 0) {
+    start.identity = user.identity;
+  }
+  return posix::startProcess(start);
+}
+
+}  // namespace
+
+bool isWithinReach(const SessionUser& user) {
+  return ::geteuid() == 0 || ::geteuid() == user.identity.user;
+}
+
+bool startInSession(const SessionUser& user, const std::vector<std::string>& environment,
+                    const Arguments& arguments) {
+  if (hasServiceManager(user)) {
+    const auto request =
+        start(user, environment, throughServiceManager(environment, arguments, "--no-block"));
+    return request && posix::waitForProcess(*request, managerLimit) == 0;
+  }
+  const auto process = start(user, environment, arguments);
+  if (process) {
+    posix::collectLater(*process);
+  }
+  return process.has_value();
+}
+
+int runInSession(const SessionUser& user, const std::vector<std::string>& environment,
+                 const Arguments& arguments) {
+  const auto process =
+      start(user, environment,
+            hasServiceManager(user) ? throughServiceManager(environment, arguments, "--wait")
+                                    : arguments);
+  return process ? posix::waitForProcess(*process, [&] { return isSessionThere(user.session); })
+                 : -1;
+}
+
+bool isSessionThere(const std::string& session) {
+  char* state = nullptr;
+  const bool isKnown = ::sd_session_get_state(session.c_str(), &state) >= 0;
+  const bool isThere = isKnown && std::strcmp(state, "closing") != 0;
+  std::free(state);
+  return isThere;
+}
+
+}  // namespace platform::linux_sessions

@@ -1,0 +1,164 @@
+// Sessions are logind's.
+#include "platform/sessions.h"
+
+#include <systemd/sd-login.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/command_line.h"
+#include "platform/linux/dialog.h"
+#include "platform/linux/session_program.h"
+#include "platform/linux/session_user.h"
+#include "platform/posix/handle_object.h"
+
+namespace platform {
+namespace {
+
+using linux_sessions::SessionUser;
+
+constexpr std::uint32_t otherState =
+    4;  // WTSDisconnected, for any state that isn't the active one.
+
+// logind's names of sessions are numbers; where the kernel's audit gives none, "c" and a number.
+constexpr std::uint32_t ownNumbering = 0x80000000;
+
+std::optional<std::uint32_t> toNumber(const std::string& session) {
+  const bool isOwn = session.starts_with('c');
+  std::uint32_t number = 0;
+  const char* const end = session.data() + session.size();
+  const auto [last, error] = std::from_chars(session.data() + (isOwn ? 1 : 0), end, number);
+  if (error != std::errc() || last != end || number >= ownNumbering) {
+    return std::nullopt;
+  }
+  return isOwn ? number | ownNumbering : number;
+}
+
+std::string toSession(std::uint32_t number) {
+  return (number & ownNumbering) != 0 ? "c" + std::to_string(number & ~ownNumbering)
+                                      : std::to_string(number);
+}
+
+/// Takes over a text that libsystemd has allocated.
+std::string take(char* text) {
+  std::string result = text == nullptr ? "" : text;
+  std::free(text);
+  return result;
+}
+
+/// A person works in the session at this machine's own screen.
+bool isActive(const std::string& session) {
+  char* state = nullptr;
+  char* sessionClass = nullptr;
+  ::sd_session_get_state(session.c_str(), &state);
+  ::sd_session_get_class(session.c_str(), &sessionClass);
+  const bool inUse = take(state) == "active";
+  const bool isPersons = take(sessionClass) == "user";
+  return inUse && isPersons && ::sd_session_is_remote(session.c_str()) == 0;
+}
+
+bool isWithinReach(const std::string& session) {
+  const auto user = linux_sessions::findSessionUser(session);
+  return user && linux_sessions::isWithinReach(*user);
+}
+
+class Token : public posix::HandleObject {
+ public:
+  explicit Token(const SessionUser& tokenUser) : user(tokenUser) {}
+  const SessionUser user;
+};
+
+const Token* toToken(HANDLE handle) {
+  return dynamic_cast<const Token*>(posix::toObject(handle));
+}
+
+using Environment = std::vector<std::string>;
+
+}  // namespace
+
+bool canReachOtherSessions() {
+  return ::geteuid() == 0;
+}
+
+bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
+  char** names = nullptr;
+  if (::sd_get_sessions(&names) < 0) {
+    return false;
+  }
+  std::vector<WTS_SESSION_INFOA> list;
+  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
+    const std::string session = take(*name);
+    const auto number = toNumber(session);
+    if (number && isWithinReach(session)) {
+      list.push_back({*number, isActive(session) ? WTSActive : otherState});
+    }
+  }
+  std::free(names);
+  std::sort(list.begin(), list.end(),
+            [](const auto& a, const auto& b) { return a.SessionId < b.SessionId; });
+  count = static_cast<std::uint32_t>(list.size());
+  sessions = new WTS_SESSION_INFOA[list.size()];
+  std::copy(list.begin(), list.end(), sessions);
+  return true;
+}
+
+void WTSFreeMemory(WTS_SESSION_INFOA* sessions) {
+  delete[] sessions;
+}
+
+bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,
+                     const char16_t* message, std::uint32_t messageLength, std::uint32_t,
+                     std::uint32_t, std::uint32_t& response, bool) {
+  const auto user = linux_sessions::findSessionUser(toSession(session));
+  if (!user || !linux_sessions::isWithinReach(*user)) {
+    return false;
+  }
+  constexpr std::uint32_t idOk = 1;
+  response = idOk;
+  const auto text = [](const char16_t* units, std::uint32_t bytes) {
+    return linux_sessions::dialogText(std::u16string(units, bytes / sizeof(char16_t)));
+  };
+  return linux_sessions::showDialog(*user, text(title, titleLength), text(message, messageLength));
+}
+
+bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
+  const auto user = linux_sessions::findSessionUser(toSession(session));
+  if (!user || !linux_sessions::isWithinReach(*user)) {
+    return false;
+  }
+  token = posix::toHandle(std::make_unique<Token>(*user));
+  return true;
+}
+
+bool DuplicateTokenEx(HANDLE token, std::uint32_t, std::uint32_t, std::uint32_t,
+                      HANDLE& duplicate) {
+  duplicate = posix::toHandle(std::make_unique<Token>(toToken(token)->user));
+  return true;
+}
+
+bool CreateEnvironmentBlock(void*& environment, HANDLE token) {
+  environment = new Environment(linux_sessions::environmentOf(toToken(token)->user));
+  return true;
+}
+
+void DestroyEnvironmentBlock(void* environment) {
+  delete static_cast<Environment*>(environment);
+}
+
+bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t, void* environment,
+                          PROCESS_INFORMATION& process) {
+  if (!linux_sessions::startInSession(toToken(token)->user, *static_cast<Environment*>(environment),
+                                      splitCommandLine(commandLine))) {
+    return false;
+  }
+  // Nobody waits for the process or asks it anything: the handles are there to be closed.
+  process = {posix::toHandle(std::make_unique<posix::HandleObject>()),
+             posix::toHandle(std::make_unique<posix::HandleObject>())};
+  return true;
+}
+
+}  // namespace platform

@@ -1,0 +1,208 @@
+#include "platform/posix/process.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sstream>
+#include <system_error>
+#include <thread>
+
+namespace platform::posix {
+namespace {
+
+constexpr const char* defaultPath = "/usr/local/bin:/usr/bin:/bin";
+constexpr std::chrono::milliseconds shortestPause{5};
+constexpr std::chrono::milliseconds longestPause{250};
+constexpr int reportDescriptor = 3;
+
+std::string valueOf(const std::vector<std::string>& environment, const std::string& name) {
+  for (const std::string& entry : environment) {
+    if (entry.starts_with(name + "=")) {
+      return entry.substr(name.size() + 1);
+    }
+  }
+  return "";
+}
+
+/// Where the program may lie, in the order in which the places are tried. An empty part of PATH,
+/// which stands for the working folder, is passed over.
+std::vector<std::string> candidates(const std::string& program, const std::string& path) {
+  if (program.find('/') != std::string::npos) {
+    return {program};
+  }
+  std::vector<std::string> result;
+  std::istringstream folders(path.empty() ? defaultPath : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (!folder.empty() && !program.empty()) {
+      result.push_back(folder.append("/").append(program));
+    }
+  }
+  return result;
+}
+
+/// Pointers to the texts, with a null pointer at the end.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+/// All that the child needs, made before it exists: between fork and exec nothing may allocate
+/// memory, as another thread may have held the allocator's lock.
+struct Preparation {
+  explicit Preparation(const ProcessStart& start)
+      : identity(start.identity),
+        folder(start.folder),
+        arguments(start.arguments),
+        environment(start.environment ? *start.environment : ownEnvironment()),
+        programs(candidates(arguments[0], valueOf(environment, "PATH"))),
+        argumentPointers(pointersTo(arguments)),
+        environmentPointers(pointersTo(environment)) {}
+
+  static std::vector<std::string> ownEnvironment() {
+    std::vector<std::string> result;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+      result.emplace_back(*entry);
+    }
+    return result;
+  }
+
+  const std::optional<Identity> identity;
+  const std::string folder;
+  std::vector<std::string> arguments;
+  std::vector<std::string> environment;
+  const std::vector<std::string> programs;
+  const std::vector<char*> argumentPointers;
+  const std::vector<char*> environmentPointers;
+};
+
+// What follows runs in the child, which has this one thread. It uses system calls alone.
+
+void useFreshSignals() {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    std::signal(signal, SIG_DFL);  // Fails for the two that can't be changed.
+  }
+  ::sigset_t none;
+  ::sigemptyset(&none);
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// Leaves /dev/null as the standard streams and the pipe's end behind them, which exec closes.
+bool useFreshDescriptors(int report) {
+  if (::dup3(report, reportDescriptor, O_CLOEXEC) < 0 && report != reportDescriptor) {
+    return false;
+  }
+  ::closefrom(reportDescriptor + 1);
+  const int null = ::open("/dev/null", O_RDWR);
+  for (int stream = 0; stream < reportDescriptor; ++stream) {
+    if (::dup2(null, stream) < 0) {
+      return false;
+    }
+  }
+  if (null > reportDescriptor) {
+    ::close(null);
+  }
+  return true;
+}
+
+/// Groups first: the right to change them goes with the user. The user's own capabilities go with
+/// the change from root as well.
+bool takeIdentity(const Identity& identity) {
+  return ::setgroups(identity.groups.size(), identity.groups.data()) == 0 &&
+         ::setresgid(identity.group, identity.group, identity.group) == 0 &&
+         ::setresuid(identity.user, identity.user, identity.user) == 0;
+}
+
+/// Returns only on failure, with the cause in errno.
+void becomeProgram(const Preparation& preparation) {
+  ::setsid();  // The terminal's Ctrl-C is not for it.
+  if (preparation.identity && !takeIdentity(*preparation.identity)) {
+    return;
+  }
+  if (!preparation.folder.empty() && ::chdir(preparation.folder.c_str()) != 0 &&
+      ::chdir("/") != 0) {
+    return;
+  }
+  errno = ENOENT;
+  for (const std::string& program : preparation.programs) {
+    ::execve(program.c_str(), preparation.argumentPointers.data(),
+             preparation.environmentPointers.data());
+  }
+}
+
+[[noreturn]] void runChild(const Preparation& preparation, int report) {
+  useFreshSignals();
+  if (useFreshDescriptors(report)) {
+    becomeProgram(preparation);
+  }
+  const char failed = 1;
+  [[maybe_unused]] const auto written = ::write(reportDescriptor, &failed, sizeof(failed));
+  ::_exit(127);
+}
+
+}  // namespace
+
+std::optional<::pid_t> startProcess(const ProcessStart& start) {
+  if (start.arguments.empty()) {
+    return std::nullopt;
+  }
+  const Preparation preparation(start);
+  int report[2];
+  if (::pipe2(report, O_CLOEXEC) != 0) {
+    return std::nullopt;
+  }
+  const ::pid_t child = ::fork();
+  if (child == 0) {
+    runChild(preparation, report[1]);
+  }
+  ::close(report[1]);
+  // The pipe ends without a byte as soon as the program runs.
+  char failed = 0;
+  const bool runs = child > 0 && ::read(report[0], &failed, sizeof(failed)) == 0;
+  ::close(report[0]);
+  if (child > 0 && !runs) {
+    ::waitpid(child, nullptr, 0);  // On its way out.
+  }
+  return runs ? std::optional(child) : std::nullopt;
+}
+
+void collectLater(::pid_t process) {
+  try {
+    std::thread([process] { ::waitpid(process, nullptr, 0); }).detach();
+  } catch (const std::system_error&) {
+    // No thread to be had: the zombie stays, which is less than a service that ends.
+  }
+}
+
+int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
+  auto pause = shortestPause;
+  int status = 0;
+  while (::waitpid(process, &status, WNOHANG) == 0) {
+    if (!goOn()) {
+      ::kill(process, SIGKILL);
+      collectLater(process);
+      return -1;
+    }
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, longestPause);
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int waitForProcess(::pid_t process, std::chrono::milliseconds limit) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + limit;
+  return waitForProcess(process, [end] { return Clock::now() < end; });
+}
+
+}  // namespace platform::posix

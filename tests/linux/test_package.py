@@ -1,0 +1,157 @@
+"""The Debian packages: installed, run, upgraded, removed in a root of their own, which is this
+machine's with all changes kept apart in memory."""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import time
+import unittest
+
+from isolation import mount, run_isolated
+from machine import BUILD, LIMITED, Machine, wait_until
+
+PACKAGES = pathlib.Path("/srv/packages")
+ROOT = pathlib.Path("/srv/root")
+SERVICE = ROOT / "opt/kv500service"
+UNIT = "lib/systemd/system/kv500service.service"
+ENABLED = ROOT / "etc/systemd/system/multi-user.target.wants/kv500service.service"
+
+
+def run(*command):
+    result = subprocess.run([str(part) for part in command], capture_output=True, text=True)
+    assert result.returncode == 0, f"{command}: {result.stdout}{result.stderr}"
+    return result.stdout
+
+
+def in_root(*command):
+    return run("chroot", ROOT, *command)
+
+
+def make_root():
+    mount("--make-rprivate", "/")
+    for folder in ["changes", "work", "root"]:
+        pathlib.Path("/srv", folder).mkdir()
+    mount("-t", "overlay", "overlay", "-o",
+          "lowerdir=/,upperdir=/srv/changes,workdir=/srv/work", str(ROOT))
+    for folder in ["proc", "sys", "dev", "run", "tmp"]:
+        mount("--bind", f"/{folder}", str(ROOT / folder))
+    # What a package may find of another on the machine where this is developed.
+    for path in (ROOT / "etc/reader.conf.d").iterdir():
+        path.unlink()
+
+
+class PackageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        os.umask(0o022)
+        run("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", PACKAGES, "-D",
+            f"CPACK_OUTPUT_FILE_PREFIX={PACKAGES}")
+        make_root()
+
+    def package(self, name):
+        found = list(PACKAGES.glob(f"{name}_*.deb"))
+        self.assertEqual([re.fullmatch(rf"{name}_[0-9.]+_[a-z0-9]+\.deb", path.name) is not None
+                          for path in found], [True])
+        return found[0]
+
+    def newer(self, package):
+        """The same package with a higher version and a settings file with one more line."""
+        tree = PACKAGES / "newer"
+        run("dpkg-deb", "-R", package, tree)
+        control = tree / "DEBIAN/control"
+        control.write_text(re.sub("(?m)^Version: .*", "Version: 9.0", control.read_text()))
+        with open(tree / "opt/kv500service/config.txt", "a") as settings:
+            settings.write("# New.\n")
+        run("dpkg-deb", "-b", tree, PACKAGES / "newer.deb")
+        return PACKAGES / "newer.deb"
+
+    def install(self, *packages):
+        for package in packages:
+            shutil.copy(package, ROOT / "tmp")
+        names = [f"/tmp/{package.name}" for package in packages]
+        in_root("env", "DEBIAN_FRONTEND=noninteractive", "dpkg", "--force-confold", "-i", *names)
+
+    def test_lintian_finds_no_errors(self):
+        for name in ["kv500service", "kv500-simulator"]:
+            found = subprocess.run(["lintian", "--allow-root", self.package(name)],
+                                   capture_output=True, text=True).stdout
+            self.assertNotRegex(found, "(?m)^E:")
+
+    def test_the_unit_leaves_the_rights_that_the_tests_leave(self):
+        unit = pathlib.Path(__file__).parents[2] / "packaging/linux/service/kv500service.service"
+        rights = re.search("(?m)^CapabilityBoundingSet=(.*)$", unit.read_text()).group(1)
+        named = ",".join("+" + right[4:].lower() for right in rights.split())
+        self.assertIn(f"--bounding-set=-all,{named}", LIMITED)
+        # Fails if the unit is rated 4.0 or worse.
+        run("systemd-analyze", "security", "--offline=true", "--threshold=39", unit)
+
+    def test_life(self):
+        self.install(self.package("kv500service"), self.package("kv500-simulator"))
+        self.assertTrue(ENABLED.is_symlink())
+        in_root("man", "-w", "kv500service", "kv500-simulator")
+
+        # The driver is off until it is enabled in the way that its manual tells.
+        self.assertEqual(list((ROOT / "etc/reader.conf.d").iterdir()), [])
+        in_root("cp", "/usr/share/kv500-simulator/kv500-simulator.conf",
+                "/etc/reader.conf.d/kv500-simulator")
+        in_root("ln", "-s", "/usr/share/kv500-simulator/cards/mustermann",
+                "/var/lib/kv500-simulator/reader/card")
+        (SERVICE / "config.txt").write_text("Port=5724\nAllowOrigin=http://mine\n")
+        self.runs()
+
+        self.install(self.newer(self.package("kv500service")))
+        self.assertIn("http://mine", (SERVICE / "config.txt").read_text())
+        self.runs()
+
+        in_root("dpkg", "-r", "kv500service", "kv500-simulator")
+        self.assertEqual(sorted(path.name for path in SERVICE.glob("[!l]*")),
+                         ["config.txt", "config.txt.dpkg-dist"])
+        self.assertFalse((ROOT / UNIT).exists())
+        (SERVICE / "config.txt.dpkg-dist").unlink()
+        in_root("dpkg", "-P", "kv500service", "kv500-simulator")
+        for path in [SERVICE, ENABLED, ROOT / "etc/logrotate.d/kv500service",
+                     ROOT / "usr/lib/kv500-simulator"]:
+            self.assertFalse(os.path.lexists(path), path)
+
+    def runs(self):
+        """Starts what the unit starts, with the daemon of that root, reads the card and rotates
+        the log meanwhile."""
+        program = re.search("(?m)^ExecStart=(.*)$", (ROOT / UNIT).read_text()).group(1)
+        machine = Machine()
+        machine.show_usb()
+        self.addCleanup(machine.close)
+        daemon = subprocess.Popen(["chroot", ROOT, "pcscd", "--foreground"],
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.assertTrue(wait_until(lambda: pathlib.Path("/run/pcscd/pcscd.comm").exists()))
+        # The notify socket lies in a folder that the other root does not have.
+        machine.notify.close()
+        shutil.rmtree("/tmp/notify", ignore_errors=True)
+        pathlib.Path("/tmp/notify").mkdir()
+        machine.listen_at("/tmp/notify/socket")
+        machine.service = subprocess.Popen(
+            ["chroot", ROOT, *LIMITED, program],
+            env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "NOTIFY_SOCKET": "/tmp/notify/socket",
+                 "UMOCKDEV_DIR": machine.usb.get_root_dir(),
+                 "LD_PRELOAD": "libumockdev-preload.so.0"})
+        self.assertEqual(machine.notify.recv(100), b"READY=1")
+        self.assertTrue(machine.reaches("card", 5))
+        answer = machine.ask("read")
+        self.assertIn(b"Mustermann", answer)
+        self.assertIn(b"Access-Control-Allow-Origin: http://mine\r\n", answer)
+
+        in_root("logrotate", "--force", "--state", "/tmp/logrotate.state",
+                "/etc/logrotate.d/kv500service")
+        self.assertEqual((SERVICE / "log.txt").read_bytes(), b"")
+        self.assertIn(b"Service started", (SERVICE / "log.txt.1").read_bytes())
+        machine.try_ask("x\r\nbad line")
+        self.assertTrue(wait_until(lambda: (SERVICE / "log.txt").stat().st_size > 0, 2))
+        self.assertEqual((SERVICE / "log.txt").read_bytes()[:1], b"[")
+        self.assertEqual(machine.stop_service()[0], 0)
+        daemon.terminate()
+        daemon.wait()
+        time.sleep(0.1)
+
+
+if __name__ == "__main__":
+    run_isolated()
