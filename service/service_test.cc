@@ -80,7 +80,7 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
   } rows[] = {
       {"StartServiceCtrlDispatcherW",
        {.code = byHand},
-       "notice KALVERO  -  .*~~ ~~program | This programm must be started as service!\n\n"
+       "notice KALVERO  -  .*~~ ~~program . This programm must be started as service!\n\n"
        "Use the installer to install it as service and then restart the computer.\n"
        "If this message still appears, please contact the support.\n" +
            startLine},

@@ -42,8 +42,8 @@ class InItsFolder(ServiceTest):
         self.assertEqual(self.service.ask("status"),
                          b'{\n"action": "status",\n"status": "RUNNING",\n'
                          b'"message": "USB_device_not_found",\n"serv_version": 97\n}\n')
-        code, output = self.service.stop()
-        self.assertEqual(code, 0, output)
+        # Its exit code tells nothing: the process may be gone before Wine's "net" has its answer.
+        self.service.stop()
         wait_until(self.service.is_gone, "end of the process")
         _, state = windows.run("sc", "query", "KV500Service")
         self.assertRegex(state, r"STATE\s*: 1  STOPPED\s+WIN32_EXIT_CODE\s*: 0 ")

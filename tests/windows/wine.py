@@ -65,11 +65,12 @@ class Windows:
         self.wineserver("-w")  # Until its services have ended, which would know of no new ones.
         shutil.copy2(BUILD / "tests/windows/winscard.dll", self.drive / "windows/system32")
         # Wine ends all services with its last ordinary program: this is the one that lasts.
-        self.session = subprocess.Popen([WINE, "cmd"], env=self.environment, cwd=self.drive,
-                                        stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+        self.session = subprocess.Popen([WINE, "cmd", "/c", "echo ready& set /p end="],
+                                        env=self.environment, cwd=self.drive,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL)
-        wait_until(lambda: self.service_state("RpcSs") is not None, "service manager",
-                   2 * PATIENCE)
+        # Only then may others use the service manager, which is brought up with it.
+        assert self.session.stdout.readline().strip() == b"ready"
 
     def wineserver(self, option):
         beside = WINE.parent / "wineserver64"
@@ -148,6 +149,7 @@ class Windows:
     def remove(self):
         if self.session is not None:
             self.session.stdin.close()
+            self.session.stdout.close()
             self.session.wait(PATIENCE)
             self.session = None
         self.wineserver("-k")
