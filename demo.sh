@@ -6,12 +6,14 @@ cd "$(dirname "$0")"
 
 usage() {
   cat <<'TEXT'
-Usage: ./demo.sh [--keep]
+Usage: ./demo.sh [--keep | --web]
 
 Installs what is missing with apt, builds the simulator, starts it with the card of
 examples/cards/mustermann, asks for `status` and `read` and prints both answers.
 
   --keep   leaves the simulator in the foreground afterwards: type its commands, `quit` ends it
+  --web    serves a page in place of all that, with buttons that insert, remove and swap sample
+           cards, and prints its address; Ctrl-C ends it
 TEXT
 }
 
@@ -21,9 +23,11 @@ fail() {
 }
 
 keep=
+web=
 case "${1-}" in
   '') ;;
   --keep) keep=yes ;;
+  --web) web=yes ;;
   --help | -h) usage; exit 0 ;;
   *) usage >&2; exit 2 ;;
 esac
@@ -34,10 +38,12 @@ folder=build/release
 simulator=$folder/kv500-simulator
 
 scripts/install.sh build demo
+[ -z "$web" ] || scripts/install.sh web
 echo "Building the simulator ..."
 mkdir -p build
 { cmake --preset release && cmake --build --preset release --target kv500-simulator; } \
   >build/demo.log 2>&1 || { tail -n 30 build/demo.log >&2; fail "the build failed (build/demo.log)"; }
+[ -z "$web" ] || exec node web/demo/serve.mjs --simulator $simulator
 # Another setting of the port would lead the demo astray.
 [ ! -e $folder/config.txt ] || fail "$folder/config.txt is there; the demo runs with the defaults"
 

@@ -8,8 +8,10 @@ usage() {
 Usage: ./test.sh [--quick]
 
 Runs, one after the other: the format check; the Clang build with thread-safety analysis and a short
-run of the fuzzers; the unit and end-to-end tests; the same under AddressSanitizer with
-UndefinedBehaviorSanitizer and under ThreadSanitizer.
+run of the fuzzers; the unit and end-to-end tests under AddressSanitizer with
+UndefinedBehaviorSanitizer and under ThreadSanitizer; the Windows build under Wine; the tests of the
+release build, with those of the Linux service on the real smart-card daemon (they need root), of the
+packages and of the web page in a browser.
 
   --quick   the unit tests alone
 TEXT
@@ -29,9 +31,9 @@ step() {
 }
 begin=$(date +%s)
 
-build() {
+build() { # build PRESET [--target TARGET...]
   cmake --preset "$1" >/dev/null
-  cmake --build --preset "$1"
+  cmake --build --preset "$@"
 }
 
 step "Installing what is missing"
@@ -46,11 +48,18 @@ step "Format"
 git ls-files '*.cc' '*.h' | xargs clang-format-14 --dry-run -Werror
 
 step "Clang with thread-safety analysis, and the fuzzers"
-build clang
+build clang --target kv500-simulator KV500Service gzip_fuzz xml_fuzz
 ctest --test-dir build/clang -L fuzz --no-tests=error --output-on-failure
 
-for preset in asan tsan release; do
+for preset in asan tsan; do
   step "Tests, preset $preset"
   build $preset
   ctest --test-dir build/$preset -j 6 --no-tests=error --output-on-failure
 done
+
+step "Windows, under Wine"
+scripts/test-windows.sh
+
+step "Tests, preset release"
+build release
+ctest --test-dir build/release -j 6 --no-tests=error --output-on-failure

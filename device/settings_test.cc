@@ -35,7 +35,7 @@ TEST_F(SettingsTest, GoodValuesHoldAndBadOnesAreReported) {
     SCOPED_TRACE(row.config);
     simulated::resetWorld();
     world().programPath = (folder / "program").u16string();
-    std::filesystem::remove(folder / "log.txt");
+    writeFile("log.txt", "");
     makeDevice(row.config);
     EXPECT_EQ(device->listenPort(), row.port);
     EXPECT_EQ(logTexts(), "### Service started! ###\n" + row.reported);

@@ -29,7 +29,7 @@ class ServiceTest : public WorldTest {
                   << std::string(notice.text.begin(), notice.text.end()) << '\n';
       }
       std::cerr << logTexts();
-      std::filesystem::remove_all(folder);
+      removeFolder();
     };
     std::thread(meanwhile).detach();
     endProcess(runProgram());
@@ -80,7 +80,7 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
   } rows[] = {
       {"StartServiceCtrlDispatcherW",
        {.code = byHand},
-       "notice KALVERO  -  .*~~ ~~program | This programm must be started as service!\n\n"
+       "notice KALVERO  -  .*~~ ~~program . This programm must be started as service!\n\n"
        "Use the installer to install it as service and then restart the computer.\n"
        "If this message still appears, please contact the support.\n" +
            startLine},

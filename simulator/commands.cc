@@ -2,6 +2,7 @@
 
 #include "platform/simulated/card_folder.h"
 #include "platform/simulated/world.h"
+#include "simulator/path.h"
 
 namespace simulator {
 namespace {
@@ -13,7 +14,7 @@ Readers::Refusal insert(Readers& readers, const std::string& folder) {
     return "insert needs a card folder";
   }
   try {
-    return readers.insert(simulated::loadCardFolder(folder));
+    return readers.insert(simulated::loadCardFolder(toPath(folder)));
   } catch (const simulated::CardFolderError& error) {
     return error.message;
   }

@@ -10,6 +10,7 @@
 #include "simulator/commands.h"
 #include "simulator/options.h"
 #include "simulator/output.h"
+#include "simulator/path.h"
 #include "simulator/trace.h"
 #include "support/process_end.h"
 
@@ -38,7 +39,7 @@ void arrangeWorld(const simulator::Options& options) {
     readers.plug();
   }
   if (options.cardFolder) {
-    readers.insert(simulated::loadCardFolder(*options.cardFolder));
+    readers.insert(simulated::loadCardFolder(simulator::toPath(*options.cardFolder)));
   }
   if (options.traceFile) {
     const auto trace = simulator::traceToFile(*options.traceFile);

@@ -1,8 +1,9 @@
 #include "simulator/trace.h"
 
-#include <filesystem>
 #include <fstream>
 #include <memory>
+
+#include "simulator/path.h"
 
 namespace simulator {
 namespace {
@@ -26,7 +27,7 @@ std::string traceLines(const simulated::Bytes& command,
 }
 
 std::optional<simulated::Readers::Trace> traceToFile(const std::string& path) {
-  auto file = std::make_shared<std::ofstream>(std::filesystem::path(path), std::ios::app);
+  auto file = std::make_shared<std::ofstream>(toPath(path), std::ios::app);
   if (!*file) {
     return std::nullopt;
   }

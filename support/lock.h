@@ -14,7 +14,7 @@ namespace kv500 {
 
 class CAPABILITY("lock") Lock {
  public:
-  constexpr Lock() = default;
+  Lock() = default;
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
 

@@ -47,7 +47,7 @@ class WorldTest : public testing::Test {
     std::filesystem::create_directory(folder);
     world().programPath = (folder / "program").u16string();
   }
-  ~WorldTest() override { std::filesystem::remove_all(folder); }
+  ~WorldTest() override { removeFolder(); }
 
   void writeFile(const std::string& name, const std::string& content) const {
     std::ofstream(folder / name, std::ios::binary) << content;
@@ -71,8 +71,13 @@ class WorldTest : public testing::Test {
   void printLogAtExit() const {
     world().onExit = [this](std::uint32_t) {
       std::cerr << logTexts();
-      std::filesystem::remove_all(folder);
+      removeFolder();
     };
+  }
+
+  void removeFolder() const {
+    std::error_code logStillOpen;  // Which keeps the file in its place on Windows.
+    std::filesystem::remove_all(folder, logStillOpen);
   }
 
   std::filesystem::path folder;

@@ -51,7 +51,8 @@ class Card {
   ///    (P1 04, the whole identifier); with P1 00 or 04 and no identifier it selects the master
   ///    file; whatever P2 asks for, no data are given;
   ///  - READ BINARY (INS B0) with and without short file identifier.
-  /// Selection lasts from command to command. An overridden command doesn't touch it, unless it only waits.
+  /// Selection lasts from command to command. An overridden command doesn't touch it, unless it
+  /// only waits.
   Exchange exchange(const Bytes& command);
 
   /// Answer to reset, ISO/IEC 7816-3.

@@ -1,0 +1,28 @@
+# The real platform of Windows and the service upon it.
+enable_language(RC)
+
+# windows.h without its rarely used parts and without macros min and max, as of Windows 10.
+add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 _WINSOCK_DEPRECATED_NO_WARNINGS)
+
+if(MINGW)
+  # Addresses that can't be foretold, no code in data; no symbols in what is handed out.
+  add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va $<$<CONFIG:Release>:-s>)
+else()
+  # The runtime is part of the program, and Windows' own folder the only one that the libraries it
+  # is linked with are looked for in.
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  add_link_options(/DYNAMICBASE /NXCOMPAT /HIGHENTROPYVA /DEPENDENTLOADFLAG:0x800)
+endif()
+
+# Icon, version and manifest for a program.
+function(kv500_resources program description)
+  set(resources ${CMAKE_BINARY_DIR}/${program}.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/platform/windows/resources.rc.in ${resources} @ONLY)
+  set_property(SOURCE ${resources} PROPERTY OBJECT_DEPENDS
+    ${CMAKE_SOURCE_DIR}/platform/windows/kv500.ico
+    ${CMAKE_SOURCE_DIR}/platform/windows/program.manifest)
+  target_sources(${program} PRIVATE ${resources})
+  if(MSVC)
+    target_link_options(${program} PRIVATE /MANIFEST:NO)
+  endif()
+endfunction()

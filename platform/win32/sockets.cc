@@ -1,0 +1,119 @@
+#include "platform/sockets.h"
+
+#include "platform/interception.h"
+#include "platform/win32/native.h"
+
+// No socket option for the address is needed: Windows gives the port of a process that has ended to
+// the next one at once and keeps that of a running one closed to other users. No socket is
+// inherited, as no process is started with inheritance.
+
+namespace platform {
+namespace {
+
+/// How long one write may wait for a peer that does not read. Answers fit into the system's buffer,
+/// so that only a client that means harm gets here.
+constexpr DWORD writeLimit = 10'000;  // Milliseconds.
+
+::sockaddr* toNative(::sockaddr_in& address) {
+  return reinterpret_cast<::sockaddr*>(&address);
+}
+
+void setBlocking(::SOCKET socket, bool blocking) {
+  u_long nonBlocking = blocking ? 0 : 1;
+  ::ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking);
+}
+
+}  // namespace
+
+std::int32_t WSAStartup(std::uint16_t version) {
+  ::WSADATA data;
+  return intercepted("WSAStartup") ? -1 : ::WSAStartup(version, &data);
+}
+std::int32_t WSACleanup() {
+  return intercepted("WSACleanup") ? -1 : ::WSACleanup();
+}
+
+SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
+  return intercepted("socket") ? INVALID_SOCKET : ::socket(family, type, protocol);
+}
+
+std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
+  if (intercepted("bind")) {
+    return -1;
+  }
+  ::sockaddr_in native{};
+  native.sin_family = static_cast<short>(address.sin_family);
+  native.sin_port = address.sin_port;
+  native.sin_addr.s_addr = address.sin_addr;
+  return ::bind(socket, toNative(native), sizeof(native));
+}
+
+std::int32_t listen(SOCKET socket, std::int32_t backlog) {
+  if (intercepted("listen") || ::listen(socket, backlog) != 0) {
+    return -1;
+  }
+  // A connection that is gone again before `accept` must not make that call wait for the next.
+  setBlocking(socket, false);
+  ::sockaddr_in bound{};
+  int length = sizeof(bound);
+  ::getsockname(socket, toNative(bound), &length);
+  listening(::ntohs(bound.sin_port));
+  return 0;
+}
+
+std::int32_t select(SOCKET socket, std::int32_t microseconds) {
+  if (intercepted("select", static_cast<std::uint32_t>(microseconds))) {
+    return -1;
+  }
+  ::fd_set readable;
+  readable.fd_count = 1;
+  readable.fd_array[0] = socket;
+  constexpr std::int32_t second = 1'000'000;
+  ::timeval limit{microseconds / second, microseconds % second};
+  return ::select(0, &readable, nullptr, nullptr, &limit);
+}
+
+SOCKET accept(SOCKET socket) {
+  if (intercepted("accept")) {
+    return INVALID_SOCKET;
+  }
+  const ::SOCKET connection = ::accept(socket, nullptr, nullptr);
+  if (connection == INVALID_SOCKET) {
+    const int error = ::WSAGetLastError();
+    if (error == WSAEMFILE || error == WSAENOBUFS) {
+      // The connection stays in the queue and would be reported again at once, without end.
+      ::Sleep(50);
+    }
+    return INVALID_SOCKET;
+  }
+  setBlocking(connection, true);  // It takes over the listener's mode.
+  ::setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&writeLimit),
+               sizeof(writeLimit));
+  return connection;
+}
+
+std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
+  return ::recv(socket, buffer, size, 0);
+}
+
+std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
+  return ::send(socket, bytes, size, 0);
+}
+
+std::int32_t shutdown(SOCKET socket, std::int32_t how) {
+  return ::shutdown(socket, how);
+}
+
+std::int32_t closesocket(SOCKET socket) {
+  return ::closesocket(socket);
+}
+
+std::uint16_t htons(std::uint16_t port) {
+  return ::htons(port);
+}
+
+std::uint32_t inet_addr(const char* text) {
+  return ::inet_addr(text);
+}
+
+}  // namespace platform

@@ -1,0 +1,72 @@
+#include "platform/threading.h"
+
+#include <memory>
+
+#include "platform/interception.h"
+#include "platform/win32/native.h"
+
+namespace platform {
+namespace {
+
+using win32::toNative;
+using win32::toSeam;
+
+/// What a new thread is to call, between the seam's form of a function and Windows'.
+struct Call {
+  std::uint32_t (*function)(void*);
+  void* argument;
+};
+
+DWORD WINAPI runCall(LPVOID pointer) {
+  const std::unique_ptr<Call> call(static_cast<Call*>(pointer));
+  return call->function(call->argument);
+}
+
+}  // namespace
+
+HANDLE CreateEventA(bool manualReset, bool initialState) {
+  if (intercepted("CreateEventA")) {
+    return 0;
+  }
+  return toSeam(::CreateEventA(nullptr, manualReset, initialState, nullptr));
+}
+
+bool SetEvent(HANDLE event) {
+  return !intercepted("SetEvent") && ::SetEvent(toNative(event));
+}
+
+std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
+  if (intercepted("WaitForSingleObject", milliseconds)) {
+    return WAIT_FAILED;
+  }
+  return ::WaitForSingleObject(toNative(handle), milliseconds);
+}
+
+HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
+  if (intercepted("CreateThread")) {
+    return 0;
+  }
+  auto call = std::make_unique<Call>(Call{function, argument});
+  const ::HANDLE thread = ::CreateThread(nullptr, 0, runCall, call.get(), 0, nullptr);
+  if (thread != nullptr) {
+    call.release();
+  }
+  return toSeam(thread);
+}
+
+bool CloseHandle(HANDLE handle) {
+  return handle != 0 && ::CloseHandle(toNative(handle));
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  ::Sleep(milliseconds);
+}
+
+std::uint32_t GetLastError() {
+  return ::GetLastError();
+}
+void SetLastError(std::uint32_t code) {
+  ::SetLastError(code);
+}
+
+}  // namespace platform

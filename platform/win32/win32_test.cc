@@ -1,0 +1,76 @@
+#include "platform/host.h"
+#include "platform/program.h"
+#include "tests/world_test.h"
+// Behind the seam's headers.
+#include "platform/win32/native.h"
+
+namespace platform {
+namespace {
+
+using Win32Test = kv500::WorldTest;
+
+TEST_F(Win32Test, TextFilesOfEveryNameAreSharedAndAppendedTo) {
+  const auto odd = folder / u"\u00dcbung \u0141\u00f3d\u017a \u8aad";
+  std::filesystem::create_directory(odd);
+  const std::u16string path = (odd / "log.txt").u16string();
+  AppendStream first;
+  AppendStream second;
+  first.open(path);
+  second.open(path);
+  first.write("one\n");
+  second.write("two\n");
+  first.write("three\n");
+  EXPECT_EQ(std::filesystem::file_size(odd / "log.txt"), 5u + 5u + 7u);
+  std::string content;
+  EXPECT_TRUE(readTextFile(path, content));
+  EXPECT_EQ(content, "one\ntwo\nthree\n");
+}
+
+TEST_F(Win32Test, WhatIsNoTextFileIsRefused) {
+  writeFile("large", std::string((1 << 20) + 1, 'x'));
+  std::string content = "as before";
+  for (const std::u16string& path :
+       {folder.u16string(), (folder / "absent").u16string(), (folder / "large").u16string(),
+        std::u16string(u"NUL"), std::u16string(u"CON")}) {
+    EXPECT_FALSE(readTextFile(path, content)) << std::string(path.begin(), path.end());
+  }
+  EXPECT_EQ(content, "as before");
+  AppendStream nowhere;
+  nowhere.open(folder.u16string());
+  nowhere.write("dropped\n");
+}
+
+TEST_F(Win32Test, AProgramIsStartedWithoutHandlesOfThisOne) {
+  // A pipe whose other end would stay open for as long as a program that has inherited it.
+  ::HANDLE reading = nullptr;
+  ::HANDLE writing = nullptr;
+  ::SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+  ASSERT_TRUE(::CreatePipe(&reading, &writing, &inheritable, 0));
+  EXPECT_TRUE(host::startProgram("\"cmd.exe\" \"/c ping -n 4 127.0.0.1\""));
+  EXPECT_FALSE(host::startProgram("\"no such program.exe\""));
+  EXPECT_FALSE(host::startProgram(""));
+  ::CloseHandle(writing);
+  char byte = 0;
+  DWORD length = 0;
+  const auto before = ::GetTickCount64();
+  EXPECT_FALSE(::ReadFile(reading, &byte, 1, &length, nullptr));
+  EXPECT_LT(::GetTickCount64() - before, 1000u);
+  ::CloseHandle(reading);
+}
+
+TEST_F(Win32Test, ANamedMutexIsKnownByItsName) {
+  const std::string name = "kv500_test_" + host::processId();
+  SetLastError(0);
+  const HANDLE first = host::createNamedMutex(name);
+  EXPECT_NE(first, 0u);
+  EXPECT_EQ(GetLastError(), 0u);
+  const HANDLE second = host::createNamedMutex(name);
+  EXPECT_NE(second, 0u);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
+  EXPECT_TRUE(CloseHandle(first));
+  EXPECT_TRUE(CloseHandle(second));
+  EXPECT_FALSE(CloseHandle(0));
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,50 @@
+#include "platform/service_control.h"
+
+#include "platform/win32/native.h"
+
+namespace platform {
+namespace {
+
+// Windows calls with a calling convention and types of its own. Each is set before Windows can
+// call.
+ServiceMainFunction serviceMain = nullptr;
+ServiceHandlerFunction serviceHandler = nullptr;
+
+void WINAPI callServiceMain(DWORD count, LPWSTR* arguments) {
+  serviceMain(count, reinterpret_cast<char16_t**>(arguments));
+}
+
+void WINAPI callServiceHandler(DWORD control) {
+  serviceHandler(control);
+}
+
+}  // namespace
+
+bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
+  serviceMain = table->lpServiceProc;
+  std::u16string name = table->lpServiceName;
+  const ::SERVICE_TABLE_ENTRYW native[] = {{win32::toNative(name.data()), callServiceMain},
+                                           {nullptr, nullptr}};
+  return ::StartServiceCtrlDispatcherW(native);
+}
+
+SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const char16_t* name,
+                                                  ServiceHandlerFunction handler) {
+  serviceHandler = handler;
+  return reinterpret_cast<SERVICE_STATUS_HANDLE>(
+      ::RegisterServiceCtrlHandlerW(win32::toNative(name), callServiceHandler));
+}
+
+bool SetServiceStatus(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status) {
+  ::SERVICE_STATUS native{};
+  native.dwServiceType = status.dwServiceType;
+  native.dwCurrentState = status.dwCurrentState;
+  native.dwControlsAccepted = status.dwControlsAccepted;
+  native.dwWin32ExitCode = status.dwWin32ExitCode;
+  native.dwServiceSpecificExitCode = status.dwServiceSpecificExitCode;
+  native.dwCheckPoint = status.dwCheckPoint;
+  native.dwWaitHint = status.dwWaitHint;
+  return ::SetServiceStatus(reinterpret_cast<::SERVICE_STATUS_HANDLE>(handle), &native);
+}
+
+}  // namespace platform

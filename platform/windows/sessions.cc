@@ -1,0 +1,87 @@
+#include "platform/sessions.h"
+
+#include <algorithm>
+#include <new>
+
+#include "platform/win32/native.h"
+// Both need windows.h.
+#include <userenv.h>
+#include <wtsapi32.h>
+
+namespace platform {
+
+using win32::toNative;
+using win32::toSeam;
+
+bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
+  ::WTS_SESSION_INFOA* native = nullptr;
+  DWORD nativeCount = 0;
+  if (!::WTSEnumerateSessionsA(WTS_CURRENT_SERVER_HANDLE, 0, 1, &native, &nativeCount)) {
+    return false;
+  }
+  auto* const list = new (std::nothrow) WTS_SESSION_INFOA[nativeCount];
+  if (list != nullptr) {
+    std::transform(native, native + nativeCount, list, [](const ::WTS_SESSION_INFOA& entry) {
+      return WTS_SESSION_INFOA{entry.SessionId, static_cast<std::uint32_t>(entry.State)};
+    });
+    sessions = list;
+    count = nativeCount;
+  }
+  ::WTSFreeMemory(native);
+  return list != nullptr;
+}
+
+void WTSFreeMemory(WTS_SESSION_INFOA* sessions) {
+  delete[] sessions;
+}
+
+bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,
+                     const char16_t* message, std::uint32_t messageLength, std::uint32_t style,
+                     std::uint32_t timeoutSeconds, std::uint32_t& response, bool wait) {
+  // The operation takes writable texts and doesn't write to them.
+  DWORD answer = 0;
+  const bool shown = ::WTSSendMessageW(
+      WTS_CURRENT_SERVER_HANDLE, session, const_cast<wchar_t*>(toNative(title)), titleLength,
+      const_cast<wchar_t*>(toNative(message)), messageLength, style, timeoutSeconds, &answer, wait);
+  response = answer;
+  return shown;
+}
+
+bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
+  ::HANDLE native = nullptr;
+  const bool found = ::WTSQueryUserToken(session, &native);
+  token = toSeam(native);
+  return found;
+}
+
+bool DuplicateTokenEx(HANDLE token, std::uint32_t access, std::uint32_t impersonationLevel,
+                      std::uint32_t tokenType, HANDLE& duplicate) {
+  ::HANDLE native = nullptr;
+  const bool made =
+      ::DuplicateTokenEx(toNative(token), access, nullptr,
+                         static_cast<::SECURITY_IMPERSONATION_LEVEL>(impersonationLevel),
+                         static_cast<::TOKEN_TYPE>(tokenType), &native);
+  duplicate = toSeam(native);
+  return made;
+}
+
+bool CreateEnvironmentBlock(void*& environment, HANDLE token) {
+  return ::CreateEnvironmentBlock(&environment, toNative(token), FALSE);
+}
+void DestroyEnvironmentBlock(void* environment) {
+  ::DestroyEnvironmentBlock(environment);
+}
+
+bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t creationFlags,
+                          void* environment, PROCESS_INFORMATION& process) {
+  ::STARTUPINFOA startup{};
+  startup.cb = sizeof(startup);
+  ::PROCESS_INFORMATION native{};
+  const bool started =
+      ::CreateProcessAsUserA(toNative(token), nullptr, commandLine.data(), nullptr, nullptr, FALSE,
+                             creationFlags, environment, nullptr, &startup, &native);
+  process = {toSeam(native.hProcess), toSeam(native.hThread)};
+  return started;
+}
+
+}  // namespace platform

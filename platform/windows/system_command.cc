@@ -1,0 +1,73 @@
+#include <string>
+#include <vector>
+
+#include "platform/command_line.h"
+#include "platform/program.h"
+#include "platform/win32/native.h"
+
+namespace platform {
+namespace {
+
+/// The path of a program in Windows' own folder. Empty if that can't be told.
+std::u16string systemProgram(const std::string& name) {
+  std::u16string path(MAX_PATH, u'\0');
+  const UINT length =
+      ::GetSystemDirectoryW(win32::toNative(path.data()), static_cast<UINT>(path.size()));
+  if (length == 0 || length >= path.size()) {
+    return {};
+  }
+  path.resize(length);
+  path += pathSeparator;
+  path.append(name.begin(), name.end());
+  return path + u".exe";
+}
+
+/// Whether a service runs. False too if it can't be asked.
+bool isServiceRunning(const std::string& name) {
+  const SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
+  const SC_HANDLE service =
+      manager == nullptr ? nullptr : ::OpenServiceA(manager, name.c_str(), SERVICE_QUERY_STATUS);
+  ::SERVICE_STATUS status{};
+  const bool asked = service != nullptr && ::QueryServiceStatus(service, &status);
+  for (const SC_HANDLE handle : {service, manager}) {
+    if (handle != nullptr) {
+      ::CloseServiceHandle(handle);
+    }
+  }
+  return asked && status.dwCurrentState == SERVICE_RUNNING;
+}
+
+/// Runs a program of Windows without a window and gives its exit code, 1 if it can't be started.
+DWORD run(const std::u16string& program, const char* command) {
+  ::STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  ::PROCESS_INFORMATION process{};
+  std::u16string commandLine(command, command + std::char_traits<char>::length(command));
+  if (!::CreateProcessW(win32::toNative(program.c_str()), win32::toNative(commandLine.data()),
+                        nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+                        &process)) {
+    return 1;
+  }
+  // No limit of ours: "net" gives up by itself when a service doesn't start.
+  ::WaitForSingleObject(process.hProcess, INFINITE);
+  DWORD exitCode = 1;
+  ::GetExitCodeProcess(process.hProcess, &exitCode);
+  ::CloseHandle(process.hThread);
+  ::CloseHandle(process.hProcess);
+  return exitCode;
+}
+
+}  // namespace
+
+std::int32_t system(const char* command) {
+  const std::vector<std::string> words = splitCommandLine(command);
+  const std::u16string program = words.empty() ? std::u16string() : systemProgram(words.front());
+  if (program.empty() || run(program, command) != 0) {
+    // "net start" fails for a service that runs. Windows starts the smart-card service itself when
+    // a reader is plugged in, so that it can be there before us.
+    return !words.empty() && isServiceRunning(words.back()) ? 0 : 1;
+  }
+  return 0;
+}
+
+}  // namespace platform

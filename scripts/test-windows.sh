@@ -1,0 +1,9 @@
+#!/bin/sh
+# Builds the Windows programs and tries them under Wine.
+set -eu
+cd "$(dirname "$0")/.."
+scripts/install.sh windows windows-installer windows-test
+scripts/windows-dependencies.sh
+cmake --preset windows >/dev/null
+cmake --build build/windows
+ctest --test-dir build/windows -L windows --output-on-failure

@@ -1,0 +1,90 @@
+"""The service with a service manager: start, answers, stop, and what goes wrong around it."""
+import os
+import socket
+import subprocess
+import unittest
+
+from wine import WINE, Service, Windows, wait_until
+
+START = "### Service started! ###"
+windows = Windows()
+
+
+class ServiceTest(unittest.TestCase):
+    folder = "Program Files/KV500"
+
+    def setUp(self):
+        # A folder of its own for each test.
+        self.service = Service(windows, f"{self.folder} {self._testMethodName}")
+        self.service.create()
+        self.addCleanup(self.service.delete)
+        self.addCleanup(self.end)
+
+    def end(self):
+        if windows.service_state("KV500Service") == "RUNNING":
+            self.service.stop()
+        wait_until(self.service.is_gone, "end of the process")
+
+    def start(self):
+        self.service.start()
+        self.service.wait_for(b'"status": "RUNNING"')
+
+
+class InItsFolder(ServiceTest):
+    # Umlauts, a blank, and letters that no code page has together.
+    folder = "Prögramme Łódź 読/KV500"
+
+    def test_start_and_stop(self):
+        self.service.configure("AllowOrigin=https://übung.example")
+        self.assertEqual(windows.service_state("KV500Service"), "STOPPED")
+        self.start()
+        self.assertEqual(windows.service_state("KV500Service"), "RUNNING")
+        self.assertEqual(self.service.ask("status"),
+                         b'{\n"action": "status",\n"status": "RUNNING",\n'
+                         b'"message": "USB_device_not_found",\n"serv_version": 97\n}\n')
+        # Its exit code tells nothing: the process may be gone before Wine's "net" has its answer.
+        self.service.stop()
+        wait_until(self.service.is_gone, "end of the process")
+        _, state = windows.run("sc", "query", "KV500Service")
+        self.assertRegex(state, r"STATE\s*: 1  STOPPED\s+WIN32_EXIT_CODE\s*: 0 ")
+        self.assertEqual(self.service.log(), [START])
+        # The port is free at once, and the log goes on.
+        self.start()
+        self.assertEqual(self.service.log(), [START] * 2)
+
+    def test_second_instance_and_start_by_hand(self):
+        # By hand, with nobody logged on who could read the box.
+        self.assertEqual(windows.run(self.service.program)[0], 1)
+        self.assertEqual(self.service.log(), [START])
+        self.start()
+        self.assertEqual(windows.run(self.service.program)[0], 1)
+        self.assertEqual(self.service.log(), [START] * 3)
+        self.assertIn(b"RUNNING", self.service.ask("status"), "the first one lives on")
+
+    def test_bad_configuration(self):
+        (self.service.folder / "config.txt").write_bytes(
+            f"Port={self.service.port}\r\nCallBrowser=ja\r\n".encode())
+        self.start()
+        self.assertEqual(self.service.log(), [START, "Invalid value for 'CallBrowser' in config.txt!"])
+
+
+class Troubles(ServiceTest):
+    def test_port_taken(self):
+        with socket.socket() as other:
+            other.bind(("127.0.0.1", self.service.port))
+            other.listen()
+            self.service.start()
+            wait_until(self.service.is_gone, "end of the process")
+        self.assertEqual(self.service.log(), [START, "Could not open port"])
+
+    def test_folder_that_cannot_be_written(self):
+        # As a file system that can't be written, for root too.
+        log = self.service.folder / "log.txt"
+        log.mkdir()
+        self.start()
+        self.assertEqual(os.listdir(log), [])
+        self.assertIn(b"RUNNING", self.service.ask("status"))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,120 @@
+// The smart-card library of Windows, in the shape of the simulated world: put into the system
+// folder of a test machine it gives the real service a reader and cards.
+//
+// The world is told what to do through a text file that only grows, each line a command of the
+// simulator. Each process carries out all of its lines, so that all of them see one world.
+#include <fstream>
+#include <mutex>
+#include <string>
+
+#include "platform/simulated/world.h"
+#include "platform/smartcard.h"
+#include "simulator/commands.h"
+// Declares what is exported here; see winscard.def.
+#include <winscard.h>
+#include "platform/win32/native.h"
+
+namespace {
+
+using platform::SCARDCONTEXT;
+
+/// Catches up with the commands. Called before each look at the world.
+void followCommands() {
+  static std::mutex lock;
+  static std::streamoff position = 0;
+  const std::lock_guard guard(lock);
+  std::ifstream commands("C:\\kv500-world.txt", std::ios::binary);
+  commands.seekg(position);
+  std::string line;
+  // A line that has no end yet is left for the next time.
+  while (std::getline(commands, line) && !commands.eof()) {
+    position += static_cast<std::streamoff>(line.size() + 1);
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+    simulator::runCommand(line);
+  }
+}
+
+template <typename Call>
+LONG inWorld(Call call) {
+  followCommands();
+  return static_cast<LONG>(call());
+}
+
+/// Hands a length in and out as the seam's type.
+template <typename Call>
+LONG inWorld(DWORD* length, Call call) {
+  followCommands();
+  std::uint32_t seamLength = *length;
+  const auto result = static_cast<LONG>(call(seamLength));
+  *length = seamLength;
+  return result;
+}
+
+}  // namespace
+
+extern "C" {
+
+LONG WINAPI SCardEstablishContext(DWORD scope, LPCVOID, LPCVOID, LPSCARDCONTEXT context) {
+  return inWorld([&] {
+    std::uint64_t made = 0;
+    const auto result = platform::SCardEstablishContext(scope, made);
+    *context = made;
+    return result;
+  });
+}
+
+LONG WINAPI SCardReleaseContext(::SCARDCONTEXT context) {
+  return inWorld([&] { return platform::SCardReleaseContext(context); });
+}
+
+LONG WINAPI SCardListReadersA(::SCARDCONTEXT context, LPCSTR, LPSTR readers, LPDWORD length) {
+  return inWorld(length, [&](std::uint32_t& seamLength) {
+    return platform::SCardListReadersA(context, readers, seamLength);
+  });
+}
+
+LONG WINAPI SCardConnectA(::SCARDCONTEXT context, LPCSTR reader, DWORD share, DWORD preferred,
+                          LPSCARDHANDLE card, LPDWORD active) {
+  return inWorld([&] {
+    std::uint64_t made = 0;
+    std::uint32_t protocol = 0;
+    const auto result = platform::SCardConnectA(context, reader, share, preferred, made, protocol);
+    *card = made;
+    *active = protocol;
+    return result;
+  });
+}
+
+LONG WINAPI SCardDisconnect(::SCARDHANDLE card, DWORD disposition) {
+  return inWorld([&] { return platform::SCardDisconnect(card, disposition); });
+}
+
+LONG WINAPI SCardStatusA(::SCARDHANDLE card, LPSTR, LPDWORD, LPDWORD state, LPDWORD protocol,
+                         LPBYTE atr, LPDWORD atrLength) {
+  return inWorld(atrLength, [&](std::uint32_t& seamLength) {
+    std::uint32_t seamState = 0;
+    const auto result = platform::SCardStatusA(card, seamState, atr, seamLength);
+    *state = seamState;
+    *protocol = SCARD_PROTOCOL_T1;
+    return result;
+  });
+}
+
+LONG WINAPI SCardTransmit(::SCARDHANDLE card, LPCSCARD_IO_REQUEST protocol, LPCBYTE send,
+                          DWORD sendLength, LPSCARD_IO_REQUEST, LPBYTE receive,
+                          LPDWORD receiveLength) {
+  return inWorld(receiveLength, [&](std::uint32_t& seamLength) {
+    const platform::SCARD_IO_REQUEST request{protocol->dwProtocol, protocol->cbPciLength};
+    return platform::SCardTransmit(card, request, send, sendLength, receive, seamLength);
+  });
+}
+
+LONG WINAPI SCardGetAttrib(::SCARDHANDLE card, DWORD attribute, LPBYTE value, LPDWORD length) {
+  return inWorld(length, [&](std::uint32_t& seamLength) {
+    return platform::SCardGetAttrib(card, attribute, value, seamLength);
+  });
+}
+
+}  // extern "C"
