@@ -26,7 +26,11 @@ std::string withoutExpansion(const std::string& argument) {
 
 Arguments throughServiceManager(const std::vector<std::string>& environment,
                                 const Arguments& arguments, const std::string& mode) {
-  Arguments result{"systemd-run", "--user", "--quiet", "--collect", mode};
+  // Without a description of its own the manager would write the whole command line to the journal,
+  // the insured person's id in it.
+  Arguments result{"systemd-run", "--user",
+                   "--quiet",     "--collect",
+                   mode,          "--description=Started by the KV500 card reader service"};
   for (const std::string& variable : environment) {
     result.push_back("--setenv=" + variable);
   }

@@ -139,7 +139,10 @@ class SessionTest(unittest.TestCase):
         self.machine.insert("mustermann")
         request = self.started("systemd-run")
         arguments = request["arguments"]
-        self.assertEqual(arguments[:4], ["--user", "--quiet", "--collect", "--no-block"])
+        # The description is what the journal gets, instead of the address with the id.
+        self.assertEqual(arguments[:5],
+                         ["--user", "--quiet", "--collect", "--no-block",
+                          "--description=Started by the KV500 card reader service"])
         self.assertIn("--setenv=DISPLAY=:99", arguments)
         self.assertEqual(arguments[arguments.index("--") + 1:],
                          [str(self.machine.bin / "browser"),
