@@ -2,6 +2,7 @@
 #ifndef KV500_PLATFORM_HOST_H
 #define KV500_PLATFORM_HOST_H
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -18,6 +19,9 @@ bool startProgram(const std::string& commandLine);
 
 /// The full path of the running program, as platform::GetModuleFileNameW gives it.
 std::u16string programPath();
+
+/// Milliseconds since the process started, whatever the clock on the wall does. Any thread.
+std::int64_t elapsedMilliseconds();
 
 /// The number of this process.
 std::string processId();

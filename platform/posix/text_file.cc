@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstddef>
 
+#include "platform/line_ends.h"
 #include "platform/posix/path_text.h"
 #include "platform/program.h"
 
@@ -53,13 +54,7 @@ bool readTextFile(const std::u16string& path, std::string& content) {
   if (raw.size() > largestTextFile) {
     return false;
   }
-  content.clear();
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    const bool beforeLineFeed = i + 1 < raw.size() && raw[i + 1] == '\n';
-    if (raw[i] != '\r' || !beforeLineFeed) {
-      content += raw[i];
-    }
-  }
+  content = fromStored(raw);
   return true;
 }
 
@@ -79,10 +74,7 @@ void AppendStream::write(const std::string& text) {
   if (file_ < 0) {
     return;
   }
-  std::string stored;
-  for (const char c : text) {
-    stored.append(c == '\n' ? "\r\n" : std::string(1, c));
-  }
+  const std::string stored = toStored(text);
   std::size_t offset = 0;
   while (offset < stored.size()) {
     const auto taken =

@@ -1,6 +1,5 @@
 #include "platform/program.h"
 
-#include <chrono>
 #include <cstdlib>
 
 #include "platform/host.h"
@@ -12,8 +11,6 @@ namespace {
 
 using simulated::world;
 
-const auto processStart = std::chrono::steady_clock::now();
-
 }  // namespace
 
 std::u16string GetModuleFileNameW() {
@@ -22,8 +19,7 @@ std::u16string GetModuleFileNameW() {
 
 std::int64_t clock() {
   const std::int64_t set = world().clockTime;
-  const auto elapsed = std::chrono::steady_clock::now() - processStart;
-  return set != -1 ? set : std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
+  return set != -1 ? set : host::elapsedMilliseconds();
 }
 
 std::int64_t _time64() {

@@ -1,5 +1,6 @@
 #include <cstddef>
 
+#include "platform/line_ends.h"
 #include "platform/program.h"
 #include "platform/win32/native.h"
 
@@ -49,13 +50,7 @@ bool readTextFile(const std::u16string& path, std::string& content) {
   if (raw.size() > largestTextFile) {
     return false;
   }
-  content.clear();
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    const bool beforeLineFeed = i + 1 < raw.size() && raw[i + 1] == '\n';
-    if (raw[i] != '\r' || !beforeLineFeed) {
-      content += raw[i];
-    }
-  }
+  content = fromStored(raw);
   return true;
 }
 
@@ -76,10 +71,7 @@ void AppendStream::write(const std::string& text) {
   if (file == INVALID_HANDLE_VALUE) {
     return;
   }
-  std::string stored;
-  for (const char c : text) {
-    stored.append(c == '\n' ? "\r\n" : std::string(1, c));
-  }
+  const std::string stored = toStored(text);
   std::size_t offset = 0;
   while (offset < stored.size()) {
     DWORD taken = 0;

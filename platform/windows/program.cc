@@ -1,6 +1,5 @@
 #include "platform/program.h"
 
-#include <chrono>
 #include <cstdlib>
 
 #include "platform/host.h"
@@ -8,8 +7,6 @@
 
 namespace platform {
 namespace {
-
-const auto processStart = std::chrono::steady_clock::now();
 
 /// Before `main`, and so before any library is loaded beyond those that the program is linked with:
 /// Windows' own folder is searched, the program's folder and the working directory are not.
@@ -22,8 +19,7 @@ std::u16string GetModuleFileNameW() {
 }
 
 std::int64_t clock() {
-  const auto elapsed = std::chrono::steady_clock::now() - processStart;
-  return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
+  return host::elapsedMilliseconds();
 }
 
 std::int64_t _time64() {
