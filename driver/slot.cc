@@ -16,6 +16,7 @@ Slot::State Slot::look() {
   std::error_code error;
   if (!std::filesystem::is_directory(folder_, error)) {
     card_.reset();
+    powered_ = false;
     inserted_.reset();
     return State::Gone;
   }

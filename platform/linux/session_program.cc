@@ -24,15 +24,32 @@ std::string withoutExpansion(const std::string& argument) {
   return result;
 }
 
+/// What the manager takes as the name of a variable. Shells export functions under other names.
+bool isVariableName(const std::string& name) {
+  constexpr const char* allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789";
+  return !name.empty() && (name[0] < '0' || name[0] > '9') &&
+         name.find_first_not_of(allowed) == std::string::npos;
+}
+
 Arguments throughServiceManager(const std::vector<std::string>& environment,
                                 const Arguments& arguments, const std::string& mode) {
-  // Without a description of its own the manager would write the whole command line to the journal,
-  // the insured person's id in it.
-  Arguments result{"systemd-run", "--user",
-                   "--quiet",     "--collect",
-                   mode,          "--description=Started by the KV500 card reader service"};
+  // The journal must not learn the command line, with the insured person's id in it: not from a
+  // description, which is the command line unless there is another, and not from what the program
+  // writes, to which the journal adds the command line of its own accord.
+  Arguments result{"systemd-run",
+                   "--user",
+                   "--quiet",
+                   "--collect",
+                   mode,
+                   "--description=Started by the KV500 card reader service",
+                   "--property=StandardOutput=null",
+                   "--property=StandardError=null"};
   for (const std::string& variable : environment) {
-    result.push_back("--setenv=" + variable);
+    // By name alone: the value is in the environment, which others can't read as they can arguments.
+    const std::string name = variable.substr(0, variable.find('='));
+    if (isVariableName(name)) {
+      result.push_back("--setenv=" + name);
+    }
   }
   result.push_back("--");
   for (const std::string& argument : arguments) {

@@ -7,6 +7,7 @@
 #include <systemd/sd-login.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,9 +48,11 @@ std::vector<::gid_t> groupsOf(const std::string& name, ::gid_t group) {
   // It tells the number that it needs if that is more.
   if (::getgrouplist(name.c_str(), group, groups.data(), &count) < 0 && count <= mostGroups) {
     groups.resize(static_cast<std::size_t>(count));
-    ::getgrouplist(name.c_str(), group, groups.data(), &count);
+    if (::getgrouplist(name.c_str(), group, groups.data(), &count) < 0) {
+      return {group};  // The list has grown meanwhile; no group is better than a wrong one.
+    }
   }
-  groups.resize(static_cast<std::size_t>(count));
+  groups.resize(std::min(static_cast<std::size_t>(count), groups.size()));
   return groups;
 }
 

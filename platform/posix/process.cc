@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ constexpr const char* defaultPath = "/usr/local/bin:/usr/bin:/bin";
 constexpr std::chrono::milliseconds shortestPause{5};
 constexpr std::chrono::milliseconds longestPause{250};
 constexpr int reportDescriptor = 3;
+constexpr int startLimit = 10'000;  // Milliseconds.
 
 std::string valueOf(const std::vector<std::string>& environment, const std::string& name) {
   for (const std::string& entry : environment) {
@@ -166,12 +168,16 @@ std::optional<::pid_t> startProcess(const ProcessStart& start) {
     runChild(preparation, report[1]);
   }
   ::close(report[1]);
-  // The pipe ends without a byte as soon as the program runs.
+  // The pipe ends without a byte as soon as the program runs. The way there may lead through a file
+  // system that does not answer, which must not hold up whoever waits here.
   char failed = 0;
-  const bool runs = child > 0 && ::read(report[0], &failed, sizeof(failed)) == 0;
+  ::pollfd entry{report[0], POLLIN, 0};
+  const bool runs = child > 0 && ::poll(&entry, 1, startLimit) == 1 &&
+                    ::read(report[0], &failed, sizeof(failed)) == 0;
   ::close(report[0]);
   if (child > 0 && !runs) {
-    ::waitpid(child, nullptr, 0);  // On its way out.
+    ::kill(child, SIGKILL);  // On its way out, unless it is stuck.
+    collectLater(child);
   }
   return runs ? std::optional(child) : std::nullopt;
 }
@@ -187,7 +193,8 @@ void collectLater(::pid_t process) {
 int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
   auto pause = shortestPause;
   int status = 0;
-  while (::waitpid(process, &status, WNOHANG) == 0) {
+  ::pid_t ended = 0;
+  while ((ended = ::waitpid(process, &status, WNOHANG)) == 0) {
     if (!goOn()) {
       ::kill(process, SIGKILL);
       collectLater(process);
@@ -196,7 +203,7 @@ int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, longestPause);
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return ended == process && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 int waitForProcess(::pid_t process, std::chrono::milliseconds limit) {

@@ -22,8 +22,8 @@ std::u16string systemProgram(const std::string& name) {
   return path + u".exe";
 }
 
-/// Whether a service runs. False too if it can't be asked.
-bool isServiceRunning(const std::string& name) {
+/// Whether a service runs, or is on its way there or back. False too if it can't be asked.
+bool isServiceAlive(const std::string& name) {
   const SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
   const SC_HANDLE service =
       manager == nullptr ? nullptr : ::OpenServiceA(manager, name.c_str(), SERVICE_QUERY_STATUS);
@@ -34,7 +34,7 @@ bool isServiceRunning(const std::string& name) {
       ::CloseServiceHandle(handle);
     }
   }
-  return asked && status.dwCurrentState == SERVICE_RUNNING;
+  return asked && status.dwCurrentState != SERVICE_STOPPED;
 }
 
 /// Runs a program of Windows without a window and gives its exit code, 1 if it can't be started.
@@ -63,9 +63,10 @@ std::int32_t system(const char* command) {
   const std::vector<std::string> words = splitCommandLine(command);
   const std::u16string program = words.empty() ? std::u16string() : systemProgram(words.front());
   if (program.empty() || run(program, command) != 0) {
-    // "net start" fails for a service that runs. Windows starts the smart-card service itself when
-    // a reader is plugged in, so that it can be there before us.
-    return !words.empty() && isServiceRunning(words.back()) ? 0 : 1;
+    // "net start" fails for a service that is not at rest. Windows starts and stops the smart-card
+    // service itself as readers come and go, so that it may be running, or about to; the caller
+    // tries again in a second.
+    return !words.empty() && isServiceAlive(words.back()) ? 0 : 1;
   }
   return 0;
 }
