@@ -36,7 +36,7 @@
  * @property {KV500Error} [error] With `failed`.
  */
 
-/** What a call rejects with. The subclasses tell the failures apart, and so does `code`. */
+/** What a call rejects with. */
 export class KV500Error extends Error {
   /**
    * @param {string} code
@@ -63,7 +63,7 @@ export class ServiceNotRunningError extends KV500Error {
   }
 }
 
-/** Somebody told the browser to keep this page from the local machine. */
+/** Somebody denied this page the local machine. */
 export class PermissionDeniedError extends KV500Error {
   constructor() {
     super(
@@ -74,7 +74,7 @@ export class PermissionDeniedError extends KV500Error {
   }
 }
 
-/** The browser's question has no answer yet. */
+/** The browser's question is open. */
 export class PermissionNotAskedError extends KV500Error {
   constructor() {
     super(
@@ -85,7 +85,7 @@ export class PermissionNotAskedError extends KV500Error {
   }
 }
 
-/** Of a page that came by plain HTTP the browser does not even ask. */
+/** By plain HTTP the browser does not even ask. */
 export class InsecurePageError extends KV500Error {
   constructor(cause) {
     super(
@@ -109,7 +109,7 @@ export class OriginNotAllowedError extends KV500Error {
   }
 }
 
-/** The service is there and closed the connection without an answer, each time. */
+/** The service closed the connection without an answer, each time. */
 export class NoAnswerError extends KV500Error {
   constructor(tries, cause) {
     super(
@@ -122,7 +122,7 @@ export class NoAnswerError extends KV500Error {
   }
 }
 
-/** Quotation marks, backslashes or line ends on the card broke the JSON. `text` is what came. */
+/** Characters on the card broke the JSON. `text` is what came. */
 export class BrokenJsonError extends KV500Error {
   constructor(text, cause) {
     super(
@@ -153,7 +153,7 @@ const actionTexts = {
   close: 'No card is in the reader: there is nothing to close.',
 };
 
-/** The service answered with the status "ERROR". `action` and `answer` say to what and how. */
+/** The service answered with the status "ERROR". */
 export class ActionError extends KV500Error {
   constructor(answer) {
     const { action } = answer;
@@ -185,11 +185,14 @@ export class AbortedError extends KV500Error {
 
 const decoder = new TextDecoder('iso-8859-15');
 const shortestInterval = 250; // Milliseconds; the service itself looks at the card no more often.
-// Milliseconds after which it is a person who keeps the page waiting: refusing a connection, which
-// comes before the browser's question, takes up to two seconds (on Windows).
+// Milliseconds after which it is a person who keeps the page waiting: refusing a connection takes up
+// to two seconds (on Windows).
 const longestRefusal = 3000;
+// Failures that look alike from one request to the next.
+const silent = ['not-running', 'no-answer', 'origin-not-allowed'];
+const longestTimer = 2 ** 31 - 1; // With more, timers fire at once.
 
-/** What a `status` or `read` answer says of reader and card. */
+/** What an answer says of reader and card. */
 export function stateOf(answer) {
   const { deviceStatus, CardPresence, SerialNumber } = Object(answer.message);
   return {
@@ -231,7 +234,7 @@ export function parseRepeated(text) {
   return value();
 }
 
-/** Resolves after the time, or at once when the signal aborts; listeners are taken off. */
+/** Resolves after the time, or at once when the signal aborts. */
 function pause(milliseconds, signal) {
   return new Promise((resolve) => {
     const end = () => {
@@ -239,7 +242,7 @@ function pause(milliseconds, signal) {
       signal.removeEventListener('abort', end);
       resolve();
     };
-    const timer = setTimeout(end, milliseconds);
+    const timer = setTimeout(end, Math.min(milliseconds, longestTimer));
     signal.addEventListener('abort', end);
     if (signal.aborted) end();
   });
@@ -261,14 +264,14 @@ function visible(signal) {
   });
 }
 
-/** No page at all, or one of this machine: no browser stands in its way. */
+/** No page, or one of this machine: no browser stands in its way. */
 function isLocal(page) {
   return !page || /^(|(.*\.)?localhost|127(\.\d+){3}|\[::1\])$/.test(page.hostname);
 }
 
 /** "granted", "denied", "prompt", or undefined where the browser knows no such permission. */
 async function loopbackPermission() {
-  // The newer name first; the older one stood for the whole local network.
+  // The newer name first.
   for (const name of ['loopback-network', 'local-network-access']) {
     try {
       return (await navigator.permissions.query({ name: /** @type {any} */ (name) })).state;
@@ -339,7 +342,9 @@ export class KV500 {
     let last = { reader: false, card: false };
     let error;
     let answered = false;
+    let failures = 0; // In a row.
     const fail = (failure) => {
+      last = { reader: false, card: false };
       if (failure.code !== error?.code) tell({ type: 'failed', error: failure });
       error = failure;
       answered = false;
@@ -349,7 +354,7 @@ export class KV500 {
       try {
         callback(event);
       } catch (fault) {
-        // The caller's fault is the caller's to see.
+        // The caller's to see.
         queueMicrotask(() => {
           throw fault;
         });
@@ -360,12 +365,12 @@ export class KV500 {
       if (signal.aborted) return;
       let status;
       let underWay = true;
-      // The browser's question keeps the poll waiting; whoever shows something should not wait, too.
+      // The browser's question keeps the poll waiting, but not the page.
       const hint = setTimeout(async () => {
         if ((await this.#isAsking()) && underWay) fail(new PermissionNotAskedError());
       }, longestRefusal);
       try {
-        status = await this.#poll(signal, error);
+        status = await this.#poll(signal, failures++ % 10 ? error : undefined);
       } catch (failure) {
         fail(failure);
       }
@@ -373,6 +378,7 @@ export class KV500 {
       clearTimeout(hint);
       if (status) {
         error = undefined;
+        failures = 0;
         const now = stateOf(status);
         if (!answered) tell({ type: 'ready', status });
         answered = true;
@@ -385,7 +391,7 @@ export class KV500 {
     }
   }
 
-  /** One request; only the first failure, with no `lastError` before it, is looked into by more. */
+  /** One request; a failure is looked into by more, unless `lastError` may still hold. */
   async #poll(signal, lastError) {
     return this.#bounded(signal, async (inner) => {
       const since = Date.now();
@@ -393,8 +399,10 @@ export class KV500 {
         return await this.#exchange('status', inner);
       } catch (failure) {
         if (!(failure instanceof TypeError)) throw failure;
-        if (!lastError) return this.#persist('status', inner);
-        throw (await this.#obstacle(failure, since)) ?? lastError;
+        const obstacle = await this.#obstacle(failure, since);
+        if (obstacle) throw obstacle;
+        if (silent.includes(lastError?.code)) throw lastError;
+        return this.#persist('status', inner);
       }
     });
   }
@@ -403,13 +411,13 @@ export class KV500 {
     return this.#bounded(options?.signal, (inner) => this.#persist(action, inner));
   }
 
-  /** Runs the work under the caller's signal and the time limit. */
+  /** Work under the caller's signal and the time limit. */
   async #bounded(signal, work) {
     if (signal?.aborted) throw new AbortedError(signal.reason);
     const { timeout } = this.#options;
     const controller = new AbortController();
     const abort = () => controller.abort();
-    const timer = setTimeout(abort, timeout);
+    const timer = setTimeout(abort, Math.min(timeout, longestTimer));
     signal?.addEventListener('abort', abort);
     try {
       const answer = await work(controller.signal);
@@ -441,7 +449,7 @@ export class KV500 {
       }
       const obstacle = await this.#obstacle(failure, since);
       if (obstacle) throw obstacle;
-      if (await this.#answersUnseen(signal)) {
+      if (this.#answers === answersBefore && (await this.#answersUnseen(signal))) {
         // Once can be chance, a connection that came free; twice it is the origin.
         if (heard) throw new OriginNotAllowedError(location.origin);
         heard = true;
@@ -463,7 +471,7 @@ export class KV500 {
       redirect: 'error',
       referrerPolicy: 'no-referrer',
     });
-    // Not response.json(), which takes every answer for UTF-8.
+    // response.json() would take it for UTF-8.
     const text = decoder.decode(await response.arrayBuffer());
     ++this.#answers;
     if (!response.ok || !text.startsWith(`{\n"action": "${action}",\n`)) {
@@ -476,11 +484,12 @@ export class KV500 {
     }
   }
 
-  /** What is known to stand in the way without asking the service; undefined if nothing is. */
+  /** What stands in the way, as far as known without asking the service. */
   async #obstacle(failure, since) {
     // Node tells why; browsers tell pages nothing.
     if (failure.cause) {
-      return failure.cause.code === 'ECONNREFUSED' ? new ServiceNotRunningError(this.#address, failure) : undefined;
+      const closed = failure.message === 'terminated' || /ECONNRESET|EPIPE|ERR_SOCKET/.test(failure.cause.code);
+      return closed ? undefined : new ServiceNotRunningError(this.#address, failure);
     }
     if (isLocal(globalThis.location)) return undefined;
     if (!globalThis.isSecureContext) {
@@ -489,7 +498,7 @@ export class KV500 {
     }
     if ((await loopbackPermission()) === 'denied') return new PermissionDeniedError();
     if (!(await this.#isAsking())) return undefined;
-    // Chromium asks once a connection stands: a failure before the question is the service's.
+    // Chromium asks once a connection stands: what fails before is the service.
     return Date.now() - since < longestRefusal
       ? new ServiceNotRunningError(this.#address, failure)
       : new PermissionNotAskedError();

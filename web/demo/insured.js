@@ -17,17 +17,26 @@ function part(value, ...names) {
   }, value);
 }
 
-/** YYYYMMDD in the language's form; parts that are not known are zeros, and left out. */
+/** YYYYMMDD in the language's form; parts that are not known are zeros, and left out. What is no
+ * date stays as it is. */
 export function dateText(value, language) {
   const match = /^(\d{4})(\d\d)?(\d\d)?$/.exec(text(value));
   if (!match) return text(value);
   const [year, month, day] = match.slice(1).map(Number);
+  if (!year) return '';
   const form = { year: 'numeric', timeZone: 'UTC' };
   if (month) form.month = 'long';
   if (month && day) form.day = 'numeric';
-  const date = new Date(Date.UTC(year, (month || 1) - 1, day || 1));
+  const date = new Date(Date.UTC(year, (month || 1) - 1, (month && day) || 1));
+  // Date takes 1 to 99 for years of 1900, and the 31st of February for a day in March.
+  if (date.getUTCFullYear() !== year || (month && date.getUTCMonth() + 1 !== month) || (month && day && date.getUTCDate() !== day)) {
+    return text(value);
+  }
   return new Intl.DateTimeFormat(language === 'de' ? 'de-DE' : 'en-GB', form).format(date);
 }
+
+/** The page's word for a code of the card; a code without one stays as it is. */
+const wordFor = (names, code) => (Object.hasOwn(names, code) ? names[code] : code);
 
 function addressText(address) {
   const place = [part(address, 'Land', 'Wohnsitzlaendercode'), part(address, 'Postleitzahl'), part(address, 'Ort')];
@@ -63,12 +72,12 @@ export function describeInsured(daten, texts, language) {
   const lines = [
     [texts.number, text(part(insured, 'Versicherten_ID'))],
     [texts.born, dateText(part(person, 'Geburtsdatum'), language)],
-    [texts.sex, texts.sexes[sex] ?? sex],
+    [texts.sex, wordFor(texts.sexes, sex)],
     [texts.address, addressText(part(person, 'StrassenAdresse'))],
     [texts.postbox, addressText(part(person, 'PostfachAdresse'))],
     [texts.insurance, withNumber(payer)],
     [texts.payer, withNumber(part(payer, 'AbrechnenderKostentraeger'))],
-    [texts.insuredAs, texts.kinds[kind] ?? kind],
+    [texts.insuredAs, wordFor(texts.kinds, kind)],
     [texts.since, dateText(part(cover, 'Versicherungsschutz', 'Beginn'), language)],
   ];
   return { name: name || texts.notGiven, lines: lines.filter(([, value]) => value) };

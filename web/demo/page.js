@@ -170,6 +170,15 @@ function forgetCard() {
   view.actionFailure = undefined;
 }
 
+/** While the page is hidden nobody looks at the reader, and the card can be another one after it. */
+function forgetWhenHidden() {
+  if (!document.hidden) return;
+  const held = view.result.daten || view.raw;
+  forgetCard();
+  if (held) view.result = { note: 'hiddenMeanwhile' };
+  show();
+}
+
 function onEvent({ type, status, error }) {
   if (type === 'failed') {
     view.service = false;
@@ -341,6 +350,7 @@ document.addEventListener('click', ({ target }) => {
   if (dataset.language) chooseLanguage(dataset.language);
   if (dataset.act) actOnSimulator(dataset);
 });
+document.addEventListener('visibilitychange', forgetWhenHidden);
 byId('read').addEventListener('click', readCard);
 byId('close').addEventListener('click', closeCard);
 

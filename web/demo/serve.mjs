@@ -119,8 +119,17 @@ async function readBody(request) {
 }
 
 export async function startDemo({ simulator: program, port: preferredPort, servicePort, settings, args = [] }) {
-  const files = await servedFiles();
   const simulator = await Simulator.create({ program, port: await freePort(servicePort), settings, args });
+  try {
+    return await serve(simulator, preferredPort);
+  } catch (failure) {
+    await simulator.dispose();
+    throw failure;
+  }
+}
+
+async function serve(simulator, preferredPort) {
+  const files = await servedFiles();
   const stage = new Stage(simulator, await sampleCards());
   const port = await freePort(preferredPort);
 
@@ -146,10 +155,12 @@ export async function startDemo({ simulator: program, port: preferredPort, servi
 
   const server = createServer(async (request, response) => {
     try {
-      const { pathname } = new URL(request.url, 'http://127.0.0.1');
       if (!isFromOwnPage(request, port)) {
         answer(response, 403, 'text/plain', 'This server is for its own page only.\n');
-      } else if (pathname === '/simulator') {
+        return;
+      }
+      const { pathname } = new URL(request.url, 'http://127.0.0.1');
+      if (pathname === '/simulator') {
         await control(request, response);
       } else if (pathname === '/') {
         response.writeHead(302, { Location: `/demo/?port=${simulator.port}` }).end();
@@ -185,7 +196,16 @@ async function main() {
       'apdu-ms': { type: 'string', default: '40' },
     },
   });
-  const demo = await startDemo({
+  let demo;
+  let ending = false;
+  const end = async () => {
+    if (ending) return;
+    ending = true;
+    await demo?.stop();
+    process.exit(0);
+  };
+  for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP']) process.on(signal, end);
+  demo = await startDemo({
     simulator: values.simulator,
     port: Number(values.port),
     servicePort: Number(values['service-port']),
@@ -194,15 +214,6 @@ async function main() {
   console.log(`The demo page is at ${demo.address}`);
   console.log(`The service answers at http://127.0.0.1:${demo.stage.simulator.port}/?action=status`);
   console.log('Ctrl-C ends both.');
-  let ending = false;
-  const end = async () => {
-    if (ending) return;
-    ending = true;
-    await demo.stop();
-    process.exit(0);
-  };
-  process.on('SIGINT', end);
-  process.on('SIGTERM', end);
 }
 
 if (process.argv[1] === fileURLToPath(import.meta.url)) {

@@ -60,11 +60,14 @@ export class Simulator {
   async start() {
     const child = spawn(join(this.folder, 'kv500-simulator'), this.args, { stdio: ['pipe', 'pipe', 'inherit'] });
     this.process = child;
+    const kill = () => child.kill(); // It does not outlive this program, however that ends.
+    process.once('exit', kill);
     child.stdin.on('error', () => {}); // The end of the program is told by "exit".
     const ended = new Promise((resolve) => {
       child.once('error', resolve);
       child.once('exit', resolve);
     }).then(() => {
+      process.off('exit', kill);
       if (this.process === child) this.process = undefined;
       this.replies.splice(0).forEach((reply) => reply('error: the simulator has ended'));
     });

@@ -22,6 +22,7 @@ export const texts = {
     rawHeading: 'The answer',
     nothingRead: 'Nothing read yet. Put a card in and press “Read the card”.',
     cardGone: 'The card has been taken out; what it said is gone from this page.',
+    hiddenMeanwhile: 'The page was out of sight, and the card may be another one now: read it again.',
     noAnswerYet: 'No answer yet.',
     noReader: 'No reader is plugged in: plug it in and read again.',
     noCard: 'No card is in the reader: put one in and read again.',
@@ -91,7 +92,7 @@ export const texts = {
       'broken-json': ['The card’s texts break the answer', 'Quotation marks or other special characters on the card end a text too early.', 'The raw text stands below: copy from there what you need.'],
       'foreign-answer': ['Another program has the service’s port', 'Something answers, but not the card reader service.', 'Set another Port in config.txt, start the service again, and open this page with ?port= and the number.'],
       aborted: ['Reading was given up', 'The card went out, or the page gave up, before there was an answer.', 'Put the card in and read again.'],
-      other: ['Something unexpected happened', 'The page met a failure that it does not know.', 'Load the page again. If it comes back, give the text below to the support.'],
+      other: ['Something unexpected happened', 'The page met a failure that it does not know.', 'Load the page again. If it comes back, give the text above to the support.'],
     },
   },
   de: {
@@ -116,6 +117,7 @@ export const texts = {
     rawHeading: 'Die Antwort',
     nothingRead: 'Noch nichts gelesen. Karte stecken und „Karte lesen“ drücken.',
     cardGone: 'Die Karte wurde gezogen; was auf ihr stand, ist von dieser Seite verschwunden.',
+    hiddenMeanwhile: 'Die Seite war verdeckt, und die Karte kann jetzt eine andere sein: noch einmal lesen.',
     noAnswerYet: 'Noch keine Antwort.',
     noReader: 'Es ist kein Leser angesteckt: anstecken und noch einmal lesen.',
     noCard: 'Es steckt keine Karte im Leser: Karte stecken und noch einmal lesen.',
@@ -185,7 +187,7 @@ export const texts = {
       'broken-json': ['Texte der Karte brechen die Antwort', 'Anführungszeichen oder andere Sonderzeichen auf der Karte beenden einen Text zu früh.', 'Der rohe Text steht unten: Nehmen Sie von dort, was Sie brauchen.'],
       'foreign-answer': ['Ein anderes Programm hat den Port des Dienstes', 'Es antwortet etwas, aber nicht der Kartenleser-Dienst.', 'Setzen Sie in config.txt einen anderen Port, starten Sie den Dienst neu, und öffnen Sie diese Seite mit ?port= und der Nummer.'],
       aborted: ['Das Lesen wurde aufgegeben', 'Die Karte wurde gezogen, oder die Seite gab auf, bevor eine Antwort da war.', 'Stecken Sie die Karte und lesen Sie noch einmal.'],
-      other: ['Etwas Unerwartetes ist geschehen', 'Die Seite traf auf einen Fehler, den sie nicht kennt.', 'Laden Sie die Seite neu. Kommt es wieder, so geben Sie den Text unten an die Betreuung.'],
+      other: ['Etwas Unerwartetes ist geschehen', 'Die Seite traf auf einen Fehler, den sie nicht kennt.', 'Laden Sie die Seite neu. Kommt es wieder, so geben Sie den Text oben an die Betreuung.'],
     },
   },
 };

@@ -24,7 +24,7 @@ async function expectTiles(page, ...expected) {
 
 const ready = en.readerIn('SIM0001');
 const expectText = (page, selector, text) =>
-  page.locator(selector).filter({ hasText: text }).waitFor({ timeout: 12000 });
+  page.locator(selector).filter({ hasText: text }).waitFor({ timeout: 20000 });
 
 async function expectFailure(page, code) {
   await expectText(page, '#failure', en.failures[code][0]);
@@ -202,6 +202,15 @@ browserTest('a service that is there for other origins, and custom headers', asy
     }
     assert.equal(await page.locator('#failure').isVisible(), Boolean(code), `AllowOrigin=${origin}`);
   }
+  // What is in the way can change while the page is open: it finds out without being loaded again.
+  await demo.stage.act('stop');
+  await expectFailure(page, 'not-running');
+  await allow('https://praxis.example');
+  await expectFailure(page, 'origin-not-allowed');
+  await demo.stage.act('stop');
+  await expectFailure(page, 'not-running');
+  await allow('*');
+  await expectTiles(page, en.serviceUp, ready, en.cardOut);
   const fetchWith = (headers) =>
     page.evaluate(async ([address, init]) => {
       try {
@@ -312,5 +321,6 @@ browserTest('usable within 200 milliseconds', async (t) => {
   }
   const told = (name) => times.map((time) => time[name]).join(', ');
   t.diagnostic(`until the reader's state is shown: ${told('loaded')} ms after loading, ${told('whole')} ms after the document has come`);
-  assert.ok(Math.min(...times.map(({ loaded }) => loaded)) < 200, told('loaded'));
+  const median = times.map(({ loaded }) => loaded).sort((a, b) => a - b)[times.length / 2];
+  assert.ok(median < 200, told('loaded'));
 });

@@ -104,6 +104,10 @@ test('failures are told apart', async (t) => {
     await fails(new KV500({ address, pause: 5000 }).status(), client.ServiceNotRunningError, { code: 'not-running', address });
     assert.ok(Date.now() - before < 2000);
   });
+  await t.test('an address where nobody can be: not taken for a busy service', async () => {
+    // Neither a refused connection nor one that was closed: the port is one that fetch never asks.
+    await fails(new KV500({ address: 'http://127.0.0.1:1', pause: 5000 }).status(), client.ServiceNotRunningError, { code: 'not-running' });
+  });
   await t.test('all connections busy: tried again, then given up', async () => {
     const release = await occupy(t, simulator.port, 8);
     await fails(busy.status(), client.NoAnswerError, { code: 'no-answer', tries: 3 });
@@ -148,6 +152,10 @@ test('onCard tells what comes and goes', async (t) => {
   const events = [];
   const stop = reader.onCard(({ type, error }) => events.push(error?.code ?? type), { interval: 250 });
   t.after(stop);
+  const stopForCard = () => {
+    simulator.args = ['--card', card('mustermann')];
+    return simulator.stop();
+  };
   const steps = [
     [() => {}, ['ready']],
     [() => simulator.command('plug'), ['reader-in']],
@@ -157,6 +165,11 @@ test('onCard tells what comes and goes', async (t) => {
     [() => simulator.command('unplug'), ['card-out', 'reader-out']],
     [() => simulator.stop(), ['not-running']],
     [() => simulator.start(), ['ready']],
+    [() => simulator.command('plug'), ['reader-in']],
+    [() => simulator.command(`insert ${card('mustermann')}`), ['card-in']],
+    [stopForCard, ['not-running']],
+    // The card that was in is told again.
+    [() => simulator.start(), ['ready', 'reader-in', 'card-in']],
   ];
   for (const [act, expected] of steps) {
     await act();

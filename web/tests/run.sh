@@ -8,7 +8,7 @@ cd "$(dirname "$0")"
 KV500_SIMULATOR=$(realpath "$1")
 export KV500_SIMULATOR
 shift
-[ $# -gt 0 ] || set -- client.test.mjs browser.test.mjs reference.test.mjs
+[ $# -gt 0 ] || set -- client.test.mjs insured.test.mjs browser.test.mjs reference.test.mjs
 
 ../../scripts/install.sh web web-test
 command -v npm >/dev/null || ../../scripts/install.sh npm
