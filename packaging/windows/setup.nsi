@@ -26,6 +26,8 @@ VIAddVersionKey LegalCopyright ""
 
 !define SERVICE "KV500Service"
 !define REMOVAL "Software\Microsoft\Windows\CurrentVersion\Uninstall\${SERVICE}"
+; An update goes where the program is, unless "/D=" says otherwise.
+InstallDirRegKey HKLM "${REMOVAL}" "InstallLocation"
 !define LINK "$SMPROGRAMS\KV500 Service Status.url"
 
 ; What the service's account may do and the service needs: the token of a session's user, and a process
@@ -97,6 +99,13 @@ UninstPage instfiles
   ${EndIf}
 !macroend
 
+; Puts the program that was there back into its place, if there was one.
+!macro PutBack
+  Delete "$INSTDIR\KV500Service.exe.new"
+  Delete "$INSTDIR\KV500Service.exe"
+  Rename "$INSTDIR\KV500Service.exe.old" "$INSTDIR\KV500Service.exe"
+!macroend
+
 Function .onInit
   !insertmacro RequireAdministrator
 FunctionEnd
@@ -131,6 +140,14 @@ FunctionEnd
 Section "Install"
   ; Beside the old program first: from here on nothing is missing any more that could be refused.
   SetOutPath "$INSTDIR"
+  ; Administrators and the service write here, others read: who can change the program or its settings
+  ; decides what runs with the rights of the service. So this comes before there is a program, and
+  ; without it there is none. By number, as the names are translated.
+  ${Run} 'icacls.exe" "$INSTDIR" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *S-1-5-32-545:(OI)(CI)RX'
+  ${If} $0 != 0
+    ${Refuse} "The rights on the folder $INSTDIR could not be set (error $0): others might write to it. Nothing was changed."
+  ${EndIf}
+
   SetOverwrite try
   ClearErrors
   File "/oname=KV500Service.exe.new" "${PROGRAM}"
@@ -145,9 +162,18 @@ Section "Install"
     !insertmacro StartAgain
     ${Refuse} "The running KV500 service does not stop. It was left as it is: restart the computer and try again."
   ${EndIf}
+  Delete "$INSTDIR\KV500Service.exe.old"
   ClearErrors
-  Delete "$INSTDIR\KV500Service.exe"
-  Rename "$INSTDIR\KV500Service.exe.new" "$INSTDIR\KV500Service.exe"
+  ${If} ${FileExists} "$INSTDIR\KV500Service.exe"
+    Rename "$INSTDIR\KV500Service.exe" "$INSTDIR\KV500Service.exe.old"
+  ${EndIf}
+  ${IfNot} ${Errors}
+    Rename "$INSTDIR\KV500Service.exe.new" "$INSTDIR\KV500Service.exe"
+    ${If} ${Errors}
+      !insertmacro PutBack
+      SetErrors
+    ${EndIf}
+  ${EndIf}
   ${If} ${Errors}
     Delete "$INSTDIR\KV500Service.exe.new"
     !insertmacro StartAgain
@@ -158,25 +184,19 @@ Section "Install"
   File "config.txt"
   SetOverwrite on
 
-  ; Administrators and the service write here, others read: who can change the program or its settings
-  ; decides what runs with the rights of the service. By number, as the names are translated.
-  ${Run} 'icacls.exe" "$INSTDIR" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *S-1-5-32-545:(OI)(CI)RX'
-  ${If} $0 != 0
-    DetailPrint "The rights on the folder could not be set: check who may write to it."
-  ${EndIf}
-
   ReadRegStr $8 HKLM "System\CurrentControlSet\Services\${SERVICE}" "ImagePath"
   ${If} $8 == ""
     ${Run} 'sc.exe" create ${SERVICE} binPath= "\"$INSTDIR\KV500Service.exe\"" start= auto DisplayName= "KV500 Card Reader Service"'
     ${If} $0 != 0
-      Delete "$INSTDIR\KV500Service.exe"
-      ${Refuse} "The service could not be registered (error $0)."
+      StrCpy $9 $0
+      !insertmacro PutBack
+      ${Refuse} "The service could not be registered (error $9)."
     ${EndIf}
   ${ElseIf} $8 != '"$INSTDIR\KV500Service.exe"'
     ${Run} 'sc.exe" config ${SERVICE} binPath= "\"$INSTDIR\KV500Service.exe\""'
     ${If} $0 != 0
       StrCpy $9 $0
-      Delete "$INSTDIR\KV500Service.exe"
+      !insertmacro PutBack
       !insertmacro StartAgain
       ${Refuse} "The service could not be moved to this folder (error $9). It is where it was."
     ${EndIf}
@@ -192,6 +212,7 @@ Section "Install"
     DetailPrint "The privileges of the service could not be reduced; it runs with all of its account."
   ${EndIf}
 
+  Delete "$INSTDIR\KV500Service.exe.old"
   WriteUninstaller "$INSTDIR\uninstall.exe"
   WriteRegStr HKLM "${REMOVAL}" "DisplayName" "KV500 Service"
   WriteRegStr HKLM "${REMOVAL}" "DisplayVersion" "${VERSION}"

@@ -45,7 +45,8 @@ Arguments throughServiceManager(const std::vector<std::string>& environment,
                    "--property=StandardOutput=null",
                    "--property=StandardError=null"};
   for (const std::string& variable : environment) {
-    // By name alone: the value is in the environment, which others can't read as they can arguments.
+    // By name alone: the value is in the environment, which others can't read as they can
+    // arguments.
     const std::string name = variable.substr(0, variable.find('='));
     if (isVariableName(name)) {
       result.push_back("--setenv=" + name);
