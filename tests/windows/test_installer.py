@@ -62,11 +62,11 @@ class Installer(unittest.TestCase):
                               r"\Uninstall\KV500Service")
         self.assertRegex(programs, r"DisplayVersion\s+REG_SZ\s+9\.8\.7")
 
-        # An update keeps the settings and the log.
+        # An update keeps the settings and the log, and finds the folder by itself.
         service.port = 23456
         service.configure()
         log = service.log()
-        code, output = self.install(service)
+        code, output = windows.run(SETUP, "/S", limit=100)
         self.assertEqual(code, 0, output)
         service.wait_for(b'"status": "RUNNING"')
         self.assertEqual(service.log(), log * 2)
