@@ -6,6 +6,7 @@ import subprocess
 import sys
 import unittest
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 SKIPPED = 77  # The exit status by which ctest knows a test that was not run.
 USER, USER_ID, GROUP_ID, EXTRA_GROUP_ID = "kvuser", 4242, 4242, 4243
 
@@ -34,9 +35,14 @@ def mount(*arguments):
 
 def prepare():
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+    # The sources and the build may lie in one of the folders that are emptied: they are held at
+    # another place meanwhile.
+    mount("--bind", str(ROOT), "/mnt")
     for folder in ["/run", "/etc/reader.conf.d", "/tmp", "/srv"]:
         mount("-t", "tmpfs", "-o", "mode=0755", "tmpfs", folder)
     os.chmod("/tmp", 0o1777)
+    ROOT.mkdir(parents=True, exist_ok=True)
+    mount("--move", "/mnt", str(ROOT))
     for folder in ["/run/pcscd", "/run/systemd/sessions", "/run/systemd/seats", "/run/lock",
                    f"/run/user/{USER_ID}"]:
         pathlib.Path(folder).mkdir(parents=True)
