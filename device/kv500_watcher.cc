@@ -14,9 +14,9 @@ constexpr std::uint32_t newCardPolls = 5;
 
 /// A primary token of the user in the active session, which the caller closes. 0 if there is none.
 platform::HANDLE activeUserToken() {
-  std::uint32_t session = 0;
+  const auto session = findActiveSession();
   platform::HANDLE token = 0;
-  if (!findActiveSession(session) || !platform::WTSQueryUserToken(session, token)) {
+  if (!session || !platform::WTSQueryUserToken(*session, token)) {
     return 0;
   }
   platform::HANDLE primary = 0;

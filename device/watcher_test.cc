@@ -101,7 +101,7 @@ TEST_F(WatcherTest, WithoutAnIdTheBrowserStartsAllTheSame) {
 }
 
 TEST_F(WatcherTest, AFailedStartIsNotTriedAgain) {
-  for (const char* operation : {"WTSEnumerateSessionsA", "WTSQueryUserToken", "DuplicateTokenEx",
+  for (const char* operation : {"listSessions", "WTSQueryUserToken", "DuplicateTokenEx",
                                 "CreateEnvironmentBlock", "CreateProcessAsUserA"}) {
     SCOPED_TRACE(operation);
     device.reset();
@@ -114,7 +114,7 @@ TEST_F(WatcherTest, AFailedStartIsNotTriedAgain) {
     EXPECT_TRUE(eventually([&] { return world().faults.calls(operation) == 1; }));
     waitForPolls(4);
     EXPECT_EQ(starts(), 0u);
-    EXPECT_EQ(world().faults.calls("WTSEnumerateSessionsA"), 1u);
+    EXPECT_EQ(world().faults.calls("listSessions"), 1u);
     EXPECT_TRUE(logTexts().ends_with("### Service started! ###\n")) << logTexts();
   }
 }

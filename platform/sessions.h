@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/threading.h"
 
@@ -19,17 +20,17 @@ inline constexpr std::uint32_t TokenPrimary = 1;
 inline constexpr std::uint32_t CREATE_UNICODE_ENVIRONMENT = 0x400;
 inline constexpr std::uint32_t NORMAL_PRIORITY_CLASS = 0x20;
 
-struct WTS_SESSION_INFOA {
-  std::uint32_t SessionId;
-  std::uint32_t State;
+/// One session of this machine.
+struct Session {
+  std::uint32_t id;
+  std::uint32_t state;  ///< WTSActive, or another number.
 };
 
 /// Whether this process has the right to start programs in the sessions of other users.
 bool canReachOtherSessions();
 
-/// Lists the sessions of this machine. False on failure; on success the caller frees the list.
-bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count);
-void WTSFreeMemory(WTS_SESSION_INFOA* sessions);
+/// The sessions of this machine. Empty, too, if the list can't be had.
+std::vector<Session> listSessions();
 
 /// Shows a message box with an OK button in a session. Lengths are in bytes, two a character.
 /// Returns once the person has answered (`wait`, `timeoutSeconds` 0xFFFFFFFF: however long that

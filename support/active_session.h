@@ -3,12 +3,13 @@
 #define KV500_SUPPORT_ACTIVE_SESSION_H
 
 #include <cstdint>
+#include <optional>
 
 namespace kv500 {
 
-/// Finds the first active session in the platform's list. False, and `session` left alone, if the
-/// list can't be had or holds none. Any thread.
-bool findActiveSession(std::uint32_t& session);
+/// The id of the first active session in the platform's list. None if the list can't be had or
+/// holds none. Any thread.
+std::optional<std::uint32_t> findActiveSession();
 
 }  // namespace kv500
 

@@ -19,13 +19,13 @@ void notifyUser(const std::string& heading, const std::string& text) {
 }
 
 bool sendToActiveSession(const std::u16string& title, const std::u16string& text) {
-  std::uint32_t session = 0;
-  if (!findActiveSession(session)) {
+  const auto session = findActiveSession();
+  if (!session) {
     return false;
   }
   constexpr std::uint32_t noTimeout = 0xFFFFFFFF;
   std::uint32_t response = 0;
-  return platform::WTSSendMessageW(session, title.c_str(), lengthInBytes(title), text.c_str(),
+  return platform::WTSSendMessageW(*session, title.c_str(), lengthInBytes(title), text.c_str(),
                                    lengthInBytes(text), platform::MB_ICONERROR, noTimeout, response,
                                    true);
 }

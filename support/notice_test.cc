@@ -14,7 +14,7 @@ TEST_F(NoticeTest, BytesBecomeUnitsWithTheirSign) {
 TEST_F(NoticeTest, TheFirstActiveSessionGetsTheBox) {
   constexpr std::uint32_t disconnected = 4;
   const struct {
-    std::vector<platform::WTS_SESSION_INFOA> sessions;
+    std::vector<platform::Session> sessions;
     std::uint32_t shownIn;  ///< 0: nowhere.
   } rows[] = {
       {{}, 0},
@@ -37,7 +37,7 @@ TEST_F(NoticeTest, TheFirstActiveSessionGetsTheBox) {
 }
 
 TEST_F(NoticeTest, ABoxThatCannotBeShownIsNoBox) {
-  for (const char* operation : {"WTSEnumerateSessionsA", "WTSSendMessageW"}) {
+  for (const char* operation : {"listSessions", "WTSSendMessageW"}) {
     world().faults.fail(operation);
     EXPECT_FALSE(sendToActiveSession(u"title", u"text")) << operation;
     EXPECT_TRUE(sendToActiveSession(u"title", u"text")) << operation;

@@ -84,30 +84,23 @@ bool canReachOtherSessions() {
   return ::geteuid() == 0;
 }
 
-bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
+std::vector<Session> listSessions() {
   char** names = nullptr;
   if (::sd_get_sessions(&names) < 0) {
-    return false;
+    return {};
   }
-  std::vector<WTS_SESSION_INFOA> list;
+  std::vector<Session> sessions;
   for (char** name = names; name != nullptr && *name != nullptr; ++name) {
     const std::string session = take(*name);
     const auto number = toNumber(session);
     if (number && isWithinReach(session)) {
-      list.push_back({*number, isActive(session) ? WTSActive : otherState});
+      sessions.push_back({*number, isActive(session) ? WTSActive : otherState});
     }
   }
   std::free(names);
-  std::sort(list.begin(), list.end(),
-            [](const auto& a, const auto& b) { return a.SessionId < b.SessionId; });
-  count = static_cast<std::uint32_t>(list.size());
-  sessions = new WTS_SESSION_INFOA[list.size()];
-  std::copy(list.begin(), list.end(), sessions);
-  return true;
-}
-
-void WTSFreeMemory(WTS_SESSION_INFOA* sessions) {
-  delete[] sessions;
+  std::sort(sessions.begin(), sessions.end(),
+            [](const Session& a, const Session& b) { return a.id < b.id; });
+  return sessions;
 }
 
 bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,

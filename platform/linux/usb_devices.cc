@@ -7,12 +7,9 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace platform {
 namespace {
-
-using Paths = std::vector<std::u16string>;
 
 template <auto release>
 struct Release {
@@ -51,56 +48,26 @@ std::u16string pathOf(::udev_device* device) {
   return std::u16string(path.begin(), path.end());
 }
 
-const Paths& pathsOf(HDEVINFO list) {
-  return *reinterpret_cast<const Paths*>(list);
-}
-
 }  // namespace
 
-HDEVINFO SetupDiGetClassDevsW(std::uint32_t) {
+std::vector<std::u16string> listUsbDevices() {
   const Udev udev(::udev_new());
   const Enumeration devices(udev ? ::udev_enumerate_new(udev.get()) : nullptr);
   if (!devices || ::udev_enumerate_add_match_subsystem(devices.get(), "usb") < 0 ||
       ::udev_enumerate_add_match_property(devices.get(), "DEVTYPE", "usb_device") < 0 ||
       ::udev_enumerate_scan_devices(devices.get()) < 0) {
-    return INVALID_HDEVINFO;
+    return {};
   }
-  auto paths = std::make_unique<Paths>();
+  std::vector<std::u16string> paths;
   for (auto* entry = ::udev_enumerate_get_list_entry(devices.get()); entry != nullptr;
        entry = ::udev_list_entry_get_next(entry)) {
     const char* const sysPath = ::udev_list_entry_get_name(entry);
     const Device device(::udev_device_new_from_syspath(udev.get(), sysPath));
     if (device) {  // It may have been pulled out meanwhile.
-      paths->push_back(pathOf(device.get()));
+      paths.push_back(pathOf(device.get()));
     }
   }
-  return reinterpret_cast<HDEVINFO>(paths.release());
-}
-
-bool SetupDiEnumDeviceInterfaces(HDEVINFO list, std::uint32_t index,
-                                 SP_DEVICE_INTERFACE_DATA& device) {
-  if (index >= pathsOf(list).size()) {
-    return false;
-  }
-  device.index = index;
-  return true;
-}
-
-bool SetupDiGetDeviceInterfaceDetailW(HDEVINFO list, const SP_DEVICE_INTERFACE_DATA& device,
-                                      char16_t* path, std::uint32_t size,
-                                      std::uint32_t& requiredSize) {
-  const std::u16string& text = pathsOf(list)[device.index];
-  requiredSize = static_cast<std::uint32_t>((text.size() + 1) * sizeof(char16_t));
-  if (path == nullptr || size < requiredSize) {
-    return false;
-  }
-  std::copy_n(text.c_str(), text.size() + 1, path);
-  return true;
-}
-
-bool SetupDiDestroyDeviceInfoList(HDEVINFO list) {
-  delete reinterpret_cast<const Paths*>(list);
-  return true;
+  return paths;
 }
 
 }  // namespace platform

@@ -1,19 +1,17 @@
 #include "platform/simulated/sessions.h"
 
-#include <algorithm>
-
 #include "platform/simulated/world.h"
 
 namespace simulated {
 
 Sessions::Sessions() : sessions_{{1, platform::WTSActive}} {}
 
-void Sessions::set(const std::vector<platform::WTS_SESSION_INFOA>& sessions) {
+void Sessions::set(const std::vector<platform::Session>& sessions) {
   const std::lock_guard guard(mutex_);
   sessions_ = sessions;
 }
 
-std::vector<platform::WTS_SESSION_INFOA> Sessions::list() const {
+std::vector<platform::Session> Sessions::list() const {
   const std::lock_guard guard(mutex_);
   return sessions_;
 }
@@ -73,19 +71,8 @@ bool canReachOtherSessions() {
   return true;
 }
 
-bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
-  if (world().faults.take("WTSEnumerateSessionsA")) {
-    return false;
-  }
-  const auto list = world().sessions.list();
-  sessions = new WTS_SESSION_INFOA[list.size()];
-  std::copy(list.begin(), list.end(), sessions);
-  count = static_cast<std::uint32_t>(list.size());
-  return true;
-}
-
-void WTSFreeMemory(WTS_SESSION_INFOA* sessions) {
-  delete[] sessions;
+std::vector<Session> listSessions() {
+  return world().faults.take("listSessions") ? std::vector<Session>() : world().sessions.list();
 }
 
 bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,

@@ -27,8 +27,8 @@ class Sessions {
   Sessions();
 
   /// One active session, number 1, unless set.
-  void set(const std::vector<platform::WTS_SESSION_INFOA>& sessions);
-  std::vector<platform::WTS_SESSION_INFOA> list() const;
+  void set(const std::vector<platform::Session>& sessions);
+  std::vector<platform::Session> list() const;
 
   /// Told of each message box in place of `notices`, which holds them otherwise. A box counts as
   /// answered at once unless they are held.
@@ -47,7 +47,7 @@ class Sessions {
  private:
   mutable std::mutex mutex_;
   std::condition_variable released_;
-  std::vector<platform::WTS_SESSION_INFOA> sessions_;
+  std::vector<platform::Session> sessions_;
   std::vector<Notice> notices_;
   std::vector<std::string> programs_;
   std::function<void(const Notice&)> noticeObserver_;

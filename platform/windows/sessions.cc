@@ -1,7 +1,6 @@
 #include "platform/sessions.h"
 
-#include <algorithm>
-#include <new>
+#include <memory>
 
 #include "platform/win32/native.h"
 // Both need windows.h.
@@ -13,26 +12,19 @@ namespace platform {
 using win32::toNative;
 using win32::toSeam;
 
-bool WTSEnumerateSessionsA(WTS_SESSION_INFOA*& sessions, std::uint32_t& count) {
+std::vector<Session> listSessions() {
   ::WTS_SESSION_INFOA* native = nullptr;
-  DWORD nativeCount = 0;
-  if (!::WTSEnumerateSessionsA(WTS_CURRENT_SERVER_HANDLE, 0, 1, &native, &nativeCount)) {
-    return false;
+  DWORD count = 0;
+  if (!::WTSEnumerateSessionsA(WTS_CURRENT_SERVER_HANDLE, 0, 1, &native, &count)) {
+    return {};
   }
-  auto* const list = new (std::nothrow) WTS_SESSION_INFOA[nativeCount];
-  if (list != nullptr) {
-    std::transform(native, native + nativeCount, list, [](const ::WTS_SESSION_INFOA& entry) {
-      return WTS_SESSION_INFOA{entry.SessionId, static_cast<std::uint32_t>(entry.State)};
-    });
-    sessions = list;
-    count = nativeCount;
+  const std::unique_ptr<::WTS_SESSION_INFOA, decltype(&::WTSFreeMemory)> list(native,
+                                                                              ::WTSFreeMemory);
+  std::vector<Session> sessions;
+  for (DWORD i = 0; i < count; ++i) {
+    sessions.push_back({native[i].SessionId, static_cast<std::uint32_t>(native[i].State)});
   }
-  ::WTSFreeMemory(native);
-  return list != nullptr;
-}
-
-void WTSFreeMemory(WTS_SESSION_INFOA* sessions) {
-  delete[] sessions;
+  return sessions;
 }
 
 bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,
