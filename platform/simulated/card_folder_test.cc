@@ -188,8 +188,7 @@ TEST_F(CardFolder, SaysWhatIsWrong) {
 }
 
 TEST(ExampleCards, AreWhatTheirReadmeSays) {
-  const fs::path examples =
-      fs::path(__FILE__).parent_path().parent_path().parent_path() / "examples" / "cards";
+  const fs::path examples = KV500_EXAMPLE_CARDS;
   for (const char* name : {"mustermann", "familienversichertes-kind", "sonderzeichen"}) {
     Card card = loadCardFolder(examples / name);
     const std::string pd = content(card, true, "1");
