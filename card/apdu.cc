@@ -1,68 +1,16 @@
 #include "card/apdu.h"
 
-#include <algorithm>
-#include <array>
-
 namespace kv500 {
-namespace {
 
-constexpr std::size_t bufferSize = 5801;  // Bytes, for command and response each.
-
-const platform::SCARD_IO_REQUEST& protocolControl(std::uint32_t activeProtocol) {
-  switch (activeProtocol) {
-    case platform::SCARD_PROTOCOL_T0:
-      return platform::g_rgSCardT0Pci;
-    case platform::SCARD_PROTOCOL_T1:
-      return platform::g_rgSCardT1Pci;
-    default:
-      return platform::g_rgSCardRawPci;
-  }
-}
-
-}  // namespace
-
-bool transmitApdu(platform::SCARDHANDLE card, std::uint32_t activeProtocol,
-                  const ByteVector& command, ByteVector& response) {
-  if (command.size() > bufferSize) {
-    return false;
-  }
-  std::array<std::uint8_t, bufferSize> received;
-  auto length = static_cast<std::uint32_t>(received.size());
-  if (platform::SCardTransmit(card, protocolControl(activeProtocol), command.data(),
-                              static_cast<std::uint32_t>(command.size()), received.data(),
-                              length) != platform::SCARD_S_SUCCESS) {
-    return false;
-  }
-  response.assign(received.begin(),
-                  received.begin() + std::min<std::ptrdiff_t>(length, bufferSize));
-  return true;
-}
-
-bool exchangeApdu(platform::SCARDHANDLE card, std::uint32_t activeProtocol,
-                  const ByteVector& command, ByteVector& response, StatusWord& status) {
+bool exchangeApdu(CardChannel& card, const ByteVector& command, ByteVector& response,
+                  StatusWord& status) {
   ByteVector received;
-  if (!transmitApdu(card, activeProtocol, command, received) || received.size() < 2) {
+  if (!card.transmitApdu(command, received) || received.size() < 2) {
     return false;
   }
   status = {received[received.size() - 2], received[received.size() - 1]};
   received.resize(received.size() - 2);
   response = std::move(received);
-  return true;
-}
-
-bool readAtr(platform::SCARDHANDLE card, ByteVector& value) {
-  std::uint32_t length = 0;
-  if (platform::SCardGetAttrib(card, platform::SCARD_ATTR_ATR_STRING, nullptr, length) !=
-      platform::SCARD_S_SUCCESS) {
-    return false;
-  }
-  ByteVector atr(length);
-  if (platform::SCardGetAttrib(card, platform::SCARD_ATTR_ATR_STRING, atr.data(), length) !=
-          platform::SCARD_S_SUCCESS ||
-      length != atr.size()) {
-    return false;
-  }
-  value = std::move(atr);
   return true;
 }
 

@@ -1,16 +1,27 @@
-// The one place where commands go to a card (ISO/IEC 7816-3 and -4, short APDUs, through PC/SC).
-//
-// All operations run with deviceLock held, which the caller keeps through its whole sequence of
-// commands. An exchange takes as long as the card takes.
+// The exchange of commands with a card (ISO/IEC 7816-4, short APDUs), whatever connects to it.
 #ifndef KV500_CARD_APDU_H
 #define KV500_CARD_APDU_H
 
 #include <cstdint>
 
-#include "platform/smartcard.h"
 #include "support/byte_vector.h"
 
 namespace kv500 {
+
+/// The way to one card. All that is said to a card goes through it, and nothing above it knows what
+/// connects to the card. Not thread-safe: a sequence of commands has the channel to itself.
+class CardChannel {
+ public:
+  virtual ~CardChannel() = default;
+
+  /// Sends one command APDU and replaces `response` by what the card gave, status bytes included.
+  /// Takes as long as the card takes. False, with `response` as it was, if the exchange failed.
+  virtual bool transmitApdu(const ByteVector& command, ByteVector& response) = 0;
+
+  /// Gets the card's answer to reset (ISO/IEC 7816-3). False, with `value` as it was, if it can't
+  /// be had whole.
+  virtual bool readAtr(ByteVector& value) = 0;
+};
 
 /// The two status bytes at the end of a response.
 struct StatusWord {
@@ -18,20 +29,11 @@ struct StatusWord {
   std::uint8_t sw2 = 0;
 };
 
-/// Sends one command APDU of at most 5801 bytes over an open connection and replaces `response` by
-/// what the card gave, status bytes included. False, with `response` as it was, if the command is
-/// too long (nothing is sent) or the exchange failed.
-bool transmitApdu(platform::SCARDHANDLE card, std::uint32_t activeProtocol,
-                  const ByteVector& command, ByteVector& response);
-
-/// The same with the status bytes split off. Also false, with all outputs as they were, if the card
-/// gave fewer than two bytes. True says nothing of the status word: the card may have refused.
-bool exchangeApdu(platform::SCARDHANDLE card, std::uint32_t activeProtocol,
-                  const ByteVector& command, ByteVector& response, StatusWord& status);
-
-/// Asks PC/SC for the card's ATR. False, with `value` as it was, if it can't be had whole. The
-/// caller holds serviceLock too, taken after deviceLock.
-bool readAtr(platform::SCARDHANDLE card, ByteVector& value);
+/// Sends one command APDU and splits the status bytes off its response. False, with all outputs as
+/// they were, if the exchange failed or the card gave fewer than two bytes. True says nothing of
+/// the status word: the card may have refused.
+bool exchangeApdu(CardChannel& card, const ByteVector& command, ByteVector& response,
+                  StatusWord& status);
 
 }  // namespace kv500
 

@@ -2,7 +2,7 @@
 #ifndef KV500_CARD_CARD_KIND_H
 #define KV500_CARD_CARD_KIND_H
 
-#include "support/byte_vector.h"
+#include "card/apdu.h"
 
 namespace kv500 {
 
@@ -12,9 +12,10 @@ enum class CardKind {
   OtherCard = 2,   ///< A card that answers and is no health card.
 };
 
-/// Tells a health card by the content of its EF.GDO: tag 5A, a length, and the card's serial
-/// number (ICCSN), which begins with 80 27, health care and Germany. Never Unreadable. Any thread.
-CardKind cardKindFromGdo(const ByteVector& gdo);
+/// Asks the card what it is. A health card is known by the serial number (ICCSN) in its EF.GDO,
+/// which begins with 80 27, health care and Germany. If the file can't be asked for, the presence
+/// of the health care application decides.
+CardKind detectCardKind(CardChannel& card);
 
 }  // namespace kv500
 

@@ -1,65 +1,57 @@
 #include "card/insurance_data.h"
 
 #include "card/gzip.h"
+#include "card/insurance_file.h"
 #include "card/xml_to_json.h"
 
 namespace kv500 {
 namespace {
 
-constexpr std::int32_t smallestPdLength = 256;
-constexpr std::int32_t largestLength = 32768;  // 128 blocks of 256, all that P1 can count.
-
-std::int32_t bigEndian16(const ByteVector& bytes, std::size_t at) {
-  return bytes[at] << 8 | bytes[at + 1];
+/// The XML text of one file's gzip data; empty if they don't decode.
+std::string gunzipText(const ByteVector& gzipData) {
+  const ByteVector decoded = gunzipBytes(gzipData);
+  return {decoded.begin(), decoded.end()};
 }
 
 }  // namespace
 
-bool announcedVdLength(const ByteVector& header, std::size_t& length) {
-  if (header.size() < vdHeaderSize) {
+bool readInsuranceData(CardChannel& card, std::string& daten) {
+  ByteVector vd;
+  ByteVector pd;
+  if (!readInsuranceFile(card, InsuranceFile::Vd, vd) ||
+      !readInsuranceFile(card, InsuranceFile::Pd, pd)) {
     return false;
   }
-  const std::int32_t sum = (bigEndian16(header, 2) - bigEndian16(header, 0)) +
-                           (bigEndian16(header, 6) - bigEndian16(header, 4));
-  if (sum < 0 || sum > largestLength) {
+  const std::string vdMembers = xmlToJson(gunzipText(vd));
+  const std::string pdMembers = xmlToJson(gunzipText(pd));
+  if (vdMembers.empty() || pdMembers.empty()) {
     return false;
   }
-  length = static_cast<std::size_t>(sum);
+  daten =
+      "{\n"
+      "\"AllgemeineVersicherungsdaten\":\n"
+      "{\n" +
+      vdMembers +
+      "},\n"
+      "\"PersoenlicheVersicherungsdaten\":\n"
+      "{\n" +
+      pdMembers +
+      "}\n"
+      "}";
   return true;
 }
 
-bool announcedPdLength(const ByteVector& start, std::size_t& length) {
-  if (start.size() < pdHeaderSize) {
+bool readCardId(CardChannel& card, std::string& cardId) {
+  ByteVector pd;
+  if (!readInsuranceFile(card, InsuranceFile::Pd, pd)) {
     return false;
   }
-  const std::int32_t announced = bigEndian16(start, 0);
-  if (announced < smallestPdLength || announced > largestLength) {
+  const std::string xml = gunzipText(pd);
+  if (xml.empty()) {
     return false;
   }
-  length = static_cast<std::size_t>(announced);
-  return true;
-}
-
-std::string insuranceFileToXml(const ByteVector& gzipData) {
-  const ByteVector decoded = gunzipBytes(gzipData);
-  return std::string(decoded.begin(), decoded.end());
-}
-
-std::string insuranceFileToJson(const ByteVector& gzipData) {
-  return xmlToJson(insuranceFileToXml(gzipData));
-}
-
-std::string composeInsuranceData(const std::string& vdMembers, const std::string& pdMembers) {
-  return "{\n"
-         "\"AllgemeineVersicherungsdaten\":\n"
-         "{\n" +
-         vdMembers +
-         "},\n"
-         "\"PersoenlicheVersicherungsdaten\":\n"
-         "{\n" +
-         pdMembers +
-         "}\n"
-         "}";
+  cardId = findElementText("Versicherten_ID", xml);
+  return !cardId.empty();
 }
 
 }  // namespace kv500

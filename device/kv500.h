@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "card/apdu.h"
-#include "card/card_kind.h"
 #include "device/device.h"
+#include "device/pcsc_channel.h"
 #include "frontend/response.h"
 #include "platform/threading.h"
 #include "support/config_file.h"
@@ -79,28 +78,12 @@ class KV500 final : public Device {
   void closeCard(bool keepReader) REQUIRES(deviceLock);
   /// The same without a word to PC/SC, for a connection that is not there.
   void dropCard(bool keepReader) REQUIRES(deviceLock);
+  /// The channel for one questioning of the card. The card connection is open.
+  PcscChannel cardChannel() REQUIRES(deviceLock);
 
   // USB: kv500_usb.cc.
   /// True if exactly one known USB device is plugged in; `serialNumber` is its serial number then.
   bool detectUsbDevice() REQUIRES(deviceLock);
-
-  // Card detection: kv500_detection.cc. The card connection is open.
-  CardKind detectCardKind() REQUIRES(deviceLock);
-  /// True if the exchange took place, whatever the card answered to it.
-  bool readGdo(ByteVector& gdo) REQUIRES(deviceLock);
-  bool selectMasterFile() REQUIRES(deviceLock);
-  bool exchange(const ByteVector& command, ByteVector& response, StatusWord& status)
-      REQUIRES(deviceLock);
-
-  // Insurance data: kv500_insurance.cc. The card connection is open and the card a health card. On
-  // failure the outputs stay as they were, but for the id of a card that has none: it is empty.
-  enum class InsuranceFile { Vd, Pd };
-  bool readInsuranceData(std::string& daten) REQUIRES(deviceLock);
-  bool readCardId(std::string& cardId) REQUIRES(deviceLock);
-  bool readInsuranceFile(ByteVector& gzipData, InsuranceFile file) REQUIRES(deviceLock);
-  bool readFileStart(InsuranceFile file, ByteVector& start, std::size_t& length)
-      REQUIRES(deviceLock);
-  bool readFurtherBlocks(ByteVector& gzipData, std::size_t length) REQUIRES(deviceLock);
 
   // Card watcher: kv500_watcher.cc.
   void cardCheckLoop();

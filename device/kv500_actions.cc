@@ -1,4 +1,6 @@
 // The actions that a client comes for.
+#include "card/card_kind.h"
+#include "card/insurance_data.h"
 #include "device/kv500.h"
 
 namespace kv500 {
@@ -75,9 +77,10 @@ void KV500::describeReader(ActionResult& result) {
 }
 
 bool KV500::readCard(std::string& daten) {
-  switch (detectCardKind()) {
+  PcscChannel card = cardChannel();
+  switch (detectCardKind(card)) {
     case CardKind::HealthCard:
-      return readInsuranceData(daten);
+      return readInsuranceData(card, daten);
     case CardKind::OtherCard:
       return true;
     case CardKind::Unreadable:

@@ -86,4 +86,8 @@ void KV500::dropCard(bool keepReader) {
   }
 }
 
+PcscChannel KV500::cardChannel() {
+  return {cardHandle, activeProtocol, pcscService->serviceLock};
+}
+
 }  // namespace kv500

@@ -1,5 +1,7 @@
 // Polls the card, so that reader and card are known without any client asking, and turns a new card
 // into the start of a browser.
+#include "card/card_kind.h"
+#include "card/insurance_data.h"
 #include "device/browser_command.h"
 #include "device/kv500.h"
 #include "platform/sessions.h"
@@ -54,8 +56,11 @@ void KV500::cardCheckLoop() {
 
 void KV500::announceCard() {
   std::string cardId;
-  if (appendCardId && detectCardKind() == CardKind::HealthCard) {
-    readCardId(cardId);
+  if (appendCardId) {
+    PcscChannel card = cardChannel();
+    if (detectCardKind(card) == CardKind::HealthCard) {
+      readCardId(card, cardId);
+    }
   }
   startBrowser(cardId);
 }

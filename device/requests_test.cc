@@ -63,6 +63,32 @@ TEST_F(RequestsTest, HeadRunsTheActionAndLeavesOutTheBody) {
   EXPECT_EQ(world().readers.openConnections(), 0u);
 }
 
+TEST_F(RequestsTest, AReadTellsWhatTheCardIs) {
+  const std::string mf = "00A4000C023F00", hca = "00A4040C06D27600000102", pd = "00B0810000";
+  const struct {
+    std::string overrides, answer;
+  } rows[] = {
+      {"", "\"status\": \"OK\",\"message\": {"},
+      {"00B082000C 6A82", "\"status\": \"OK\",\"message\": {"},
+      {mf + " fail\n" + hca + " fail", "\"status\": \"ERROR\",\"message\": {"},
+      {pd + " fail\n" + pd + " 6A82", "\"status\": \"ERROR\",\"message\": {"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.overrides);
+    simulated::resetWorld();
+    makeDevice();
+    attachReader();
+    world().readers.insert(healthCard(vdXml, pdXml("A123456789"), row.overrides));
+    EXPECT_EQ(state(), "card");
+    const std::string answer = ask("read");
+    EXPECT_NE(answer.find(row.answer), std::string::npos) << answer;
+    EXPECT_EQ(answer.find("A123456789") != std::string::npos, row.overrides.empty()) << answer;
+    EXPECT_EQ(answer.ends_with("\"daten\": null}"), !row.overrides.empty()) << answer;
+    world().faults.fail("SCardGetAttrib");
+    EXPECT_NE(ask("read").find("\"status\": \"ERROR\""), std::string::npos);
+  }
+}
+
 TEST_F(RequestsTest, AReadThatFailsGetsNoAnswerAndNoLine) {
   makeDevice();
   world().faults.fail("select", Faults::Plan{.skip = 1});

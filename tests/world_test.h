@@ -106,6 +106,14 @@ inline std::string denseText(std::size_t length) {
   return text;
 }
 
+inline const std::string vdXml = "<?xml version=\"1.0\"?><VD><Name>Kasse</Name></VD>";
+
+/// Personal data with this id, long enough for a card to carry them.
+inline std::string pdXml(const std::string& id) {
+  return "<PD><V><Versicherten_ID>" + id + "</Versicherten_ID><T>" + denseText(500) +
+         "</T></V></PD>";
+}
+
 }  // namespace kv500
 
 #endif

@@ -1,0 +1,56 @@
+#include "device/pcsc_channel.h"
+
+#include "tests/world_test.h"
+
+namespace kv500 {
+namespace {
+
+/// A connection to a card that answers "00 00 00 00" with 61 62 90 00.
+class PcscChannelTest : public WorldTest {
+ protected:
+  PcscChannelTest() {
+    world().readers.plug();
+    world().readers.insert(healthCard("<V/>", "<P/>", "00000000 61629000"));
+    platform::SCARDCONTEXT context = 0;
+    platform::SCardEstablishContext(2, context);
+    EXPECT_EQ(platform::SCardConnectA(context, "brenvolt GmbH KV500 0", 2, 3, card, protocol), 0u);
+  }
+  platform::SCARDHANDLE card = 0;
+  std::uint32_t protocol = 0;
+  Lock serviceLock;
+};
+
+TEST_F(PcscChannelTest, TheProtocolChoosesItsControlRecord) {
+  const struct {
+    std::uint32_t active, sent;
+  } rows[] = {{1, 1}, {2, 2}, {0, 0x10000}, {3, 0x10000}, {0x10000, 0x10000}};
+  for (const auto& row : rows) {
+    ByteVector response{1, 2, 3};
+    EXPECT_TRUE(PcscChannel(card, row.active, serviceLock).transmitApdu({0, 0, 0, 0}, response));
+    EXPECT_EQ(response, (ByteVector{0x61, 0x62, 0x90, 0x00}));
+    EXPECT_EQ(world().readers.lastProtocol(), row.sent);
+  }
+}
+
+TEST_F(PcscChannelTest, AFailureLeavesTheOutputAsItWas) {
+  PcscChannel channel(card, protocol, serviceLock);
+  ByteVector output{9};
+  EXPECT_FALSE(channel.transmitApdu(ByteVector(5802), output));
+  EXPECT_EQ(world().faults.calls("SCardTransmit"), 0u) << "too long to be sent";
+  world().faults.fail("SCardTransmit");
+  EXPECT_FALSE(channel.transmitApdu({0, 0, 0, 0}, output));
+  // A first call that gives a length of 0, after which the second one gives the true length.
+  world().faults.fail("SCardGetAttrib", Faults::Plan{.code = platform::SCARD_S_SUCCESS});
+  EXPECT_FALSE(channel.readAtr(output));
+  for (unsigned call = 0; call < 2; ++call) {
+    world().faults.fail("SCardGetAttrib", Faults::Plan{.skip = call});
+    EXPECT_FALSE(channel.readAtr(output));
+  }
+  EXPECT_EQ(output, ByteVector{9});
+  EXPECT_TRUE(channel.readAtr(output));
+  EXPECT_EQ(output, (ByteVector{0x3B, 0x00}));
+  EXPECT_TRUE(channel.transmitApdu(ByteVector(5801), output)) << "the longest command";
+}
+
+}  // namespace
+}  // namespace kv500
