@@ -48,7 +48,7 @@ step "Format"
 git ls-files '*.cc' '*.h' | xargs clang-format-14 --dry-run -Werror
 
 step "Clang with thread-safety analysis, and the fuzzers"
-build clang --target kv500-simulator KV500Service gzip_fuzz xml_fuzz
+build clang --target kv500-simulator KV500Service card_fuzz gzip_fuzz xml_fuzz
 ctest --test-dir build/clang -L fuzz --no-tests=error --output-on-failure
 
 for preset in asan tsan; do

@@ -31,16 +31,9 @@ struct CodeTable {
   std::array<CodeEntry, maxSymbols> entries;
 };
 
-// Code lengths in bits, indexed by symbol; 0 for a symbol that is not used.
-struct RawLengths {
+// Code lengths in bits, indexed by symbol; 0 for a symbol that does not occur.
+struct CodeLengths {
   std::array<std::uint32_t, maxSymbols> lengths{};
-  std::uint32_t count = 0;
-};
-
-// The code lengths of the symbols in use, with these symbols in ascending order.
-struct KeptLengths {
-  std::array<std::uint32_t, maxSymbols> lengths{};
-  std::array<std::uint32_t, maxSymbols> symbols{};
   std::uint32_t count = 0;
 };
 
@@ -71,7 +64,7 @@ class Decoder {
   Outcome copyStoredBlock();
   Outcome decodeFixedBlock();
   Outcome decodeDynamicBlock();
-  Outcome readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n, RawLengths& raw);
+  Outcome readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n, CodeLengths& given);
   Outcome decodeCompressedBlock(const CodeTable& lengthTable, const CodeTable& distanceTable);
   bool copyMatch(std::uint32_t symbol, const CodeTable& distanceTable);
   bool append(const std::uint8_t* bytes, std::size_t count);
@@ -97,8 +90,7 @@ class Decoder {
   std::size_t pendingCount = 0;  // bytes of blockBuffer that wait to go to the output
 };
 
-KeptLengths compactCodeLengths(const RawLengths& raw);
-void buildCodeTable(const KeptLengths& kept, CodeTable& table);
+void buildCodeTable(const CodeLengths& given, CodeTable& table);
 
 }  // namespace
 
@@ -207,22 +199,22 @@ Outcome Decoder::copyStoredBlock() {
 // the format. They cover symbols that never occur (286 and 287, distances 30 and 31) because a code
 // must use up its whole space.
 Outcome Decoder::decodeFixedBlock() {
-  RawLengths raw;
-  const auto give = [&raw](std::uint32_t symbols, std::uint32_t length) {
-    std::fill_n(raw.lengths.begin() + raw.count, symbols, length);
-    raw.count += symbols;
+  CodeLengths given;
+  const auto give = [&given](std::uint32_t symbols, std::uint32_t length) {
+    std::fill_n(given.lengths.begin() + given.count, symbols, length);
+    given.count += symbols;
   };
   CodeTable lengthTable;
   give(144, 8);
   give(112, 9);
   give(24, 7);
   give(8, 8);
-  buildCodeTable(compactCodeLengths(raw), lengthTable);
+  buildCodeTable(given, lengthTable);
 
   CodeTable distanceTable;
-  raw.count = 0;
+  given.count = 0;
   give(32, 5);
-  buildCodeTable(compactCodeLengths(raw), distanceTable);
+  buildCodeTable(given, distanceTable);
   return decodeCompressedBlock(lengthTable, distanceTable);
 }
 
@@ -240,29 +232,29 @@ Outcome Decoder::decodeDynamicBlock() {
     return Outcome::fail;
   }
 
-  RawLengths raw;
-  raw.count = order.size();
+  CodeLengths given;
+  given.count = order.size();
   for (std::uint32_t i = 0; i < hclen + 4; ++i) {  // at most 15 + 4, all of order
     const std::uint32_t length = readBits(3);
     if (length == noBits) {
       return Outcome::fail;
     }
-    raw.lengths[order[i]] = length;
+    given.lengths[order[i]] = length;
   }
   CodeTable codeLengthTable, lengthTable, distanceTable;
-  buildCodeTable(compactCodeLengths(raw), codeLengthTable);
+  buildCodeTable(given, codeLengthTable);
 
-  if (const Outcome outcome = readCodeLengths(codeLengthTable, hlit + 257, raw);
+  if (const Outcome outcome = readCodeLengths(codeLengthTable, hlit + 257, given);
       outcome != Outcome::goOn) {
     return outcome;
   }
-  buildCodeTable(compactCodeLengths(raw), lengthTable);
+  buildCodeTable(given, lengthTable);
 
-  if (const Outcome outcome = readCodeLengths(codeLengthTable, hdist + 1, raw);
+  if (const Outcome outcome = readCodeLengths(codeLengthTable, hdist + 1, given);
       outcome != Outcome::goOn) {
     return outcome;
   }
-  buildCodeTable(compactCodeLengths(raw), distanceTable);
+  buildCodeTable(given, distanceTable);
   return decodeCompressedBlock(lengthTable, distanceTable);
 }
 
@@ -274,9 +266,9 @@ Outcome Decoder::decodeDynamicBlock() {
 // its list is dropped. `n` is at most 31 + 257, the size of the array.
 // The loop ends because every symbol fills at least one place. All below n are then filled.
 Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n,
-                                 RawLengths& raw) {
+                                 CodeLengths& given) {
   constexpr std::array<BaseAndExtra, 3> repeats = {{{3, 2}, {3, 3}, {11, 7}}};
-  raw.count = n;
+  given.count = n;
   std::uint32_t i = 0;
   while (i < n) {
     const std::uint32_t symbol = decodeSymbol(codeLengthTable);
@@ -284,51 +276,39 @@ Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t
       return Outcome::stop;
     }
     if (symbol < 16) {
-      raw.lengths[i] = symbol;
+      given.lengths[i] = symbol;
       ++i;
       continue;
     }
     if (symbol == 16 && i == 0) {
       return Outcome::fail;
     }
-    const std::uint32_t repeated = symbol == 16 ? raw.lengths[i - 1] : 0;
+    const std::uint32_t repeated = symbol == 16 ? given.lengths[i - 1] : 0;
     const std::optional<std::uint32_t> times = readNumber(repeats, symbol - 16);
     if (!times || *times > maxSymbols - i) {
       return Outcome::fail;
     }
-    std::fill_n(raw.lengths.begin() + i, *times, repeated);
+    std::fill_n(given.lengths.begin() + i, *times, repeated);
     i += *times;
   }
   return Outcome::goOn;
 }
 
-// Format note, RFC 1951, 3.2.2: a length of 0 says that the symbol doesn't occur and has no code.
-KeptLengths compactCodeLengths(const RawLengths& raw) {
-  KeptLengths kept;
-  for (std::uint32_t symbol = 0; symbol < raw.count; ++symbol) {
-    if (raw.lengths[symbol] != 0) {
-      kept.lengths[kept.count] = raw.lengths[symbol];
-      kept.symbols[kept.count] = symbol;
-      ++kept.count;
-    }
-  }
-  return kept;
-}
-
 // Format note, RFC 1951, 3.2.2: lengths alone fix a code because of two rules. Codes of one length
 // are consecutive numbers, in the order of their symbols; and shorter codes come before longer ones
 // in the order of bits. So the first code of a length is the one behind the last code of the length
-// before, with a bit 0 appended.
+// before, with a bit 0 appended. A symbol of length 0 does not occur and has no code.
 //
 // Lengths that ask for more codes than there are yield numbers too wide for their length, which no
 // peeked value equals, and which stay below 2^25. Lengths that ask for fewer leave codes unknown.
-void buildCodeTable(const KeptLengths& kept, CodeTable& table) {
+void buildCodeTable(const CodeLengths& given, CodeTable& table) {
   std::array<std::uint32_t, maxCodeLength + 1> counter{};
-  for (std::uint32_t i = 0; i < kept.count; ++i) {
-    const std::uint32_t length = kept.lengths[i];
-    ++counter[length];
-    table.minLength = std::min(table.minLength, length);
-    table.maxLength = std::max(table.maxLength, length);
+  for (std::uint32_t symbol = 0; symbol < given.count; ++symbol) {
+    if (const std::uint32_t length = given.lengths[symbol]; length != 0) {
+      ++counter[length];
+      table.minLength = std::min(table.minLength, length);
+      table.maxLength = std::max(table.maxLength, length);
+    }
   }
 
   std::array<std::uint32_t, maxCodeLength + 1> nextCode{};
@@ -338,11 +318,12 @@ void buildCodeTable(const KeptLengths& kept, CodeTable& table) {
     nextCode[length + 1] = code;
   }
 
-  table.count = kept.count;
-  for (std::uint32_t i = 0; i < kept.count; ++i) {
-    const std::uint32_t length = kept.lengths[i];
-    table.entries[i] = {length, nextCode[length], kept.symbols[i]};
-    ++nextCode[length];
+  for (std::uint32_t symbol = 0; symbol < given.count; ++symbol) {
+    if (const std::uint32_t length = given.lengths[symbol]; length != 0) {
+      table.entries[table.count] = {length, nextCode[length], symbol};
+      ++table.count;
+      ++nextCode[length];
+    }
   }
 }
 
