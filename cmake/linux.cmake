@@ -4,7 +4,7 @@ pkg_check_modules(PCSCLITE REQUIRED IMPORTED_TARGET libpcsclite)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
-kv500_sources(linux_sources platform platform/posix platform/linux)
+kv500_sources(linux_sources platform platform/real platform/posix platform/linux)
 add_library(platform_linux STATIC ${linux_sources})
 target_link_libraries(platform_linux
   PUBLIC kv500_flags Threads::Threads

@@ -114,6 +114,11 @@ TEST_F(TcpSocketTest, FailuresOfThePlatformLeaveNoSocket) {
   world().faults.fail("select", Faults::Plan{.detail = 10'000'000});
   std::string text;
   EXPECT_FALSE(accepted.receive(text));
+  client.send("never read");
+  world().faults.fail("recv");
+  EXPECT_FALSE(accepted.receive(text));
+  world().faults.fail("send");
+  EXPECT_FALSE(accepted.send("never sent"));
 }
 
 TEST(SocketLibrary, StartsWithTheFirstSocketAndEndsWithTheLast) {

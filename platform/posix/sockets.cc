@@ -1,4 +1,4 @@
-#include "platform/sockets.h"
+#include "platform/host_handles.h"
 
 // The system's header defines some of the seam's names as macros; what they stand for is 2, 1, 2 on
 // Linux too, so that the seam's numbers can be passed on.
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <thread>
 
-#include "platform/interception.h"
 #undef htons
 
 namespace platform {
@@ -42,24 +41,18 @@ auto uninterrupted(Call call) {
 
 }  // namespace
 
-std::int32_t WSAStartup(std::uint16_t) {
-  return intercepted("WSAStartup") ? -1 : 0;
+std::int32_t host::WSAStartup(std::uint16_t) {
+  return 0;
 }
-std::int32_t WSACleanup() {
-  return intercepted("WSACleanup") ? -1 : 0;
+std::int32_t host::WSACleanup() {
+  return 0;
 }
 
-SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
-  if (intercepted("socket")) {
-    return INVALID_SOCKET;
-  }
+SOCKET host::socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
   return toSocket(::socket(family, type | SOCK_CLOEXEC, protocol));
 }
 
-std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
-  if (intercepted("bind")) {
-    return -1;
-  }
+std::int32_t host::bind(SOCKET socket, const sockaddr_in& address) {
   // Without this the port of a service that has just ended stays closed to its successor for a
   // minute. A port that somebody listens on is refused all the same.
   const int on = 1;
@@ -70,23 +63,16 @@ std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
   return ::bind(descriptor(socket), reinterpret_cast<const ::sockaddr*>(&native), sizeof(native));
 }
 
-std::int32_t listen(SOCKET socket, std::int32_t backlog) {
-  if (intercepted("listen") || ::listen(descriptor(socket), backlog) != 0) {
+std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
+  if (::listen(descriptor(socket), backlog) != 0) {
     return -1;
   }
   // A connection that is gone again before `accept` must not make that call wait for the next.
   ::fcntl(descriptor(socket), F_SETFL, O_NONBLOCK);
-  ::sockaddr_in bound{};
-  ::socklen_t length = sizeof(bound);
-  ::getsockname(descriptor(socket), reinterpret_cast<::sockaddr*>(&bound), &length);
-  listening(ntohs(bound.sin_port));
   return 0;
 }
 
-std::int32_t select(SOCKET socket, std::int32_t microseconds) {
-  if (intercepted("select", static_cast<std::uint32_t>(microseconds))) {
-    return -1;
-  }
+std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::microseconds(microseconds);
   ::pollfd entry{descriptor(socket), POLLIN, 0};
@@ -97,10 +83,7 @@ std::int32_t select(SOCKET socket, std::int32_t microseconds) {
   return (entry.revents & POLLNVAL) != 0 ? -1 : ready;
 }
 
-SOCKET accept(SOCKET socket) {
-  if (intercepted("accept")) {
-    return INVALID_SOCKET;
-  }
+SOCKET host::accept(SOCKET socket) {
   const int fd = uninterrupted(
       [socket] { return ::accept4(descriptor(socket), nullptr, nullptr, SOCK_CLOEXEC); });
   if (fd < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
@@ -113,24 +96,24 @@ SOCKET accept(SOCKET socket) {
   return toSocket(fd);
 }
 
-std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
+std::int32_t host::recv(SOCKET socket, char* buffer, std::int32_t size) {
   const auto length = static_cast<std::size_t>(size);
   return static_cast<std::int32_t>(
       uninterrupted([&] { return ::recv(descriptor(socket), buffer, length, 0); }));
 }
 
-std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
+std::int32_t host::send(SOCKET socket, const char* bytes, std::int32_t size) {
   const auto length = static_cast<std::size_t>(size);
   return static_cast<std::int32_t>(
       uninterrupted([&] { return ::send(descriptor(socket), bytes, length, MSG_NOSIGNAL); }));
 }
 
-std::int32_t shutdown(SOCKET socket, std::int32_t how) {
+std::int32_t host::shutdown(SOCKET socket, std::int32_t how) {
   static_assert(SHUT_RDWR == SD_BOTH);
   return ::shutdown(descriptor(socket), how);
 }
 
-std::int32_t closesocket(SOCKET socket) {
+std::int32_t host::closesocket(SOCKET socket) {
   return ::close(descriptor(socket));
 }
 

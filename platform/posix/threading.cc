@@ -1,11 +1,10 @@
-#include "platform/threading.h"
+#include "platform/host_handles.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
-#include "platform/interception.h"
 #include "platform/posix/handle_object.h"
 
 namespace platform {
@@ -73,19 +72,16 @@ thread_local std::uint32_t lastError = 0;
 
 }  // namespace
 
-HANDLE CreateEventA(bool manualReset, bool initialState) {
-  if (intercepted("CreateEventA")) {
-    return 0;
-  }
+HANDLE host::CreateEventA(bool manualReset, bool initialState) {
   return toHandle(std::make_unique<Event>(manualReset, initialState));
 }
 
-bool SetEvent(HANDLE event) {
-  return event != 0 && !intercepted("SetEvent") && toObject(event)->set();
+bool host::SetEvent(HANDLE event) {
+  return event != 0 && toObject(event)->set();
 }
 
-std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
-  if (handle == 0 || intercepted("WaitForSingleObject", milliseconds)) {
+std::uint32_t host::WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
+  if (handle == 0) {
     return WAIT_FAILED;
   }
   if (milliseconds == INFINITE) {
@@ -94,10 +90,7 @@ std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
   return toObject(handle)->wait(std::chrono::milliseconds(milliseconds));
 }
 
-HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
-  if (intercepted("CreateThread")) {
-    return 0;
-  }
+HANDLE host::CreateThread(std::uint32_t (*function)(void*), void* argument) {
   try {
     return toHandle(std::make_unique<RunningThread>(function, argument));
   } catch (const std::system_error&) {
@@ -105,7 +98,7 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
   }
 }
 
-bool CloseHandle(HANDLE handle) {
+bool host::CloseHandle(HANDLE handle) {
   delete toObject(handle);
   return handle != 0;
 }

@@ -7,9 +7,25 @@ void Faults::fail(const std::string& operation, Plan plan) {
   plans_[operation].push_back(plan);
 }
 
-std::optional<std::uint32_t> Faults::take(const std::string& operation, std::uint32_t detail) {
+void Faults::hold(const std::string& operation) {
   const std::lock_guard guard(mutex_);
+  toHold_.insert(operation);
+  held_.insert(operation);
+}
+
+void Faults::letGo(const std::string& operation) {
+  const std::lock_guard guard(mutex_);
+  toHold_.erase(operation);
+  held_.erase(operation);
+  letGo_.notify_all();
+}
+
+std::optional<std::uint32_t> Faults::take(const std::string& operation, std::uint32_t detail) {
+  std::unique_lock guard(mutex_);
   ++calls_[operation];
+  if (toHold_.erase(operation) != 0) {
+    letGo_.wait(guard, [&] { return !held_.contains(operation); });  // As long as the test wants.
+  }
   for (Plan& plan : plans_[operation]) {
     if (plan.times == 0 || (plan.detail && *plan.detail != detail)) {
       continue;

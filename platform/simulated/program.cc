@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "platform/host.h"
-#include "platform/interception.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
@@ -42,23 +41,6 @@ void ExitProcess(std::uint32_t exitCode) {
     world().onExit(exitCode);
   }
   std::_Exit(static_cast<int>(exitCode));
-}
-
-HANDLE CreateMutexA(bool, const char* name) {
-  if (world().faults.take("CreateMutexA")) {
-    return 0;
-  }
-  return host::createNamedMutex(world().mutexRealm + name);
-}
-
-bool intercepted(const char* operation, std::uint32_t detail) {
-  return world().faults.take(operation, detail).has_value();
-}
-
-void listening(std::uint16_t port) {
-  if (world().onListening) {
-    world().onListening(port);
-  }
 }
 
 }  // namespace platform

@@ -1,6 +1,5 @@
-#include "platform/sockets.h"
+#include "platform/host_handles.h"
 
-#include "platform/interception.h"
 #include "platform/win32/native.h"
 
 // No socket option for the address is needed: Windows gives the port of a process that has ended to
@@ -25,22 +24,19 @@ void setBlocking(::SOCKET socket, bool blocking) {
 
 }  // namespace
 
-std::int32_t WSAStartup(std::uint16_t version) {
+std::int32_t host::WSAStartup(std::uint16_t version) {
   ::WSADATA data;
-  return intercepted("WSAStartup") ? -1 : ::WSAStartup(version, &data);
+  return ::WSAStartup(version, &data);
 }
-std::int32_t WSACleanup() {
-  return intercepted("WSACleanup") ? -1 : ::WSACleanup();
-}
-
-SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
-  return intercepted("socket") ? INVALID_SOCKET : ::socket(family, type, protocol);
+std::int32_t host::WSACleanup() {
+  return ::WSACleanup();
 }
 
-std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
-  if (intercepted("bind")) {
-    return -1;
-  }
+SOCKET host::socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
+  return ::socket(family, type, protocol);
+}
+
+std::int32_t host::bind(SOCKET socket, const sockaddr_in& address) {
   ::sockaddr_in native{};
   native.sin_family = static_cast<short>(address.sin_family);
   native.sin_port = address.sin_port;
@@ -48,23 +44,16 @@ std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
   return ::bind(socket, toNative(native), sizeof(native));
 }
 
-std::int32_t listen(SOCKET socket, std::int32_t backlog) {
-  if (intercepted("listen") || ::listen(socket, backlog) != 0) {
+std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
+  if (::listen(socket, backlog) != 0) {
     return -1;
   }
   // A connection that is gone again before `accept` must not make that call wait for the next.
   setBlocking(socket, false);
-  ::sockaddr_in bound{};
-  int length = sizeof(bound);
-  ::getsockname(socket, toNative(bound), &length);
-  listening(::ntohs(bound.sin_port));
   return 0;
 }
 
-std::int32_t select(SOCKET socket, std::int32_t microseconds) {
-  if (intercepted("select", static_cast<std::uint32_t>(microseconds))) {
-    return -1;
-  }
+std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
   ::fd_set readable;
   readable.fd_count = 1;
   readable.fd_array[0] = socket;
@@ -73,10 +62,7 @@ std::int32_t select(SOCKET socket, std::int32_t microseconds) {
   return ::select(0, &readable, nullptr, nullptr, &limit);
 }
 
-SOCKET accept(SOCKET socket) {
-  if (intercepted("accept")) {
-    return INVALID_SOCKET;
-  }
+SOCKET host::accept(SOCKET socket) {
   const ::SOCKET connection = ::accept(socket, nullptr, nullptr);
   if (connection == INVALID_SOCKET) {
     const int error = ::WSAGetLastError();
@@ -92,19 +78,19 @@ SOCKET accept(SOCKET socket) {
   return connection;
 }
 
-std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
+std::int32_t host::recv(SOCKET socket, char* buffer, std::int32_t size) {
   return ::recv(socket, buffer, size, 0);
 }
 
-std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
+std::int32_t host::send(SOCKET socket, const char* bytes, std::int32_t size) {
   return ::send(socket, bytes, size, 0);
 }
 
-std::int32_t shutdown(SOCKET socket, std::int32_t how) {
+std::int32_t host::shutdown(SOCKET socket, std::int32_t how) {
   return ::shutdown(socket, how);
 }
 
-std::int32_t closesocket(SOCKET socket) {
+std::int32_t host::closesocket(SOCKET socket) {
   return ::closesocket(socket);
 }
 

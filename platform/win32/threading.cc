@@ -1,8 +1,7 @@
-#include "platform/threading.h"
+#include "platform/host_handles.h"
 
 #include <memory>
 
-#include "platform/interception.h"
 #include "platform/win32/native.h"
 
 namespace platform {
@@ -24,28 +23,19 @@ DWORD WINAPI runCall(LPVOID pointer) {
 
 }  // namespace
 
-HANDLE CreateEventA(bool manualReset, bool initialState) {
-  if (intercepted("CreateEventA")) {
-    return 0;
-  }
+HANDLE host::CreateEventA(bool manualReset, bool initialState) {
   return toSeam(::CreateEventA(nullptr, manualReset, initialState, nullptr));
 }
 
-bool SetEvent(HANDLE event) {
-  return !intercepted("SetEvent") && ::SetEvent(toNative(event));
+bool host::SetEvent(HANDLE event) {
+  return ::SetEvent(toNative(event));
 }
 
-std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
-  if (intercepted("WaitForSingleObject", milliseconds)) {
-    return WAIT_FAILED;
-  }
+std::uint32_t host::WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
   return ::WaitForSingleObject(toNative(handle), milliseconds);
 }
 
-HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
-  if (intercepted("CreateThread")) {
-    return 0;
-  }
+HANDLE host::CreateThread(std::uint32_t (*function)(void*), void* argument) {
   auto call = std::make_unique<Call>(Call{function, argument});
   const ::HANDLE thread = ::CreateThread(nullptr, 0, runCall, call.get(), 0, nullptr);
   if (thread != nullptr) {
@@ -54,7 +44,7 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
   return toSeam(thread);
 }
 
-bool CloseHandle(HANDLE handle) {
+bool host::CloseHandle(HANDLE handle) {
   return handle != 0 && ::CloseHandle(toNative(handle));
 }
 

@@ -18,23 +18,11 @@ std::u16string GetModuleFileNameW() {
   return host::programPath();
 }
 
-std::int64_t clock() {
-  return host::elapsedMilliseconds();
-}
-
-std::int64_t _time64() {
-  return std::time(nullptr);
-}
-
 void ExitProcess(std::uint32_t exitCode) {
   // Windows' operation of that name tells every library first that the process ends, after it has
   // stopped the other threads wherever they stand: one that held a lock would hold up the end.
   ::TerminateProcess(::GetCurrentProcess(), exitCode);
   std::abort();  // Never reached: a process may always end itself.
-}
-
-HANDLE CreateMutexA(bool, const char* name) {
-  return host::createNamedMutex(name);
 }
 
 }  // namespace platform
