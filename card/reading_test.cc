@@ -59,15 +59,12 @@ class CardAtHand final : public CardChannel {
 
  private:
   static std::string inBytes(const std::string& overrides) {
-    std::string text;
-    std::istringstream lines(overrides);
-    for (std::string line; std::getline(lines, line);) {
-      for (const auto& [bytes, letter] : commandLetters) {
-        if (line.starts_with(letter)) {
-          text += bytes;
-        }
+    std::string text = "\n" + overrides;
+    for (const auto& [bytes, letter] : commandLetters) {
+      const std::string line = {'\n', letter, ' '};
+      for (std::size_t at = text.find(line); at != text.npos; at = text.find(line, at)) {
+        text.replace(at + 1, 1, bytes);
       }
-      text += line.substr(1) + "\n";
     }
     return text;
   }
@@ -193,13 +190,12 @@ TEST(CardReading, EveryLimitHasTwoSides) {
 }
 
 TEST(CardReading, NoOffsetPassesTheHighestThatACommandCanName) {
-  std::string overrides = "00B0810000 " + response("8000", 256, "9000") + "\n";
+  std::string overrides = "P " + response("8000", 256, "9000") + "\n";
   for (std::uint8_t block = 1; block <= 0x80; ++block) {
     overrides += "00B0" + hexText({block}) + "0000 1111119000\n";
   }
-  CardAtHand card("");
-  card.card = healthCard(vdXml, pdXml("A"), overrides);
-  std::string cardId = "kept";
+  CardAtHand card(overrides);
+  std::string cardId;
   EXPECT_FALSE(readCardId(card, cardId));
   EXPECT_TRUE(card.sent.ends_with("00B07F0000"));
 }

@@ -48,7 +48,7 @@ TEST_F(PcscChannelTest, AFailureLeavesTheOutputAsItWas) {
   }
   EXPECT_EQ(output, ByteVector{9});
   EXPECT_TRUE(channel.readAtr(output));
-  EXPECT_EQ(output, (ByteVector{0x3B, 0x00}));
+  EXPECT_EQ(output, ByteVector(33, 0x3B));
   EXPECT_TRUE(channel.transmitApdu(ByteVector(5801), output)) << "the longest command";
 }
 

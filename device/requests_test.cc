@@ -1,3 +1,5 @@
+#include <future>
+
 #include "tests/device_test.h"
 
 namespace kv500 {
@@ -86,6 +88,21 @@ TEST_F(RequestsTest, AReadTellsWhatTheCardIs) {
     EXPECT_EQ(answer.ends_with("\"daten\": null}"), !row.overrides.empty()) << answer;
     world().faults.fail("SCardGetAttrib");
     EXPECT_NE(ask("read").find("\"status\": \"ERROR\""), std::string::npos);
+  }
+}
+
+TEST_F(RequestsTest, NobodyWaitsForAClientThatDoesNotRead) {
+  makeDevice();
+  for (const char* action : {"status", "read", "close"}) {
+    world().faults.hold("send");
+    const unsigned sent = world().faults.calls("send");
+    std::thread slow([&] { ask(action); });
+    EXPECT_TRUE(eventually([sent] { return world().faults.calls("send") > sent; }));
+    auto other = std::async(std::launch::async, [this] { return state(); });
+    EXPECT_EQ(other.wait_for(std::chrono::seconds(5)), std::future_status::ready) << action;
+    world().faults.letGo("send");
+    slow.join();
+    EXPECT_EQ(other.get(), "none");
   }
 }
 

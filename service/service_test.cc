@@ -59,7 +59,7 @@ TEST_F(ServiceTest, ReportsInOrderAndEndsWithStatus0) {
 }
 
 TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
-  // The start waits for the person who has to read that the file is bad.
+  // The start waits for the person who has to read that the file is bad. The log says it already.
   writeFile("config.txt", "bad");
   const auto run = [this] {
     world().sessions.holdNotices(true);
@@ -68,7 +68,9 @@ TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
       stopOnce(platform::SERVICE_RUNNING);
     });
   };
-  EXPECT_EXIT(run(), testing::ExitedWithCode(0), startAndStop + "notice KALVERO  -  KV500");
+  const std::string fault = "Error reading config file:\n'=' missing in line 1:\n1: bad\n";
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0),
+              startAndStop + "notice KALVERO  -  KV500 . " + fault + startLine + fault);
 }
 
 TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {

@@ -7,10 +7,6 @@ namespace {
 
 using NoticeTest = WorldTest;
 
-TEST_F(NoticeTest, BytesBecomeUnitsWithTheirSign) {
-  EXPECT_EQ(widenBytes("a~\x7F\x80\xE4\xFF"), u"a~\x7F\xFF80\xFFE4\xFFFF");
-}
-
 TEST_F(NoticeTest, TheFirstActiveSessionGetsTheBox) {
   constexpr std::uint32_t disconnected = 4;
   const struct {
@@ -24,13 +20,13 @@ TEST_F(NoticeTest, TheFirstActiveSessionGetsTheBox) {
   for (const auto& row : rows) {
     simulated::resetWorld();
     world().sessions.set(row.sessions);
-    notifyUser("KV500", "a\n\xE4");
+    notifyUser("KV500", "a\n~\x7F\x80\xE4\xFF");
     const auto notices = world().sessions.notices();
     ASSERT_EQ(notices.size(), row.shownIn == 0 ? 0u : 1u);
     if (row.shownIn != 0) {
       EXPECT_EQ(notices[0].session, row.shownIn);
       EXPECT_EQ(notices[0].title, u"KALVERO  -  KV500");
-      EXPECT_EQ(notices[0].text, u"a\n\xFFE4");
+      EXPECT_EQ(notices[0].text, u"a\n~\x7F\xFF80\xFFE4\xFFFF");
       EXPECT_EQ(notices[0].style, 0x10u);
     }
   }

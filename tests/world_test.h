@@ -41,10 +41,12 @@ class WorldTest : public testing::Test {
  protected:
   WorldTest() {
     simulated::resetWorld();
+    // A folder of that name may be left from an earlier process of the same number.
     static int number = 0;
-    folder = std::filesystem::temp_directory_path() /
-             ("kv500_" + platform::host::processId() + "_" + std::to_string(number++));
-    std::filesystem::create_directory(folder);
+    do {
+      folder = std::filesystem::temp_directory_path() /
+               ("kv500_" + platform::host::processId() + "_" + std::to_string(number++));
+    } while (!std::filesystem::create_directory(folder));
     world().programPath = (folder / "program").u16string();
   }
   ~WorldTest() override { removeFolder(); }
@@ -83,14 +85,16 @@ class WorldTest : public testing::Test {
   std::filesystem::path folder;
 };
 
-/// A health card whose files hold these texts; overrides in the manner of overrides.txt.
+/// A health card with the longest ATR that there is, whose files hold these texts; overrides in the
+/// manner of overrides.txt.
 inline simulated::Card healthCard(const std::string& vdXml, const std::string& pdXml,
                                   const std::string& overrides = "") {
   using simulated::Bytes;
+  const Bytes longestAtr(33, 0x3B);
   const Bytes gdo{0x5A, 0x0A, 0x80, 0x27, 0, 0, 0, 0, 0, 0, 0, 0};
   const Bytes vd = *simulated::makeVdFile(Bytes(vdXml.begin(), vdXml.end()));
   const Bytes pd = *simulated::makePdFile(Bytes(pdXml.begin(), pdXml.end()));
-  return simulated::Card({0x3B, 0x00}, {{}, {{0x2F02, 0x02, gdo}}},
+  return simulated::Card(longestAtr, {{}, {{0x2F02, 0x02, gdo}}},
                          {{{0xD2, 0x76, 0x00, 0x00, 0x01, 0x02},
                            {{0xD001, 0x01, pd}, {0xD002, 0x02, vd}, {0xD00C, 0x0C, Bytes(25)}}}},
                          simulated::parseOverrides(overrides));
