@@ -74,6 +74,7 @@ TEST_F(ConnectionTest, OnlyAFailureToConnectIsLogged) {
   makeDevice();
   attachReader();
   const std::string text = "Could not connect to card \"brenvolt GmbH KV500 0\": Error 0x";
+  run({"", 0, "reader"});
   run({"SCardConnectA", 0x1F, "none"});
   device->attachReader("brenvolt GmbH KV500 0");
   run({"SCardConnectA", 0x8010000B, "none"});
