@@ -58,8 +58,7 @@ TEST_F(ConnectionTest, EveryWayThroughTheStates) {
       {{"insert", 0, "card"}, {"detach", 0, "none"}, {"attach", 0, "card"}, {"attach", 0, "card"}},
   };
   for (const auto& walk : walks) {
-    simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    newWorld();
     makeDevice();
     attachReader();
     for (const Step& step : walk) {
@@ -109,7 +108,7 @@ TEST_F(ConnectionTest, ExactlyOneKnownUsbDeviceMakesAReaderUsable) {
       {{primary + u"S\x0131\x20AC#{class}"}, "S1\xAC"},
   };
   for (const auto& row : rows) {
-    simulated::resetWorld();
+    newWorld();
     makeDevice();
     world().readers.addReader("brenvolt GmbH KV500 x");
     establishContext();

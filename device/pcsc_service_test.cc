@@ -139,8 +139,7 @@ TEST_F(PcscServiceTest, FailuresEndTheProcessWithALine) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);
-    simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    newWorld();
     world().readers.stopService();
     world().faults.fail(row.operation, Faults::Plan{.code = row.code});
     exitCode = -1;

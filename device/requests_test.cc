@@ -77,7 +77,7 @@ TEST_F(RequestsTest, AReadTellsWhatTheCardIs) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.overrides);
-    simulated::resetWorld();
+    newWorld();
     makeDevice();
     attachReader();
     world().readers.insert(healthCard(vdXml, pdXml("A123456789"), row.overrides));

@@ -33,8 +33,7 @@ TEST_F(SettingsTest, GoodValuesHoldAndBadOnesAreReported) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.config);
-    simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    newWorld();
     writeFile("log.txt", "");
     makeDevice(row.config);
     EXPECT_EQ(device->listenPort(), row.port);

@@ -84,9 +84,7 @@ TEST_F(WatcherTest, WithoutAnIdTheBrowserStartsAllTheSame) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.config + row.overrides);
-    device.reset();
-    simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    newWorld();
     makeDevice(row.config, true);
     attachReader();
     world().readers.insert(healthCard(vdXml, pdXml("A1"), row.overrides));
@@ -104,15 +102,13 @@ TEST_F(WatcherTest, AFailedStartIsNotTriedAgain) {
   for (const char* operation : {"listSessions", "WTSQueryUserToken", "DuplicateTokenEx",
                                 "CreateEnvironmentBlock", "CreateProcessAsUserA"}) {
     SCOPED_TRACE(operation);
-    device.reset();
-    simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    newWorld();
     makeDevice(config, true);
     world().faults.fail(operation);
     attachReader();
     insertCard();
     EXPECT_TRUE(eventually([&] { return world().faults.calls(operation) == 1; }));
-    waitForPolls(4);
+    waitForPolls(2);
     EXPECT_EQ(starts(), 0u);
     EXPECT_EQ(world().faults.calls("listSessions"), 1u);
     EXPECT_TRUE(logTexts().ends_with("### Service started! ###\n")) << logTexts();

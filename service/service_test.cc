@@ -114,8 +114,8 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
 }
 
 TEST_F(ServiceTest, ARefusedReportStopsItsSequence) {
-  const auto statesAfterRefusal = [](std::uint32_t refused) {
-    simulated::resetWorld();
+  const auto statesAfterRefusal = [this](std::uint32_t refused) {
+    newWorld();
     serviceHooks = {[](const ServiceArguments&) {}, nullptr, [] { world().clockTime = 1; }};
     world().faults.fail("SetServiceStatus", Faults::Plan{.detail = refused});
     std::string states;
@@ -133,7 +133,7 @@ TEST_F(ServiceTest, ARefusedReportStopsItsSequence) {
   EXPECT_EQ(statesAfterRefusal(platform::SERVICE_START_PENDING), "");
   EXPECT_EQ(statesAfterRefusal(platform::SERVICE_RUNNING), "2");
   EXPECT_EQ(statesAfterRefusal(platform::SERVICE_STOP_PENDING), "");
-  simulated::resetWorld();
+  newWorld();
   world().faults.fail("RegisterServiceCtrlHandlerW");
   ServiceMain(0, nullptr);
   EXPECT_TRUE(world().serviceManager.reports().empty());

@@ -1,7 +1,5 @@
 #include "support/log.h"
 
-#include <vector>
-
 #include "tests/world_test.h"
 
 namespace kv500 {
@@ -48,26 +46,6 @@ TEST_F(LogTest, AKeyPassesOnceInFiveMinutes) {
     world().clockTime = start + row.tick;
     logMessage(row.text, row.key);
     expected += row.written ? row.text + "\n" : "";
-  }
-  EXPECT_EQ(logTexts(), expected);
-}
-
-TEST_F(LogTest, LinesOfManyThreadsNeverMix) {
-  openLog();
-  std::vector<std::thread> writers;
-  for (int i = 0; i < 8; ++i) {
-    writers.emplace_back([] {
-      for (int line = 0; line < 200; ++line) {
-        logMessage("0123456789abcdef", "");
-      }
-    });
-  }
-  std::string expected = "### Service started! ###\n";
-  for (std::thread& writer : writers) {
-    writer.join();
-  }
-  for (int line = 0; line < 8 * 200; ++line) {
-    expected += "0123456789abcdef\n";
   }
   EXPECT_EQ(logTexts(), expected);
 }

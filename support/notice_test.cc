@@ -18,7 +18,7 @@ TEST_F(NoticeTest, TheFirstActiveSessionGetsTheBox) {
       {{{0, disconnected}, {5, platform::WTSActive}, {6, platform::WTSActive}}, 5},
   };
   for (const auto& row : rows) {
-    simulated::resetWorld();
+    newWorld();
     world().sessions.set(row.sessions);
     notifyUser("KV500", "a\n~\x7F\x80\xE4\xFF");
     const auto notices = world().sessions.notices();

@@ -18,6 +18,11 @@ class DeviceTest : public WorldTest {
  protected:
   DeviceTest() { EXPECT_TRUE(listener.bindAndListen(port, platform::inet_addr("127.0.0.1"))); }
 
+  void newWorld() {
+    device.reset();
+    WorldTest::newWorld();
+  }
+
   /// Makes the device with these settings. Without its watcher, unless told otherwise, so that only
   /// the test asks the card.
   void makeDevice(const std::string& config = "", bool withWatcher = false) {

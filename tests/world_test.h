@@ -40,16 +40,21 @@ inline bool eventually(const std::function<bool()>& condition) {
 class WorldTest : public testing::Test {
  protected:
   WorldTest() {
-    simulated::resetWorld();
     // A folder of that name may be left from an earlier process of the same number.
     static int number = 0;
     do {
       folder = std::filesystem::temp_directory_path() /
                ("kv500_" + platform::host::processId() + "_" + std::to_string(number++));
     } while (!std::filesystem::create_directory(folder));
-    world().programPath = (folder / "program").u16string();
+    newWorld();
   }
   ~WorldTest() override { removeFolder(); }
+
+  /// Begins anew with everything but the folder.
+  void newWorld() const {
+    simulated::resetWorld();
+    world().programPath = (folder / "program").u16string();
+  }
 
   void writeFile(const std::string& name, const std::string& content) const {
     std::ofstream(folder / name, std::ios::binary) << content;
