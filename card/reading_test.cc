@@ -106,6 +106,7 @@ TEST(CardReading, TellsHealthCardsFromOthers) {
       {"G 6108", health, "MGv"},
       {"G 6C08\nv 5A0A80276282", health, "MGv"},
       {"G 5A0A809000", other, "MG"},
+      {"G 5A0A802700", other, "MG"},  // The status word is no data.
       {"G 5A0A80279000", health, "MG"},
       {"G 5A0A80276282", health, "MG"},
       {"G 5A0A8026009000", other, "MG"},

@@ -33,7 +33,6 @@ platform::HANDLE activeUserToken() {
 
 void KV500::cardCheckLoop() {
   std::uint32_t absentPolls = newCardPolls;  // The first card after the start is a new one.
-  bool wasConnected = false;
   for (;;) {  // Until the stop is requested, which is looked at in each round.
     platform::Sleep(pollInterval);
     if (stopRequested) {
@@ -41,11 +40,9 @@ void KV500::cardCheckLoop() {
     }
     const ScopedLock guard(deviceLock);
     updateCardState();
-    const bool isNew = cardConnected && !wasConnected;
-    wasConnected = cardConnected;
     if (!cardConnected) {
       ++absentPolls;
-    } else if (isNew && absentPolls >= newCardPolls) {
+    } else if (absentPolls >= newCardPolls) {
       absentPolls = 0;
       if (callBrowser) {
         announceCard();

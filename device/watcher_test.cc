@@ -49,7 +49,11 @@ TEST_F(WatcherTest, ANewCardStartsTheBrowserOnceWithItsId) {
   EXPECT_TRUE(eventually([] { return starts() == 1; }));
   EXPECT_EQ(world().sessions.startedPrograms()[0], "\"b\" \"http://x/?id=A123456789\"");
   ask("close");
+  const auto begin = std::chrono::steady_clock::now();
   waitForPolls(8);
+  const auto elapsed = std::chrono::steady_clock::now() - begin;
+  EXPECT_GT(elapsed, std::chrono::milliseconds(7 * 250));
+  EXPECT_LT(elapsed, std::chrono::milliseconds(15 * 250));
   EXPECT_EQ(starts(), 1u) << "neither a card that stays nor a closed connection is a new card";
 }
 

@@ -53,9 +53,10 @@ TEST_F(ServiceTest, ReportsInOrderAndEndsWithStatus0) {
       world().serviceManager.post(ignored);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::cerr << "still running\n";
     stopOnce(platform::SERVICE_RUNNING);
   };
-  EXPECT_EXIT(runToTheEnd(meanwhile), testing::ExitedWithCode(0), startAndStop);
+  EXPECT_EXIT(runToTheEnd(meanwhile), testing::ExitedWithCode(0), "still running\n" + startAndStop);
 }
 
 TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
