@@ -1,5 +1,7 @@
 #include "device/pcsc_channel.h"
 
+#include <future>
+
 #include "tests/world_test.h"
 
 namespace kv500 {
@@ -50,6 +52,20 @@ TEST_F(PcscChannelTest, AFailureLeavesTheOutputAsItWas) {
   EXPECT_TRUE(channel.readAtr(output));
   EXPECT_EQ(output, ByteVector(33, 0x3B));
   EXPECT_TRUE(channel.transmitApdu(ByteVector(5801), output)) << "the longest command";
+}
+
+TEST_F(PcscChannelTest, TheAtrIsReadWithServiceLockHeld) {
+  world().faults.hold("SCardGetAttrib");
+  auto reading = std::async(std::launch::async, [this] {
+    ByteVector atr;
+    return PcscChannel(card, protocol, serviceLock).readAtr(atr);
+  });
+  EXPECT_TRUE(eventually([] { return world().faults.calls("SCardGetAttrib") == 1; }));
+  auto other = std::async(std::launch::async, [this] { const ScopedLock guard(serviceLock); });
+  EXPECT_EQ(other.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  world().faults.letGo("SCardGetAttrib");
+  EXPECT_TRUE(reading.get());
+  other.get();
 }
 
 }  // namespace
