@@ -33,7 +33,7 @@ void KV500::handleRequest(const std::string& text, TcpSocket& client) {
   }
   const bool isHead = method == "HEAD";
   const std::string target = request.target();
-  if (target.size() > 2 && target.starts_with("/?")) {
+  if (target.starts_with("/?")) {
     const auto parameters = parseQueryParameters(target.substr(2));
     const auto action = parameters.find("action");
     if (action != parameters.end()) {

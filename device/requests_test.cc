@@ -32,12 +32,18 @@ TEST_F(RequestsTest, EveryOutcomeOfAConnection) {
       {"GET / HTTP/1.1", "", missing},
       {"GET /? HTTP/1.1", "", missing},
       {"GET /status?action=status HTTP/1.1", "", missing},
+      {"GET *?action=status HTTP/1.1", "", missing},
       {"GET /?x=1 HTTP/1.1", "", missing},
       {"GET /?action=STATUS HTTP/1.1", "", wrong("STATUS")},
       {"GET /?action=st%61tus HTTP/1.1", "", wrong("st%61tus")},
       {"GET /?action= HTTP/1.1", "", wrong("")},
       {"GET /?%61ction=status HTTP/1.1", "", running},
       {"GET /?action=read&action=status HTTP/1.1", "", running},
+      {"GET /?action=read HTTP/1.1", "",
+       "\"status\": \"undefined\",\n\"message\": \"USB_device_not_found\",\n"
+       "\"serv_version\": 97,\n\"daten\": \nnull\n}\n"},
+      {"GET /?action=close HTTP/1.1", "",
+       "\"status\": \"NO_DEVICE\",\n\"message\": \"called close command\",\n"},
   };
   makeDevice();
   std::string log = "### Service started! ###\n";
@@ -63,6 +69,9 @@ TEST_F(RequestsTest, HeadRunsTheActionAndLeavesOutTheBody) {
   EXPECT_EQ(world().readers.openConnections(), 1u);
   EXPECT_NE(answerTo("HEAD /?action=close HTTP/1.1\n"), "");
   EXPECT_EQ(world().readers.openConnections(), 0u);
+  EXPECT_NE(ask("close").find("\"status\": \"OK\",\"message\": \"CLOSED\""), std::string::npos);
+  world().readers.remove();
+  EXPECT_NE(ask("close").find("\"status\": \"ERROR\""), std::string::npos);
 }
 
 TEST_F(RequestsTest, AReadTellsWhatTheCardIs) {
