@@ -16,7 +16,7 @@ KV500::KV500(PcscService* owner) : Device("KV500", owner) {
   readSettings();
   const auto run = [](void* self) { static_cast<KV500*>(self)->cardCheckLoop(); };
   // Without the watcher the actions still check the card themselves; only the browser is missing.
-  cardCheckThread.start(run, this, name() + " card check");
+  cardCheckThread.start(run, this);
 }
 
 KV500::~KV500() {

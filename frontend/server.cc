@@ -26,7 +26,7 @@ Server::Server(Device* served) : device(served) {
     throw std::string("Could not open port");
   }
   const auto run = [](void* server) { static_cast<Server*>(server)->serverLoop(); };
-  if (!mainThread.start(run, this, device->name() + " Server")) {
+  if (!mainThread.start(run, this)) {
     listener.close();
     throw std::string("Could not start server main thread!");
   }
@@ -83,7 +83,6 @@ void Server::dispatch(TcpSocket& accepted) {
 }
 
 void Server::startWorker(TcpSocket& accepted) {
-  const std::string threadName = device->name() + " " + std::to_string(workers.size());
   ClientWorker* const worker = workers.emplace_back(std::make_unique<ClientWorker>(this)).get();
   worker->busy = true;
   accepted.handOver(worker->client);
@@ -91,7 +90,7 @@ void Server::startWorker(TcpSocket& accepted) {
     auto* const self = static_cast<ClientWorker*>(argument);
     self->server->workerLoop(self);
   };
-  if (!worker->thread.start(run, worker, threadName)) {
+  if (!worker->thread.start(run, worker)) {
     // The machine is short of threads: this client is turned away, and the next one may be served.
     eraseWorker(worker);
     return;

@@ -12,7 +12,7 @@ void PcscService::start() {
   name = device->name();
   server = new Server(device);
   const auto run = [](void* self) { static_cast<PcscService*>(self)->runGuarded(); };
-  if (!pcscThread.start(run, this, name + " PCSC")) {
+  if (!pcscThread.start(run, this)) {
     throw std::string("Could not start PCSC service thread!");
   }
 }

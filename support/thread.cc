@@ -7,37 +7,34 @@
 namespace kv500 {
 namespace {
 
-/// What the new thread is to call. The thread owns it: the `Thread` may be gone before it runs.
-struct Call {
-  void (*function)(void*);
-  void* argument;
-};
-
-std::uint32_t runCall(void* pointer) {
-  const std::unique_ptr<Call> call(static_cast<Call*>(pointer));
-  endProcessOnFailure([&call] { call->function(call->argument); });
+/// A copy of the record, which the new thread owns: the record itself may be gone before it runs.
+std::uint32_t runCopy(void* pointer) {
+  const std::unique_ptr<const Thread> copy(static_cast<const Thread*>(pointer));
+  endProcessOnFailure([&copy] { copy->function(copy->argument); });
   return 0;
 }
 
 }  // namespace
 
-bool Thread::start(void (*newFunction)(void*), void* newArgument, const std::string&) {
+bool Thread::start(void (*newFunction)(void*), void* newArgument) {
   if (running) {
     return false;
   }
   function = newFunction;
   argument = newArgument;
-  auto call = std::make_unique<Call>(Call{function, argument});
-  handle = platform::CreateThread(runCall, call.get());
+  auto copy = std::make_unique<Thread>(*this);
+  handle = platform::CreateThread(runCopy, copy.get());
   running = handle != 0;
   if (running) {
-    (void)call.release();  // The thread owns it now.
+    (void)copy.release();  // The thread owns it now.
   }
   return running;
 }
 
 void Thread::close() {
-  platform::CloseHandle(handle);
+  if (handle != 0) {
+    platform::CloseHandle(handle);
+  }
   handle = 0;
   running = false;
 }

@@ -2,8 +2,6 @@
 #ifndef KV500_SUPPORT_THREAD_H
 #define KV500_SUPPORT_THREAD_H
 
-#include <string>
-
 #include "platform/threading.h"
 
 namespace kv500 {
@@ -17,8 +15,7 @@ struct Thread {
   /// Starts a thread that calls `newFunction(newArgument)` and ends with exit code 0; a failure
   /// that the function does not handle ends the process (see process_end.h). True if the thread
   /// runs; false if it can't be started or `running` was true already, which changes nothing.
-  /// `name` says at the place of the call what the thread is for; the operating system is not told.
-  bool start(void (*newFunction)(void*), void* newArgument, const std::string& name);
+  bool start(void (*newFunction)(void*), void* newArgument);
 
   /// Closes the handle, without a wait for the thread. `running` does not become false when the
   /// function returns, only here.

@@ -16,14 +16,14 @@ TEST_F(ThreadTest, StartsOnceAndOnlyCloseMakesItFree) {
   void* const argument = const_cast<Event*>(&event);
   Thread thread;
   world().faults.fail("CreateThread");
-  EXPECT_FALSE(thread.start(setIt, argument, "refused"));
+  EXPECT_FALSE(thread.start(setIt, argument));
   EXPECT_FALSE(thread.running);
-  EXPECT_TRUE(thread.start(setIt, argument, "runs"));
+  EXPECT_TRUE(thread.start(setIt, argument));
   EXPECT_EQ(platform::WaitForSingleObject(thread.handle, 5000), platform::WAIT_OBJECT_0);
   EXPECT_TRUE(event.isSet());
   EXPECT_FALSE(event.isSet()) << "an auto-reset event lets one wait through";
   EXPECT_TRUE(thread.running);
-  EXPECT_FALSE(thread.start(setIt, argument, "runs already"));
+  EXPECT_FALSE(thread.start(setIt, argument));
   thread.close();
   EXPECT_FALSE(thread.running);
   EXPECT_EQ(thread.handle, 0u);
