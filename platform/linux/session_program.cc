@@ -59,8 +59,8 @@ Arguments throughServiceManager(const std::vector<std::string>& environment,
   return result;
 }
 
-std::optional<::pid_t> start(const SessionUser& user, const std::vector<std::string>& environment,
-                             const Arguments& arguments) {
+posix::ProcessStart inSession(const SessionUser& user, const std::vector<std::string>& environment,
+                              const Arguments& arguments) {
   posix::ProcessStart start;
   start.arguments = arguments;
   start.environment = environment;
@@ -68,7 +68,7 @@ std::optional<::pid_t> start(const SessionUser& user, const std::vector<std::str
   if (::geteuid() == 0) {
     start.identity = user.identity;
   }
-  return posix::startProcess(start);
+  return start;
 }
 
 }  // namespace
@@ -80,23 +80,19 @@ bool isWithinReach(const SessionUser& user) {
 bool startInSession(const SessionUser& user, const std::vector<std::string>& environment,
                     const Arguments& arguments) {
   if (hasServiceManager(user)) {
-    const auto request =
-        start(user, environment, throughServiceManager(environment, arguments, "--no-block"));
+    const auto request = posix::startProcess(
+        inSession(user, environment, throughServiceManager(environment, arguments, "--no-block")));
     return request && posix::waitForProcess(*request, managerLimit) == 0;
   }
-  const auto process = start(user, environment, arguments);
-  if (process) {
-    posix::collectLater(*process);
-  }
-  return process.has_value();
+  return posix::startDetached(inSession(user, environment, arguments));
 }
 
 int runInSession(const SessionUser& user, const std::vector<std::string>& environment,
                  const Arguments& arguments) {
-  const auto process =
-      start(user, environment,
-            hasServiceManager(user) ? throughServiceManager(environment, arguments, "--wait")
-                                    : arguments);
+  const auto process = posix::startProcess(
+      inSession(user, environment,
+                hasServiceManager(user) ? throughServiceManager(environment, arguments, "--wait")
+                                        : arguments));
   return process ? posix::waitForProcess(*process, [&] { return isSessionThere(user.session); })
                  : -1;
 }

@@ -11,7 +11,6 @@
 #include <csignal>
 #include <cstring>
 #include <sstream>
-#include <system_error>
 #include <thread>
 
 namespace platform::posix {
@@ -22,6 +21,10 @@ constexpr std::chrono::milliseconds shortestPause{5};
 constexpr std::chrono::milliseconds longestPause{250};
 constexpr int reportDescriptor = 3;
 constexpr int startLimit = 10'000;  // Milliseconds.
+constexpr int killTries = 200;      // Of the shortest pause each.
+
+/// Who collects a process when it ends.
+enum class Owner { Caller, System };
 
 std::string valueOf(const std::vector<std::string>& environment, const std::string& name) {
   for (const std::string& entry : environment) {
@@ -127,7 +130,6 @@ bool takeIdentity(const Identity& identity) {
 
 /// Returns only on failure, with the cause in errno.
 void becomeProgram(const Preparation& preparation) {
-  ::setsid();  // The terminal's Ctrl-C is not for it.
   if (preparation.identity && !takeIdentity(*preparation.identity)) {
     return;
   }
@@ -142,19 +144,37 @@ void becomeProgram(const Preparation& preparation) {
   }
 }
 
-[[noreturn]] void runChild(const Preparation& preparation, int report) {
+[[noreturn]] void runChild(const Preparation& preparation, int report, Owner owner) {
+  ::setsid();  // The terminal's Ctrl-C is not for it.
   useFreshSignals();
   if (useFreshDescriptors(report)) {
-    becomeProgram(preparation);
+    // A grandchild belongs to the system as soon as this process has ended.
+    const ::pid_t program = owner == Owner::System ? ::_Fork() : 0;
+    if (program > 0) {
+      ::_exit(0);
+    }
+    if (program == 0) {
+      becomeProgram(preparation);
+    }
   }
   const char failed = 1;
   [[maybe_unused]] const auto written = ::write(reportDescriptor, &failed, sizeof(failed));
   ::_exit(127);
 }
 
-}  // namespace
+// What follows runs in this process again.
 
-std::optional<::pid_t> startProcess(const ProcessStart& start) {
+/// Kills a child with all that is in its session, and collects it. One that is stuck in the kernel
+/// is not waited for.
+void killProcess(::pid_t process) {
+  ::kill(-process, SIGKILL);
+  ::kill(process, SIGKILL);
+  for (int i = 0; i < killTries && ::waitpid(process, nullptr, WNOHANG) == 0; ++i) {
+    std::this_thread::sleep_for(shortestPause);
+  }
+}
+
+std::optional<::pid_t> start(const ProcessStart& start, Owner owner) {
   if (start.arguments.empty()) {
     return std::nullopt;
   }
@@ -165,7 +185,7 @@ std::optional<::pid_t> startProcess(const ProcessStart& start) {
   }
   const ::pid_t child = ::fork();
   if (child == 0) {
-    runChild(preparation, report[1]);
+    runChild(preparation, report[1], owner);
   }
   ::close(report[1]);
   // The pipe ends without a byte as soon as the program runs. The way there may lead through a file
@@ -176,18 +196,23 @@ std::optional<::pid_t> startProcess(const ProcessStart& start) {
                     ::read(report[0], &failed, sizeof(failed)) == 0;
   ::close(report[0]);
   if (child > 0 && !runs) {
-    ::kill(child, SIGKILL);  // On its way out, unless it is stuck.
-    collectLater(child);
+    killProcess(child);
   }
   return runs ? std::optional(child) : std::nullopt;
 }
 
-void collectLater(::pid_t process) {
-  try {
-    std::thread([process] { ::waitpid(process, nullptr, 0); }).detach();
-  } catch (const std::system_error&) {
-    // No thread to be had: the zombie stays, which is less than a service that ends.
+}  // namespace
+
+std::optional<::pid_t> startProcess(const ProcessStart& processStart) {
+  return start(processStart, Owner::Caller);
+}
+
+bool startDetached(const ProcessStart& processStart) {
+  const auto parent = start(processStart, Owner::System);
+  if (parent) {
+    ::waitpid(*parent, nullptr, 0);  // It has ended, or does so at once.
   }
+  return parent.has_value();
 }
 
 int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
@@ -196,8 +221,7 @@ int waitForProcess(::pid_t process, const std::function<bool()>& goOn) {
   ::pid_t ended = 0;
   while ((ended = ::waitpid(process, &status, WNOHANG)) == 0) {
     if (!goOn()) {
-      ::kill(process, SIGKILL);
-      collectLater(process);
+      killProcess(process);
       return -1;
     }
     std::this_thread::sleep_for(pause);

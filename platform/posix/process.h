@@ -30,8 +30,12 @@ struct ProcessStart {
 /// Starts a process in a session of its own, with /dev/null in the places of the standard streams,
 /// no other descriptor open, and no signal blocked or ignored. Gives its number, or none if it
 /// can't be started, the missing right to take the identity included. Its end has to be collected
-/// by one of the following two. Any thread.
+/// by waitForProcess. Any thread.
 std::optional<::pid_t> startProcess(const ProcessStart& start);
+
+/// The same for a process that nobody waits for: it is no child of this process, and the system
+/// collects it. True if it runs.
+bool startDetached(const ProcessStart& start);
 
 /// Waits for the end of a process and collects it. Gives its exit status; -1 if a signal ended it.
 /// The process is killed as soon as `goOn`, asked every 250 ms at least, says no. Any thread.
@@ -39,9 +43,6 @@ int waitForProcess(::pid_t process, const std::function<bool()>& goOn);
 
 /// The same; the process is killed once `limit` is over.
 int waitForProcess(::pid_t process, std::chrono::milliseconds limit);
-
-/// Collects the process on a thread of its own, whenever it ends, so that it leaves no zombie.
-void collectLater(::pid_t process);
 
 }  // namespace platform::posix
 

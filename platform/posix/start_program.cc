@@ -7,11 +7,7 @@ namespace platform {
 bool host::startProgram(const std::string& commandLine) {
   posix::ProcessStart start;
   start.arguments = splitCommandLine(commandLine);
-  const auto process = posix::startProcess(start);
-  if (process) {
-    posix::collectLater(*process);
-  }
-  return process.has_value();
+  return posix::startDetached(start);
 }
 
 }  // namespace platform
