@@ -30,6 +30,8 @@ class ConnectionTest : public DeviceTest {
       ask("close");
     } else if (step.what == "hold") {
       readers.holdExclusively(step.code != 0);
+    } else if (step.what == "protocol") {
+      readers.setProtocol(step.code);
     } else if (step.what == "state") {
       readers.setCardState(step.code);
     } else if (step.what != "") {
@@ -53,6 +55,7 @@ TEST_F(ConnectionTest, EveryWayThroughTheStates) {
        {"attach", 0, "none"},
        {"hold", 0, "none"},
        {"attach", 0, "card"}},
+      {{"protocol", SCARD_PROTOCOL_T0, "reader"}, {"insert", 0, "card"}},
       {{"insert", 0, "card"}, {"unplug", 0, "none"}, {"attach", 0, "none"}},
       {{"unplug", 0, "none"}},
       {{"insert", 0, "card"}, {"detach", 0, "none"}, {"attach", 0, "card"}, {"attach", 0, "card"}},

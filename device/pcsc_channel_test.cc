@@ -13,10 +13,14 @@ class PcscChannelTest : public WorldTest {
   PcscChannelTest() {
     world().readers.plug();
     world().readers.insert(healthCard("<V/>", "<P/>", "00000000 61629000"));
-    platform::SCARDCONTEXT context = 0;
     platform::SCardEstablishContext(2, context);
     EXPECT_EQ(platform::SCardConnectA(context, "brenvolt GmbH KV500 0", 2, 3, card, protocol), 0u);
   }
+  ~PcscChannelTest() override {
+    EXPECT_EQ(platform::SCardDisconnect(card, platform::SCARD_LEAVE_CARD), 0u);
+    EXPECT_EQ(platform::SCardReleaseContext(context), 0u);
+  }
+  platform::SCARDCONTEXT context = 0;
   platform::SCARDHANDLE card = 0;
   std::uint32_t protocol = 0;
   Lock serviceLock;

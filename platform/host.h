@@ -11,7 +11,7 @@
 namespace platform::host {
 
 /// The named mutex of platform::CreateMutexA under exactly this name, between processes.
-HANDLE createNamedMutex(const std::string& name);
+HANDLE createNamedMutex(const char* name);
 
 /// Starts the program of a command line quoted by Windows' rules, as the user of this process and
 /// with none of its handles, and does not wait for it. False if it could not be started.

@@ -14,10 +14,13 @@ using SCARDHANDLE = std::uint64_t;   ///< A card connection.
 
 inline constexpr std::uint32_t SCARD_S_SUCCESS = 0;
 inline constexpr std::uint32_t SCARD_E_INVALID_HANDLE = 0x80100003;
+inline constexpr std::uint32_t SCARD_E_INVALID_PARAMETER = 0x80100004;
 inline constexpr std::uint32_t SCARD_E_INSUFFICIENT_BUFFER = 0x80100008;
 inline constexpr std::uint32_t SCARD_E_UNKNOWN_READER = 0x80100009;
 inline constexpr std::uint32_t SCARD_E_SHARING_VIOLATION = 0x8010000B;
 inline constexpr std::uint32_t SCARD_E_NO_SMARTCARD = 0x8010000C;
+inline constexpr std::uint32_t SCARD_E_PROTO_MISMATCH = 0x8010000F;
+inline constexpr std::uint32_t SCARD_E_INVALID_VALUE = 0x80100011;
 inline constexpr std::uint32_t SCARD_E_NOT_TRANSACTED = 0x80100016;
 inline constexpr std::uint32_t SCARD_E_READER_UNAVAILABLE = 0x80100017;
 inline constexpr std::uint32_t SCARD_E_NO_SERVICE = 0x8010001D;

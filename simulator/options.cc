@@ -81,7 +81,8 @@ std::string helpText() {
          "\n"
          "Exit status: 0 after quit, and after a failure of the smart-card service that it can't\n"
          "recover from; 1 if the service could not run (log.txt says why of both); 2 for a bad\n"
-         "option or card folder.\n";
+         "option or card folder; 3 if the service has used the machine wrongly, which is a fault\n"
+         "of the program (standard error says how).\n";
 }
 
 }  // namespace simulator

@@ -18,6 +18,14 @@ class DeviceTest : public WorldTest {
  protected:
   DeviceTest() { EXPECT_TRUE(listener.bindAndListen(port, platform::inet_addr("127.0.0.1"))); }
 
+  ~DeviceTest() override {
+    if (device) {
+      device->detachReader();
+      device.reset();
+    }
+    platform::SCardReleaseContext(service.context);
+  }
+
   void newWorld() {
     device.reset();
     WorldTest::newWorld();

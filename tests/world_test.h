@@ -16,6 +16,7 @@
 
 #include "platform/host.h"
 #include "platform/simulated/insurance_files.h"
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 
 namespace kv500 {
@@ -40,6 +41,7 @@ inline bool eventually(const std::function<bool()>& condition) {
 class WorldTest : public testing::Test {
  protected:
   WorldTest() {
+    simulated::ledger().beginTest();
     // A folder of that name may be left from an earlier process of the same number.
     static int number = 0;
     do {
@@ -48,7 +50,11 @@ class WorldTest : public testing::Test {
     } while (!std::filesystem::create_directory(folder));
     newWorld();
   }
-  ~WorldTest() override { removeFolder(); }
+  ~WorldTest() override {
+    EXPECT_EQ(simulated::ledger().notes(), "") << "the platform was used wrongly";
+    EXPECT_EQ(simulated::ledger().notGivenBack(), "") << "left over at the end";
+    removeFolder();
+  }
 
   /// Begins anew with everything but the folder.
   void newWorld() const {

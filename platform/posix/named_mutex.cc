@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 
 #include "platform/host.h"
 #include "platform/posix/handle_object.h"
@@ -25,7 +26,8 @@ class NamedMutex : public posix::HandleObject {
 
 }  // namespace
 
-HANDLE host::createNamedMutex(const std::string& name) {
+HANDLE host::createNamedMutex(const char* text) {
+  const std::string_view name = text;
   ::sockaddr_un address{};
   if (name.size() + 1 > sizeof(address.sun_path)) {
     return 0;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/host.h"
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
@@ -40,7 +41,8 @@ void ExitProcess(std::uint32_t exitCode) {
   if (world().onExit) {
     world().onExit(exitCode);
   }
-  std::_Exit(static_cast<int>(exitCode));
+  const bool isUsedWell = simulated::ledger().notes().empty();
+  std::_Exit(isUsedWell ? static_cast<int>(exitCode) : simulated::wrongUseStatus);
 }
 
 }  // namespace platform

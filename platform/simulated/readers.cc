@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <thread>
 
+#include "platform/simulated/ledger.h"
+
 namespace simulated {
 namespace {
+
+using Kind = Ledger::Kind;
 
 std::u16string widen(const std::string& text) {
   return std::u16string(text.begin(), text.end());
@@ -109,9 +113,9 @@ void Readers::setTrace(Trace trace) {
   trace_ = std::move(trace);
 }
 
-void Readers::setActiveProtocol(std::uint32_t protocol) {
+void Readers::setProtocol(std::uint32_t protocol) {
   const std::lock_guard guard(mutex_);
-  activeProtocol_ = protocol;
+  protocol_ = protocol;
 }
 
 void Readers::holdExclusively(bool held) {
@@ -139,14 +143,24 @@ std::uint32_t Readers::establishContext(platform::SCARDCONTEXT& context) {
   if (service_ != Service::Running) {
     return platform::SCARD_E_NO_SERVICE;
   }
-  context = ++lastHandle_;
+  context = ledger().newNumber();
+  ledger().give(Kind::Context, context);
   contexts_[context] = true;
   return platform::SCARD_S_SUCCESS;
 }
 
 std::uint32_t Readers::releaseContext(platform::SCARDCONTEXT context) {
   const std::lock_guard guard(mutex_);
-  std::erase_if(connections_, [context](const auto& c) { return c.second.context == context; });
+  if (context != 0) {
+    ledger().takeBack("SCardReleaseContext", Kind::Context, context);
+  }
+  std::erase_if(connections_, [context](const auto& entry) {
+    const bool isOfContext = entry.second.context == context;
+    if (isOfContext) {
+      ledger().end(Kind::Connection, entry.first);
+    }
+    return isOfContext;
+  });
   return contexts_.erase(context) == 1 ? platform::SCARD_S_SUCCESS
                                        : platform::SCARD_E_INVALID_HANDLE;
 }
@@ -168,7 +182,8 @@ std::uint32_t Readers::listReaders(platform::SCARDCONTEXT context, std::string& 
 }
 
 std::uint32_t Readers::connect(platform::SCARDCONTEXT context, const std::string& name,
-                               platform::SCARDHANDLE& connection, std::uint32_t& protocol) {
+                               std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
+                               std::uint32_t& protocol) {
   const std::lock_guard guard(mutex_);
   const std::uint32_t result = checkContext(context);
   if (result != platform::SCARD_S_SUCCESS) {
@@ -185,14 +200,19 @@ std::uint32_t Readers::connect(platform::SCARDCONTEXT context, const std::string
   if (heldExclusively_) {
     return platform::SCARD_E_SHARING_VIOLATION;
   }
-  connection = ++lastHandle_;
-  protocol = activeProtocol_;
+  if ((preferredProtocols & protocol_) == 0) {
+    return platform::SCARD_E_PROTO_MISMATCH;
+  }
+  connection = ledger().newNumber();
+  ledger().give(Kind::Connection, connection);
+  protocol = protocol_;
   connections_[connection] = {context, *found, (*found)->card};
   return platform::SCARD_S_SUCCESS;
 }
 
 std::uint32_t Readers::disconnect(platform::SCARDHANDLE connection) {
   const std::lock_guard guard(mutex_);
+  ledger().takeBack("SCardDisconnect", Kind::Connection, connection);
   return connections_.erase(connection) == 1 ? platform::SCARD_S_SUCCESS
                                              : platform::SCARD_E_INVALID_HANDLE;
 }
@@ -278,6 +298,9 @@ void Readers::endConnections() {
 }
 
 std::uint32_t Readers::checkContext(platform::SCARDCONTEXT context) const {
+  if (context != 0) {
+    ledger().find("a smart-card call", Kind::Context, context);
+  }
   const auto entry = contexts_.find(context);
   if (entry == contexts_.end()) {
     return platform::SCARD_E_INVALID_HANDLE;
@@ -287,6 +310,7 @@ std::uint32_t Readers::checkContext(platform::SCARDCONTEXT context) const {
 
 std::uint32_t Readers::checkConnection(platform::SCARDHANDLE connection,
                                        std::shared_ptr<InsertedCard>& card) const {
+  ledger().find("a smart-card call", Kind::Connection, connection);
   if (service_ != Service::Running) {
     return platform::SCARD_E_SERVICE_STOPPED;
   }

@@ -50,7 +50,8 @@ class Readers {
   void addUsbDevice(const std::u16string& path);
   void setApduTime(std::chrono::milliseconds time);
   void setTrace(Trace trace);
-  void setActiveProtocol(std::uint32_t protocol);
+  /// What every card speaks; SCARD_PROTOCOL_T1 unless set.
+  void setProtocol(std::uint32_t protocol);
   /// Another program holds the cards for itself: connecting fails.
   void holdExclusively(bool held);
   /// What SCardStatusA says of a card that is there; SCARD_SPECIFIC unless set.
@@ -65,7 +66,8 @@ class Readers {
   std::uint32_t releaseContext(platform::SCARDCONTEXT context);
   std::uint32_t listReaders(platform::SCARDCONTEXT context, std::string& list) const;
   std::uint32_t connect(platform::SCARDCONTEXT context, const std::string& name,
-                        platform::SCARDHANDLE& connection, std::uint32_t& protocol);
+                        std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
+                        std::uint32_t& protocol);
   std::uint32_t disconnect(platform::SCARDHANDLE connection);
   std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state, Bytes& atr) const;
   std::uint32_t transmit(platform::SCARDHANDLE connection, std::uint32_t protocol,
@@ -103,7 +105,7 @@ class Readers {
   bool usbShown_ = true;
   bool heldExclusively_ = false;
   std::chrono::milliseconds apduTime_{0};
-  std::uint32_t activeProtocol_ = platform::SCARD_PROTOCOL_T1;
+  std::uint32_t protocol_ = platform::SCARD_PROTOCOL_T1;
   std::uint32_t cardState_ = platform::SCARD_SPECIFIC;
   std::uint32_t lastProtocol_ = 0;
   Trace trace_;
@@ -111,7 +113,6 @@ class Readers {
   std::vector<std::u16string> usbDevices_;
   std::map<platform::SCARDCONTEXT, bool> contexts_;  ///< Whether the service has not ended since.
   std::map<platform::SCARDHANDLE, Connection> connections_;
-  std::uint64_t lastHandle_ = 0;
 };
 
 }  // namespace simulated

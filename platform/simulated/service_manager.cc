@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 #include "platform/threading.h"
 
@@ -77,26 +78,44 @@ namespace platform {
 
 using simulated::world;
 
+constexpr SERVICE_STATUS_HANDLE statusHandle = 1;
+
 bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
   if (const auto code = world().faults.take("StartServiceCtrlDispatcherW")) {
     SetLastError(*code);
     return false;
   }
+  if (table[0].lpServiceName == nullptr || table[0].lpServiceProc == nullptr ||
+      table[1].lpServiceName != nullptr || table[1].lpServiceProc != nullptr) {
+    SetLastError(simulated::errorInvalidParameter);
+    return simulated::refuse("StartServiceCtrlDispatcherW", "not one entry and an end", false);
+  }
   world().serviceManager.dispatch(table->lpServiceProc);
   return true;
 }
 
-SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const char16_t*, ServiceHandlerFunction handler) {
+SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const char16_t* name,
+                                                  ServiceHandlerFunction handler) {
   if (world().faults.take("RegisterServiceCtrlHandlerW")) {
     return 0;
   }
+  if (name == nullptr || handler == nullptr) {
+    return simulated::refuse("RegisterServiceCtrlHandlerW", "no name, or no handler",
+                             SERVICE_STATUS_HANDLE{0});
+  }
   world().serviceManager.setHandler(handler);
-  return 1;
+  return statusHandle;
 }
 
-bool SetServiceStatus(SERVICE_STATUS_HANDLE, const SERVICE_STATUS& status) {
+bool SetServiceStatus(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status) {
   if (world().faults.take("SetServiceStatus", status.dwCurrentState)) {
     return false;
+  }
+  if (handle != statusHandle || status.dwServiceType != SERVICE_WIN32_OWN_PROCESS ||
+      status.dwCurrentState < SERVICE_STOPPED || status.dwCurrentState > SERVICE_RUNNING ||
+      (status.dwControlsAccepted & ~SERVICE_ACCEPT_STOP) != 0) {
+    SetLastError(simulated::errorInvalidParameter);
+    return simulated::refuse("SetServiceStatus", "unknown handle, type, state or control", false);
   }
   world().serviceManager.report(status);
   return true;

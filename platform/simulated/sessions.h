@@ -29,6 +29,7 @@ class Sessions {
   /// One active session, number 1, unless set.
   void set(const std::vector<platform::Session>& sessions);
   std::vector<platform::Session> list() const;
+  bool has(std::uint32_t id) const;
 
   /// Told of each message box in place of `notices`, which holds them otherwise. A box counts as
   /// answered at once unless they are held.

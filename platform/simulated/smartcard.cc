@@ -3,31 +3,42 @@
 #include <algorithm>
 #include <string>
 
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
 namespace {
 
 using simulated::Bytes;
+using simulated::refuse;
 using simulated::world;
 
 /// Hands a value out as PC/SC does: its length alone, or value and length if the buffer holds it.
+/// All of the buffer is written to, as a driver may do.
 template <typename Value, typename Unit>
 std::uint32_t give(const Value& value, Unit* buffer, std::uint32_t& length) {
   const auto needed = static_cast<std::uint32_t>(value.size());
   const bool fits = buffer == nullptr || needed <= length;
   if (buffer != nullptr && fits) {
-    std::copy(value.begin(), value.end(), buffer);
+    std::fill(std::copy(value.begin(), value.end(), buffer), buffer + length, Unit{'?'});
   }
   length = needed;
   return fits ? SCARD_S_SUCCESS : SCARD_E_INSUFFICIENT_BUFFER;
 }
 
+bool isKnownProtocol(std::uint32_t protocol) {
+  return protocol == SCARD_PROTOCOL_T0 || protocol == SCARD_PROTOCOL_T1 ||
+         protocol == SCARD_PROTOCOL_RAW;
+}
+
 }  // namespace
 
-std::uint32_t SCardEstablishContext(std::uint32_t, SCARDCONTEXT& context) {
+std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context) {
   if (const auto code = world().faults.take("SCardEstablishContext")) {
     return *code;
+  }
+  if (scope != SCARD_SCOPE_SYSTEM) {
+    return refuse("SCardEstablishContext", "a scope that no service has", SCARD_E_INVALID_VALUE);
   }
   return world().readers.establishContext(context);
 }
@@ -48,17 +59,31 @@ std::uint32_t SCardListReadersA(SCARDCONTEXT context, char* readers, std::uint32
   return result == SCARD_S_SUCCESS ? give(list, readers, length) : result;
 }
 
-std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint32_t, std::uint32_t,
-                            SCARDHANDLE& card, std::uint32_t& activeProtocol) {
+std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint32_t shareMode,
+                            std::uint32_t preferredProtocols, SCARDHANDLE& card,
+                            std::uint32_t& activeProtocol) {
   if (const auto code = world().faults.take("SCardConnectA")) {
     return *code;
   }
-  return world().readers.connect(context, reader, card, activeProtocol);
+  if (reader == nullptr) {
+    return refuse("SCardConnectA", "no reader", SCARD_E_INVALID_PARAMETER);
+  }
+  if (shareMode != SCARD_SHARE_SHARED) {
+    return refuse("SCardConnectA", "other programs share the card", SCARD_E_SHARING_VIOLATION);
+  }
+  if (preferredProtocols == 0 ||
+      (preferredProtocols & ~(SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1)) != 0) {
+    return refuse("SCardConnectA", "not the protocols of cards", SCARD_E_INVALID_VALUE);
+  }
+  return world().readers.connect(context, reader, preferredProtocols, card, activeProtocol);
 }
 
-std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t) {
+std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition) {
   if (const auto code = world().faults.take("SCardDisconnect")) {
     return *code;
+  }
+  if (disposition != SCARD_LEAVE_CARD) {
+    return refuse("SCardDisconnect", "other programs share the card", SCARD_E_INVALID_VALUE);
   }
   return world().readers.disconnect(card);
 }
@@ -79,16 +104,26 @@ std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,
   if (const auto code = world().faults.take("SCardTransmit")) {
     return *code;
   }
+  if (!isKnownProtocol(protocol.dwProtocol) || protocol.cbPciLength != sizeof(protocol)) {
+    return refuse("SCardTransmit", "unknown protocol", SCARD_E_INVALID_VALUE);
+  }
+  if (send == nullptr || sendLength == 0 || receive == nullptr || receiveLength < 2) {
+    return refuse("SCardTransmit", "no command, or no room for a response",
+                  SCARD_E_INVALID_PARAMETER);
+  }
   Bytes response;
   const std::uint32_t result =
       world().readers.transmit(card, protocol.dwProtocol, Bytes(send, send + sendLength), response);
   return result == SCARD_S_SUCCESS ? give(response, receive, receiveLength) : result;
 }
 
-std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t, std::uint8_t* value,
+std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t attribute, std::uint8_t* value,
                              std::uint32_t& length) {
   if (const auto code = world().faults.take("SCardGetAttrib")) {
     return *code;
+  }
+  if (attribute != SCARD_ATTR_ATR_STRING) {
+    return refuse("SCardGetAttrib", "unknown attribute", SCARD_E_INVALID_VALUE);
   }
   Bytes atr;
   std::uint32_t state = 0;

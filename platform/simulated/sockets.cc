@@ -1,20 +1,45 @@
-// The machine's sockets, each call of which can be told to fail.
+// The machine's sockets. Each call can be told to fail, and what a real machine refuses is refused.
 #include "platform/sockets.h"
 
+#include <algorithm>
+
 #include "platform/host_handles.h"
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
 namespace {
 
+using simulated::ledger;
+using simulated::refuse;
 using simulated::world;
+using Kind = simulated::Ledger::Kind;
 
 constexpr std::int32_t failed = -1;
+constexpr std::int32_t versionNotSupported = 10092;  // WSAVERNOTSUPPORTED
+
+/// Whether a call on a socket is to be carried out.
+bool passes(const char* operation, SOCKET socket, std::uint32_t detail = 0) {
+  return !world().faults.take(operation, detail) && ledger().find(operation, Kind::Socket, socket);
+}
+
+SOCKET given(SOCKET socket) {
+  if (socket != INVALID_SOCKET) {
+    ledger().give(Kind::Socket, socket);
+  }
+  return socket;
+}
 
 }  // namespace
 
 std::int32_t WSAStartup(std::uint16_t version) {
-  return world().faults.take("WSAStartup") ? failed : host::WSAStartup(version);
+  if (world().faults.take("WSAStartup")) {
+    return failed;
+  }
+  if (version != 0x0101) {
+    return refuse("WSAStartup", "not the version that the calls are of", versionNotSupported);
+  }
+  return host::WSAStartup(version);
 }
 
 std::int32_t WSACleanup() {
@@ -22,55 +47,87 @@ std::int32_t WSACleanup() {
 }
 
 SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
-  return world().faults.take("socket") ? INVALID_SOCKET : host::socket(family, type, protocol);
+  if (world().faults.take("socket")) {
+    return INVALID_SOCKET;
+  }
+  if (family != AF_INET || type != SOCK_STREAM || protocol != 0) {
+    return refuse("socket", "unknown kind of socket", INVALID_SOCKET);
+  }
+  return given(host::socket(family, type, protocol));
 }
 
 std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
-  if (world().faults.take("bind")) {
+  if (!passes("bind", socket)) {
     return failed;
+  }
+  if (address.sin_family != AF_INET) {
+    return refuse("bind", "unknown address family", failed);
   }
   const std::int32_t result = host::bind(socket, address);
   if (result == 0) {
-    world().boundPort = htons(address.sin_port);  // Turns network byte order into the host's, too.
+    // A socket's detail is its port; htons turns network byte order into the host's, too.
+    ledger().give(Kind::Socket, socket, htons(address.sin_port));
   }
   return result;
 }
 
 std::int32_t listen(SOCKET socket, std::int32_t backlog) {
-  if (world().faults.take("listen")) {
+  if (!passes("listen", socket)) {
     return failed;
+  }
+  const auto port = ledger().find("listen", Kind::Socket, socket).value_or(0);
+  if (port == 0 || backlog <= 0) {
+    return refuse("listen", "a socket without a port, or room for nobody", failed);
   }
   const std::int32_t result = host::listen(socket, backlog);
   if (result == 0 && world().onListening) {
-    world().onListening(world().boundPort);
+    world().onListening(static_cast<std::uint16_t>(port));
   }
   return result;
 }
 
 std::int32_t select(SOCKET socket, std::int32_t microseconds) {
-  return world().faults.take("select", static_cast<std::uint32_t>(microseconds))
-             ? failed
-             : host::select(socket, microseconds);
+  if (!passes("select", socket, static_cast<std::uint32_t>(microseconds))) {
+    return failed;
+  }
+  return microseconds < 0 ? refuse("select", "a negative time", failed)
+                          : host::select(socket, microseconds);
 }
 
 SOCKET accept(SOCKET socket) {
-  return world().faults.take("accept") ? INVALID_SOCKET : host::accept(socket);
+  return passes("accept", socket) ? given(host::accept(socket)) : INVALID_SOCKET;
 }
 
 std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
-  return world().faults.take("recv") ? failed : host::recv(socket, buffer, size);
+  if (!passes("recv", socket)) {
+    return failed;
+  }
+  if (buffer == nullptr || size <= 0) {
+    return refuse("recv", "no buffer", failed);
+  }
+  std::fill_n(buffer, size, '?');  // All of it must be the caller's to have written to.
+  return host::recv(socket, buffer, size);
 }
 
 std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
-  return world().faults.take("send") ? failed : host::send(socket, bytes, size);
+  if (!passes("send", socket)) {
+    return failed;
+  }
+  return bytes == nullptr || size < 0 ? refuse("send", "no bytes", failed)
+                                      : host::send(socket, bytes, size);
 }
 
 std::int32_t shutdown(SOCKET socket, std::int32_t how) {
-  return world().faults.take("shutdown") ? failed : host::shutdown(socket, how);
+  if (!passes("shutdown", socket)) {
+    return failed;
+  }
+  return how == SD_BOTH ? host::shutdown(socket, how)
+                        : refuse("shutdown", "unknown direction", failed);
 }
 
 std::int32_t closesocket(SOCKET socket) {
-  return host::closesocket(socket);
+  return ledger().takeBack("closesocket", Kind::Socket, socket) ? host::closesocket(socket)
+                                                                : failed;
 }
 
 }  // namespace platform

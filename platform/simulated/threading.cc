@@ -1,39 +1,82 @@
-// The machine's events, threads and mutex, each call of which can be told to fail.
+// The machine's events, threads and mutexes. Each call can be told to fail, and what a real machine
+// refuses is refused.
 #include "platform/threading.h"
 
 #include "platform/host.h"
 #include "platform/host_handles.h"
+#include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
+namespace {
 
+using simulated::ledger;
 using simulated::world;
+using Kind = simulated::Ledger::Kind;
+
+HANDLE given(Kind kind, HANDLE handle) {
+  if (handle != 0) {
+    ledger().give(kind, handle);
+  }
+  return handle;
+}
+
+}  // namespace
 
 HANDLE CreateEventA(bool manualReset, bool initialState) {
-  return world().faults.take("CreateEventA") ? 0 : host::CreateEventA(manualReset, initialState);
+  if (world().faults.take("CreateEventA")) {
+    return 0;
+  }
+  return given(Kind::Event, host::CreateEventA(manualReset, initialState));
 }
 
 bool SetEvent(HANDLE event) {
-  return !world().faults.take("SetEvent") && host::SetEvent(event);
+  if (world().faults.take("SetEvent")) {
+    return false;
+  }
+  if (!ledger().find("SetEvent", Kind::Event, event)) {
+    SetLastError(simulated::errorInvalidHandle);
+    return false;
+  }
+  return host::SetEvent(event);
 }
 
 std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
-  return world().faults.take("WaitForSingleObject", milliseconds)
-             ? WAIT_FAILED
-             : host::WaitForSingleObject(handle, milliseconds);
+  if (world().faults.take("WaitForSingleObject", milliseconds)) {
+    return WAIT_FAILED;
+  }
+  if (!ledger().isWaitable(handle)) {
+    SetLastError(simulated::errorInvalidHandle);
+    return WAIT_FAILED;
+  }
+  return host::WaitForSingleObject(handle, milliseconds);
 }
 
 HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
-  return world().faults.take("CreateThread") ? 0 : host::CreateThread(function, argument);
+  if (world().faults.take("CreateThread")) {
+    return 0;
+  }
+  if (function == nullptr) {
+    return simulated::refuse("CreateThread", "no function", HANDLE{0});
+  }
+  return given(Kind::Thread, host::CreateThread(function, argument));
 }
 
 HANDLE CreateMutexA(bool, const char* name) {
-  return world().faults.take("CreateMutexA") ? 0
-                                             : host::createNamedMutex(world().mutexRealm + name);
+  if (world().faults.take("CreateMutexA")) {
+    return 0;
+  }
+  return given(Kind::Mutex, host::createNamedMutex((world().mutexRealm + name).c_str()));
 }
 
 bool CloseHandle(HANDLE handle) {
-  return host::CloseHandle(handle);
+  const auto kind = ledger().takeBackHandle(handle);
+  if (!kind) {
+    SetLastError(simulated::errorInvalidHandle);
+    return false;
+  }
+  const bool isOfMemory = kind == Kind::Token || kind == Kind::Process;
+  return isOfMemory || host::CloseHandle(handle);
 }
 
 }  // namespace platform

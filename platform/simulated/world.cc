@@ -1,6 +1,7 @@
 #include "platform/simulated/world.h"
 
 #include "platform/host.h"
+#include "platform/simulated/ledger.h"
 
 namespace simulated {
 namespace {
@@ -20,6 +21,7 @@ World& world() {
 }
 
 void resetWorld() {
+  ledger().endSmartcards();
   currentWorld() = new World(currentWorld());
 }
 

@@ -37,8 +37,6 @@ struct World {
   std::atomic<std::int64_t> clockTime = -1;     ///< Milliseconds, for `clock`.
   std::atomic<std::int64_t> calendarTime = -1;  ///< Seconds, for `_time64`.
 
-  std::atomic<std::uint16_t> boundPort = 0;  ///< The port of the last bind (host byte order).
-
   // Told once set, which is done before the system starts. Called on any thread.
   std::function<void(std::uint16_t port)> onListening;
   std::function<void(std::uint32_t exitCode)> onExit;  ///< The process ends when it returns.

@@ -3,8 +3,8 @@
 
 namespace platform {
 
-HANDLE host::createNamedMutex(const std::string& name) {
-  return win32::toSeam(::CreateMutexA(nullptr, TRUE, name.c_str()));
+HANDLE host::createNamedMutex(const char* name) {
+  return win32::toSeam(::CreateMutexA(nullptr, TRUE, name));
 }
 
 }  // namespace platform

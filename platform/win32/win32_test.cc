@@ -61,10 +61,10 @@ TEST_F(Win32Test, AProgramIsStartedWithoutHandlesOfThisOne) {
 TEST_F(Win32Test, ANamedMutexIsKnownByItsName) {
   const std::string name = "kv500_test_" + host::processId();
   SetLastError(0);
-  const HANDLE first = host::createNamedMutex(name);
+  const HANDLE first = host::createNamedMutex(name.c_str());
   EXPECT_NE(first, 0u);
   EXPECT_EQ(GetLastError(), 0u);
-  const HANDLE second = host::createNamedMutex(name);
+  const HANDLE second = host::createNamedMutex(name.c_str());
   EXPECT_NE(second, 0u);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
   EXPECT_TRUE(CloseHandle(first));

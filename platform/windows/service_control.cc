@@ -22,9 +22,11 @@ void WINAPI callServiceHandler(DWORD control) {
 
 bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
   serviceMain = table->lpServiceProc;
-  std::u16string name = table->lpServiceName;
-  const ::SERVICE_TABLE_ENTRYW native[] = {{win32::toNative(name.data()), callServiceMain},
-                                           {nullptr, nullptr}};
+  // Windows doesn't write to the name. A copy would be freed before the caller asks for the cause
+  // of a failure, which that might change.
+  const ::SERVICE_TABLE_ENTRYW native[] = {
+      {const_cast<wchar_t*>(win32::toNative(table->lpServiceName)), callServiceMain},
+      {nullptr, nullptr}};
   return ::StartServiceCtrlDispatcherW(native);
 }
 

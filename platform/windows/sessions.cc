@@ -41,9 +41,11 @@ bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t
 
 bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
   ::HANDLE native = nullptr;
-  const bool found = ::WTSQueryUserToken(session, &native);
+  if (!::WTSQueryUserToken(session, &native)) {
+    return false;
+  }
   token = toSeam(native);
-  return found;
+  return true;
 }
 
 bool DuplicateTokenEx(HANDLE token, std::uint32_t access, std::uint32_t impersonationLevel,

@@ -153,6 +153,10 @@ class Windows:
             self.session.wait(PATIENCE)
             self.session = None
         self.wineserver("-k")
+        wrong_use = self.drive / "kv500-wrong-use.txt"
+        if wrong_use.exists():
+            print("wrong use of the smart-card library:", wrong_use.read_text(), flush=True)
+            os._exit(1)  # An exception would be too late to make the test fail.
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
