@@ -14,19 +14,20 @@ using posix::HandleObject;
 using posix::toHandle;
 using posix::toObject;
 
-class Event : public HandleObject {
+/// What an event's waiters wait for.
+class Signal {
  public:
-  Event(bool manualReset, bool isSet) : manualReset_(manualReset), isSet_(isSet) {}
+  explicit Signal(bool isSet) : isSet_(isSet) {}
 
-  bool set() override {
-    const std::lock_guard guard(mutex_);
-    isSet_ = true;
-    // Told under the lock: a waiter that wakes may close the event at once.
-    changed_.notify_all();
-    return true;
+  void set() {
+    {
+      const std::lock_guard guard(mutex_);
+      isSet_ = true;
+    }
+    changed_.notify_all();  // Without the lock, which a waiter takes as soon as it wakes.
   }
 
-  std::uint32_t wait(std::optional<std::chrono::milliseconds> limit) override {
+  std::uint32_t wait(std::optional<std::chrono::milliseconds> limit, bool reset) {
     std::unique_lock guard(mutex_);
     const auto isSet = [this] { return isSet_; };
     const bool onlyLook =
@@ -36,7 +37,7 @@ class Event : public HandleObject {
     } else if (onlyLook ? !isSet_ : !changed_.wait_for(guard, *limit, isSet)) {
       return WAIT_TIMEOUT;
     }
-    if (!manualReset_) {
+    if (reset) {
       isSet_ = false;
     }
     return WAIT_OBJECT_0;
@@ -45,12 +46,32 @@ class Event : public HandleObject {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  const bool manualReset_;
   bool isSet_;
 };
 
-/// A thread that is waited for through an event which it sets last. The event is shared, as handle
-/// and thread may each outlive the other.
+class Event : public HandleObject {
+ public:
+  Event(bool manualReset, bool isSet)
+      : manualReset_(manualReset), signal_(std::make_shared<Signal>(isSet)) {}
+
+  bool set() override {
+    // Shared, as a waiter that wakes may close the event before `set` has returned.
+    const std::shared_ptr<Signal> signal = signal_;
+    signal->set();
+    return true;
+  }
+
+  std::uint32_t wait(std::optional<std::chrono::milliseconds> limit) override {
+    return signal_->wait(limit, !manualReset_);
+  }
+
+ private:
+  const bool manualReset_;
+  const std::shared_ptr<Signal> signal_;
+};
+
+/// A thread that is waited for through a signal which it sets last. It is shared, as handle and
+/// thread may each outlive the other.
 class RunningThread : public HandleObject {
  public:
   RunningThread(std::uint32_t (*function)(void*), void* argument) {
@@ -61,11 +82,11 @@ class RunningThread : public HandleObject {
   }
 
   std::uint32_t wait(std::optional<std::chrono::milliseconds> limit) override {
-    return ended_->wait(limit);
+    return ended_->wait(limit, false);
   }
 
  private:
-  std::shared_ptr<Event> ended_ = std::make_shared<Event>(true, false);
+  std::shared_ptr<Signal> ended_ = std::make_shared<Signal>(false);
 };
 
 thread_local std::uint32_t lastError = 0;
