@@ -1,52 +1,51 @@
 #include "tests/client.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "platform/host.h"
+#include "socket_names.h"
 
 namespace kv500 {
 namespace {
 
-::sockaddr_in loopback(std::uint16_t port) {
+/// Calls `operation`, which is `connect` or `bind`, with an address. True if that succeeds.
+template <typename Operation>
+bool succeeds(Operation operation, NativeSocket socket, std::uint16_t port, const char* host) {
   ::sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
+  address.sin_addr.s_addr = ::inet_addr(host);
+  return operation(socket, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+NativeSocket native(std::uintptr_t socket) {
+  return static_cast<NativeSocket>(socket);
 }
 
 }  // namespace
 
-Client::Client(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  const ::timeval limit{15, 0};
-  ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-  const auto address = loopback(port);
-  if (::connect(socket_, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)) != 0) {
-    ::close(socket_);
-    socket_ = -1;
-  }
+Client::Client(std::uint16_t port, const char* host)
+    : socket_(static_cast<std::uintptr_t>(makeSocket())) {
+  ::setsockopt(native(socket_), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&patience),
+               sizeof(patience));
+  isConnected_ = succeeds(::connect, native(socket_), port, host);
 }
 
 Client::~Client() {
-  if (isConnected()) {
-    ::close(socket_);
-  }
+  closeSocket(native(socket_));
 }
 
 void Client::send(const std::string& text) const {
-  (void)!::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+  (void)!::send(native(socket_), text.data(), static_cast<int>(text.size()), noSignal);
 }
 
 void Client::finish() const {
-  ::shutdown(socket_, SHUT_WR);
+  ::shutdown(native(socket_), sendingHalf);
 }
 
 std::string Client::receiveAll() const {
   std::string text;
   char buffer[4096];
   for (;;) {
-    const auto length = ::recv(socket_, buffer, sizeof(buffer), 0);
+    const auto length = ::recv(native(socket_), buffer, sizeof(buffer), 0);
     if (length <= 0) {
       return text;
     }
@@ -56,13 +55,12 @@ std::string Client::receiveAll() const {
 
 std::uint16_t freePort() {
   // Below the range that the system gives to outgoing connections, and different in each process.
-  static std::uint16_t next = static_cast<std::uint16_t>(10000 + ::getpid() * 7 % 20000);
+  static auto next =
+      static_cast<std::uint16_t>(10000 + std::stoul(platform::host::processId()) * 7 % 20000);
   for (;;) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const auto address = loopback(++next);
-    const bool isFree =
-        ::bind(socket, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)) == 0;
-    ::close(socket);
+    const NativeSocket socket = makeSocket();
+    const bool isFree = succeeds(::bind, socket, ++next, "127.0.0.1");
+    closeSocket(socket);
     if (isFree) {
       return next;
     }

@@ -10,12 +10,12 @@ namespace kv500 {
 /// One connection, closed at the end.
 class Client {
  public:
-  explicit Client(std::uint16_t port);
+  explicit Client(std::uint16_t port, const char* host = "127.0.0.1");
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  bool isConnected() const { return socket_ >= 0; }
+  bool isConnected() const { return isConnected_; }
   void send(const std::string& text) const;
   /// No more will be sent.
   void finish() const;
@@ -23,7 +23,8 @@ class Client {
   std::string receiveAll() const;
 
  private:
-  int socket_;
+  const std::uintptr_t socket_;
+  bool isConnected_;
 };
 
 /// A port that nobody listens on just now.
