@@ -13,6 +13,9 @@ constexpr std::size_t largestPool = 8;
 constexpr int bindTries = 10;
 constexpr std::uint32_t bindPause = 100;  // Milliseconds.
 constexpr std::uint32_t stopPause = 100;  // Milliseconds.
+constexpr unsigned crowdLimit = 8;
+constexpr unsigned largestCrowd = 40;          // Forgotten after 2 seconds.
+constexpr std::int32_t requestLimit = 10'000;  // Microseconds.
 
 }  // namespace
 
@@ -57,32 +60,57 @@ void Server::serverLoop() {
   }
   for (;;) {  // Until the stop event, which is looked at every 50 ms.
     TcpSocket accepted;
-    if (listener.acceptPending(accepted)) {
+    const bool hasConnection = listener.acceptPending(accepted);
+    removeEndedWorker();
+    if (hasConnection) {
       dispatch(accepted);
+    } else if (crowd > 0) {
+      --crowd;
     }
     if (listenerStopEvent.isSet()) {
       stopWorkers();
       return;
     }
-    removeEndedWorker();
-    // A socket that nobody took is closed here: the client gets no answer.
   }
 }
 
 void Server::dispatch(TcpSocket& accepted) {
+  ClientWorker* const worker = isWelcome(accepted) ? assignWorker(accepted) : nullptr;
+  if (worker == nullptr) {
+    accepted.turnAway();
+    crowd = std::min(crowd + 1, largestCrowd);
+    return;
+  }
+  // Without the lock, which is the first thing that the worker takes. The worker can't be gone: it
+  // goes only when this thread asks it to or finds its thread ended.
+  worker->wakeEvent.set();
+}
+
+bool Server::isWelcome(TcpSocket& accepted) {
+  const bool isCrowded = crowd >= crowdLimit;
+  return !isCrowded || idleWorkers() != 1 || accepted.hasInput(requestLimit);
+}
+
+std::size_t Server::idleWorkers() {
+  const ScopedLock guard(lock);
+  const auto busy = std::count_if(workers.begin(), workers.end(),
+                                  [](const auto& worker) { return worker->busy; });
+  return largestPool - static_cast<std::size_t>(busy);
+}
+
+ClientWorker* Server::assignWorker(TcpSocket& accepted) {
   const ScopedLock guard(lock);
   const auto idle = std::find_if(workers.begin(), workers.end(),
                                  [](const auto& worker) { return !worker->busy; });
-  if (idle != workers.end()) {
-    accepted.handOver((*idle)->client);
-    (*idle)->busy = true;
-    (*idle)->wakeEvent.set();
-  } else if (workers.size() < largestPool) {
-    startWorker(accepted);
+  if (idle == workers.end()) {
+    return workers.size() < largestPool ? startWorker(accepted) : nullptr;
   }
+  accepted.handOver((*idle)->client);
+  (*idle)->busy = true;
+  return idle->get();
 }
 
-void Server::startWorker(TcpSocket& accepted) {
+ClientWorker* Server::startWorker(TcpSocket& accepted) {
   ClientWorker* const worker = workers.emplace_back(std::make_unique<ClientWorker>(this)).get();
   worker->busy = true;
   accepted.handOver(worker->client);
@@ -93,9 +121,9 @@ void Server::startWorker(TcpSocket& accepted) {
   if (!worker->thread.start(run, worker)) {
     // The machine is short of threads: this client is turned away, and the next one may be served.
     eraseWorker(worker);
-    return;
+    return nullptr;
   }
-  worker->wakeEvent.set();
+  return worker;
 }
 
 void Server::removeEndedWorker() {
@@ -157,10 +185,20 @@ void Server::workerLoop(ClientWorker* worker) {
     } catch (...) {
       // One connection's failure must not cost the pool a worker.
     }
-    worker->client.close();
+    endConnection(worker);
+  }
+}
+
+void Server::endConnection(ClientWorker* worker) {
+  TcpSocket served;
+  {
     const ScopedLock guard(lock);
+    worker->client.handOver(served);
     worker->busy = false;
   }
+  // Closed only now: a client that sees the end of its connection finds its worker free. The
+  // listener may give the worker its next connection meanwhile.
+  served.close();
 }
 
 }  // namespace kv500

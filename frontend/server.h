@@ -48,8 +48,8 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// Takes a worker out of the pool and destroys it; nothing happens if it is not there. Any
-  /// thread, without the lock.
+  /// Takes a worker out of the pool and destroys it; nothing happens if it is not there. Called by
+  /// the worker itself, last of all.
   void removeWorker(ClientWorker* worker) EXCLUDES(lock);
 
   /// The number of workers, idle ones included. Any thread.
@@ -59,12 +59,20 @@ class Server {
   bool openPort();
   void serverLoop();
   void dispatch(TcpSocket& accepted) EXCLUDES(lock);
-  void startWorker(TcpSocket& accepted) REQUIRES(lock);
+  /// Whether a client may have a worker. In a crowd the last one is kept for a client whose request
+  /// comes at once: silent clients that come again as often as they are let go would have them all.
+  bool isWelcome(TcpSocket& accepted) EXCLUDES(lock);
+  /// How many more connections could be served now.
+  std::size_t idleWorkers() EXCLUDES(lock);
+  /// The worker that has the connection now, still to be woken; none if there is no room for it.
+  ClientWorker* assignWorker(TcpSocket& accepted) EXCLUDES(lock);
+  ClientWorker* startWorker(TcpSocket& accepted) REQUIRES(lock);
   void removeEndedWorker() EXCLUDES(lock);
   void eraseWorker(ClientWorker* worker) REQUIRES(lock);
   void stopWorkers() EXCLUDES(lock);
   void workerLoop(ClientWorker* worker);
   bool takeUpWork(ClientWorker* worker) EXCLUDES(lock);
+  void endConnection(ClientWorker* worker) EXCLUDES(lock);
 
   TcpSocket listener;
   Lock lock;  ///< Guards the pool and the flags of each worker.
@@ -73,6 +81,9 @@ class Server {
   const Event listenerStopEvent{Event::Reset::Manual};     ///< Asks the listener thread to stop.
   const Event listenerStoppedEvent{Event::Reset::Manual};  ///< No worker is left.
   Device* const device;
+  /// Clients that were turned away lately: each 50 ms without a newcomer take one off. The listener
+  /// thread's own.
+  unsigned crowd = 0;
 };
 
 }  // namespace kv500

@@ -1,5 +1,7 @@
 #include "frontend/server.h"
 
+#include <atomic>
+
 #include "device/device.h"
 #include "support/log.h"
 #include "tests/client.h"
@@ -8,7 +10,7 @@
 namespace kv500 {
 namespace {
 
-/// Answers each request with its own text, and fails at the text "throw".
+/// Answers each request with its own text: "throw" by a failure, "hold" only once it is released.
 class EchoDevice : public Device {
  public:
   EchoDevice() : Device("Echo", nullptr) {}
@@ -24,9 +26,15 @@ class EchoDevice : public Device {
     if (text == "throw") {
       throw 1;
     }
+    if (text == "hold") {
+      ++held;
+      eventually([this] { return released.load(); });
+    }
     client.send(text);
   }
   const std::uint16_t port = freePort();
+  std::atomic<unsigned> held = 0;
+  std::atomic<bool> released = false;
 };
 
 class ServerTest : public WorldTest {
@@ -44,6 +52,16 @@ class ServerTest : public WorldTest {
     }
     return "none";
   }
+  /// Clients that each keep a worker until the device is released.
+  std::vector<std::unique_ptr<Client>> hold(unsigned count) {
+    std::vector<std::unique_ptr<Client>> clients;
+    for (unsigned i = 0; i < count; ++i) {
+      clients.push_back(std::make_unique<Client>(device.port));
+      clients.back()->send("hold");
+    }
+    EXPECT_TRUE(eventually([&] { return device.held >= count; }));
+    return clients;
+  }
   EchoDevice device;
 };
 
@@ -59,19 +77,52 @@ TEST_F(ServerTest, RequestsThatFollowEachOtherShareOneWorker) {
 
 TEST_F(ServerTest, TheNinthConnectionIsClosedAtOnce) {
   Server server(&device);
-  std::vector<std::unique_ptr<Client>> silent;
-  for (std::size_t i = 1; i <= 8; ++i) {
-    silent.push_back(std::make_unique<Client>(device.port));
-    EXPECT_TRUE(eventually([&] { return server.workerCount() == i; }));
-  }
+  const auto clients = hold(8);
   EXPECT_EQ(echo("ninth"), "");
-  silent[3]->send("fourth");
-  EXPECT_EQ(silent[3]->receiveAll(), "fourth");
-  EXPECT_TRUE(eventually([&] { return echo("later") == "later"; }));
-  EXPECT_EQ(server.workerCount(), 8u);
-  for (const auto& client : silent) {
-    client->finish();
+  device.released = true;
+  for (const auto& client : clients) {
+    EXPECT_EQ(client->receiveAll(), "hold");
   }
+  EXPECT_EQ(echo("later"), "later");
+  EXPECT_EQ(server.workerCount(), 8u);
+}
+
+TEST_F(ServerTest, AWorkerIsFreeBeforeItsClientSeesTheEnd) {
+  Server server(&device);
+  const auto clients = hold(7);
+  world().faults.hold("closesocket");
+  EXPECT_EQ(echo("first"), "first");
+  // The eighth worker is given its next connection while it still closes the last one.
+  const unsigned accepted = world().faults.calls("accept");
+  const Client next(device.port);
+  next.send("next");
+  EXPECT_TRUE(eventually([&] { return world().faults.calls("accept") > accepted; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  world().faults.letGo("closesocket");
+  EXPECT_EQ(next.receiveAll(), "next");
+  device.released = true;
+}
+
+TEST_F(ServerTest, InACrowdTheLastWorkerIsForThoseWhoAskAtOnce) {
+  Server server(&device);
+  const auto clients = hold(7);
+  const auto begin = std::chrono::steady_clock::now();
+  const Client silent(device.port);
+  EXPECT_TRUE(eventually([&] { return server.workerCount() == 8; }));
+  EXPECT_TRUE(eventually([&] { return echo("hello") == "hello"; }));
+  const auto elapsed = std::chrono::steady_clock::now() - begin;
+  EXPECT_GT(elapsed, std::chrono::seconds(2)) << "so long a client may keep silent";
+  EXPECT_LT(elapsed, std::chrono::seconds(7));
+  EXPECT_EQ(silent.receiveAll(), "");
+  const Client another(device.port);
+  EXPECT_EQ(echo("hello"), "hello");
+  device.released = true;
+}
+
+TEST_F(ServerTest, IsReachedOnItsOwnAddressOnly) {
+  const Server server(&device);
+  EXPECT_TRUE(Client(device.port).isConnected());
+  EXPECT_FALSE(Client(device.port, "127.0.0.2").isConnected());
 }
 
 TEST_F(ServerTest, AWorkerThatCannotStartCostsOneConnection) {
@@ -93,13 +144,16 @@ TEST_F(ServerTest, AThreadThatHasEndedLeavesThePool) {
 TEST_F(ServerTest, StopWaitsForTheConnectionInHand) {
   auto server = std::make_unique<Server>(&device);
   EXPECT_EQ(echo("makes an idle worker"), "makes an idle worker");
-  const Client client(device.port);
-  EXPECT_TRUE(eventually([&] { return server->workerCount() >= 1; }));
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  std::thread stopper([&] { server.reset(); });
+  const auto clients = hold(1);
+  std::atomic<bool> hasStopped = false;
+  std::thread stopper([&] {
+    server.reset();
+    hasStopped = true;
+  });
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  client.send("last");
-  EXPECT_EQ(client.receiveAll(), "last");
+  EXPECT_FALSE(hasStopped);
+  device.released = true;
+  EXPECT_EQ(clients[0]->receiveAll(), "hold");
   stopper.join();
   EXPECT_FALSE(Client(device.port).isConnected());
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 
 #include "support/lock.h"
@@ -11,13 +12,33 @@ namespace {
 
 constexpr std::uint16_t socketLibraryVersion = 0x0101;
 constexpr std::int32_t backlog = 32;
-constexpr std::int32_t acceptWait = 50'000;             // Microseconds.
-constexpr std::int32_t silentClientLimit = 10'000'000;  // Microseconds.
-constexpr std::size_t largestRequest = 4096;            // Bytes.
+constexpr std::int32_t acceptWait = 50'000;    // Microseconds.
+constexpr std::int32_t silenceLook = 200'000;  // Microseconds.
+constexpr int silenceLooks = 50;               // 10 seconds.
+constexpr int silenceLooksInACrowd = 10;       // 2 seconds.
+constexpr std::size_t largestRequest = 4096;   // Bytes.
 
 Lock usersLock;
 /// The TcpSocket objects alive. With 0 the socket library is not started.
 unsigned socketUsers GUARDED_BY(usersLock) = 0;
+
+/// The clients turned away so far.
+std::atomic<unsigned> turnedAway = 0;
+
+/// Waits for the first byte of a client. False if it keeps silent for too long.
+bool hasSpoken(platform::SOCKET socket) {
+  const unsigned before = turnedAway;
+  for (int looks = 1; looks <= silenceLooks; ++looks) {
+    const std::int32_t ready = platform::select(socket, silenceLook);
+    if (ready != 0) {
+      return ready > 0;
+    }
+    if (looks >= silenceLooksInACrowd && turnedAway != before) {
+      return false;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -65,9 +86,13 @@ bool TcpSocket::acceptPending(TcpSocket& accepted) {
   return accepted.hasSocket();
 }
 
+bool TcpSocket::hasInput(std::int32_t microseconds) {
+  return platform::select(socket, microseconds) > 0;
+}
+
 bool TcpSocket::receive(std::string& text) {
   text.clear();
-  if (!hasSocket() || platform::select(socket, silentClientLimit) <= 0) {
+  if (!hasSocket() || !hasSpoken(socket)) {
     return false;
   }
   std::array<char, largestRequest> buffer;
@@ -99,6 +124,13 @@ bool TcpSocket::send(const std::string& text) {
 void TcpSocket::handOver(TcpSocket& target) {
   target.socket = socket;
   socket = platform::INVALID_SOCKET;
+}
+
+void TcpSocket::turnAway() {
+  if (hasSocket()) {
+    ++turnedAway;
+    close();
+  }
 }
 
 void TcpSocket::close() {

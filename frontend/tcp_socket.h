@@ -27,10 +27,15 @@ class TcpSocket {
   /// if it has one now. Raises "Could not check if connection request is pending".
   bool acceptPending(TcpSocket& accepted);
 
+  /// Waits until there is something to read, `microseconds` at most. False if there is nothing, or
+  /// if it can't be waited for.
+  bool hasInput(std::int32_t microseconds);
+
   /// Replaces `text` by what one read delivers: at most 4096 bytes, cut at the first zero byte.
   /// True with an empty text if the peer has closed. False if there is no socket, if the read
-  /// fails, or if nothing has come within 10 seconds: browsers open spare connections, which would
-  /// otherwise keep every worker from its work.
+  /// fails, or if nothing comes: for 10 seconds, or for 2 if another client is turned away
+  /// meanwhile. Browsers open spare connections, which would otherwise keep every worker from its
+  /// work.
   bool receive(std::string& text);
 
   /// Sends the whole text. False if there is no socket or the peer takes no more.
@@ -38,6 +43,10 @@ class TcpSocket {
 
   /// Gives the socket to `target`, which has none; this one has none afterwards.
   void handOver(TcpSocket& target);
+
+  /// Closes the connection of a client that can't be served now; nothing if there is no socket.
+  /// From here on clients that keep silent, on any thread, are let go earlier.
+  void turnAway();
 
   /// Shuts the connection down in both directions and closes it; nothing if there is no socket.
   void close();

@@ -51,7 +51,8 @@ SOCKET accept(SOCKET socket);
 /// Gives the number of bytes, 0 if the peer has closed, a negative number on failure.
 std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size);
 
-/// Writes at most `size` bytes. Gives the number of bytes taken, a negative number on failure.
+/// Writes at most `size` bytes. Gives the number of bytes taken, a negative number on failure. What
+/// does not fill a packet may be held back until the shutdown that follows, 200 ms at most.
 std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size);
 
 /// Shuts the connection down (SD_BOTH: in both directions).

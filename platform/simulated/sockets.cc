@@ -126,6 +126,7 @@ std::int32_t shutdown(SOCKET socket, std::int32_t how) {
 }
 
 std::int32_t closesocket(SOCKET socket) {
+  world().faults.take("closesocket");  // It can be held; a socket is given back in any case.
   return ledger().takeBack("closesocket", Kind::Socket, socket) ? host::closesocket(socket)
                                                                 : failed;
 }
