@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Measures the service with the real pcscd and prints figures; asserts nothing. Needs root.
+"""Measures the service with the real pcscd and prints tables; asserts nothing. Needs root.
 
-Usage: benchmarks/linux.py [BUILD]   (default build/release)
+Usage: benchmarks/linux.py [BUILD]   (default build/release; see run.sh)
 
 The reader is the simulated one, as a driver of pcscd, in namespaces of the benchmark's own. What a
 read costs is compared with a bare PC/SC program that sends the same commands in the same run.
@@ -10,7 +10,6 @@ import os
 import pathlib
 import re
 import shutil
-import statistics
 import subprocess
 import sys
 import time
@@ -22,9 +21,11 @@ os.environ["KV500_BUILD"] = str((ROOT / (sys.argv[1:] or ["build/release"])[0]).
 import isolation  # noqa: E402
 import pcsc  # noqa: E402
 from machine import BUILD, CARDS, READER, Machine, wait_until  # noqa: E402
+from measure import IDLE_SECONDS, Process, ask, compare_servers, spread, table  # noqa: E402
 
-IDLE_SECONDS = 30
-REQUESTS = 200
+PORT = 5724
+ROUNDS = 5
+REQUESTS = 100  # In each round.
 CARD = "mustermann"
 
 
@@ -45,21 +46,24 @@ def commands_of_a_read(folder):
     return [bytes.fromhex(command) for command in re.findall("(?m)^> (.*)$", sent)]
 
 
-def processor_seconds(pid):
-    """What all threads have used, by the scheduler's own count in nanoseconds."""
-    tasks = pathlib.Path(f"/proc/{pid}/task").glob("*/schedstat")
-    return sum(int(task.read_text().split()[0]) for task in tasks) / 1e9
-
-
-def resident_megabytes(pid):
-    status = pathlib.Path(f"/proc/{pid}/status").read_text()
-    return int(re.search(r"VmRSS:\s*(\d+)", status).group(1)) / 1024
-
-
 def milliseconds(work):
     begin = time.perf_counter()
     work()
     return 1000 * (time.perf_counter() - begin)
+
+
+def compare_reads(commands):
+    """A bare program, `read` and `status` in turn. Gives the medians of each round."""
+    other = pcsc.Card(READER)
+    works = [lambda: [other.transmit(command) for command in commands],
+             lambda: ask(PORT, "read"), lambda: ask(PORT, "status")]
+    medians = [[] for _ in works]
+    for _ in range(ROUNDS):
+        times = [[milliseconds(work) for work in works] for _ in range(REQUESTS)]
+        for kind, column in enumerate(zip(*times)):
+            medians[kind].append(sorted(column)[REQUESTS // 2])
+    other.close()
+    return medians
 
 
 def main():
@@ -72,26 +76,20 @@ def main():
     if not machine.reaches("card", 5):
         sys.exit("the service did not find its card")
 
-    other = pcsc.Card(READER)
-    bare, reads = [], []
-    for _ in range(REQUESTS):
-        bare.append(milliseconds(lambda: [other.transmit(command) for command in commands]))
-        reads.append(milliseconds(lambda: machine.ask("read")))
-    other.close()
-
-    pids = {"service": machine.service.pid, "pcscd": machine.daemon.pid}
-    before = {name: processor_seconds(pid) for name, pid in pids.items()}
-    time.sleep(IDLE_SECONDS)
-    used = {name: 100 * (processor_seconds(pid) - before[name]) / IDLE_SECONDS
-            for name, pid in pids.items()}
-    print(f"commands of a read: {len(commands)}")
-    print(f"bare PC/SC program: median {statistics.median(bare):.3f} ms")
-    print(f"read over HTTP:     median {statistics.median(reads):.3f} ms")
-    print(f"added by the service: {statistics.median(reads) - statistics.median(bare):.3f} ms")
-    print(f"resident memory of the service: {resident_megabytes(machine.service.pid):.1f} MB "
-          "(umockdev's library in it included)")
-    print(f"idle processor time in {IDLE_SECONDS} s with a card in the reader: service "
-          f"{used['service']:.2f} %, pcscd {used['pcscd']:.2f} % of one core")
+    service, daemon = Process(machine.service.pid), Process(machine.daemon.pid)
+    idle = service.idle_percentage(), daemon.idle_percentage()
+    bare, read, status = compare_reads(commands)
+    added = [whole - part for whole, part in zip(read, bare)]
+    table(["with the real pcscd", "figure"],
+          [f"the {len(commands)} commands of a read, bare PC/SC program", spread(bare, 3) + " ms"],
+          ["`read` over HTTP", spread(read, 3) + " ms"],
+          ["added by the service", spread(added, 3) + " ms"],
+          ["`status` over HTTP", spread(status, 3) + " ms"],
+          ["resident memory of the service", f"{service.resident_megabytes():.1f} MB "
+           "(umockdev's library in it included)"],
+          [f"idle processor time over {IDLE_SECONDS} s, card in the reader",
+           f"service {idle[0]:.3f}, pcscd {idle[1]:.3f} per cent of one core"])
+    compare_servers(BUILD, machine.folder, PORT, service)
     machine.close()
 
 

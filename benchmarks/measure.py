@@ -1,0 +1,169 @@
+"""What the benchmarks share: load, servers to compare with, a process' use of the machine, tables."""
+import contextlib
+import json
+import pathlib
+import socket
+import statistics
+import subprocess
+import time
+
+ROUNDS = 5
+CLIENTS = (1, 4, 8)
+LOAD_SECONDS = 1.5
+IDLE_SECONDS = 20
+NGINX_PORT, BARE_PORT = 27180, 27181
+
+NGINX = """
+{user}
+daemon off;
+worker_processes 2;
+pid {folder}/nginx.pid;
+error_log {folder}/nginx.log;
+events {{ }}
+http {{
+  access_log off;
+  keepalive_timeout 0;
+  default_type application/json;
+  client_body_temp_path {folder}/body;
+  proxy_temp_path {folder}/proxy;
+  fastcgi_temp_path {folder}/fastcgi;
+  uwsgi_temp_path {folder}/uwsgi;
+  scgi_temp_path {folder}/scgi;
+  server {{
+    listen 127.0.0.1:{port};
+    location / {{ return 200 "{answer}"; }}
+  }}
+}}
+"""
+
+
+class Process:
+    """A running process with its children, as the kernel counts what they use."""
+
+    def __init__(self, pid):
+        self.pid = pid
+
+    def _tasks(self):
+        pids, found = [self.pid], []
+        while pids:
+            process = pathlib.Path(f"/proc/{pids.pop()}/task")
+            for task in process.iterdir():
+                found.append(task)
+                pids += map(int, (task / "children").read_text().split())
+        return found
+
+    def processor_seconds(self):
+        return sum(int((task / "schedstat").read_text().split()[0]) for task in self._tasks()) / 1e9
+
+    def context_switches(self):
+        lines = [line for task in self._tasks()
+                 for line in (task / "status").read_text().splitlines()]
+        return sum(int(line.split()[1]) for line in lines if "ctxt_switches" in line)
+
+    def resident_megabytes(self):
+        status = pathlib.Path(f"/proc/{self.pid}/status").read_text()
+        return int(status.split("VmRSS:")[1].split()[0]) / 1024
+
+    def idle_percentage(self):
+        before = self.processor_seconds()
+        time.sleep(IDLE_SECONDS)
+        return 100 * (self.processor_seconds() - before) / IDLE_SECONDS
+
+
+def ask(port, action):
+    """One request in a connection of its own; gives the answer and the milliseconds it took."""
+    begin = time.perf_counter()
+    with socket.create_connection(("127.0.0.1", port), timeout=20) as connection:
+        connection.sendall(f"GET /?action={action} HTTP/1.1\r\n\r\n".encode())
+        answer = b"".join(iter(lambda: connection.recv(65536), b""))
+    return answer, 1000 * (time.perf_counter() - begin)
+
+
+def wait_for(port, action="", expected=b""):
+    """Waits until the server answers with the expected bytes in it."""
+    for _ in range(200):
+        with contextlib.suppress(OSError):
+            if expected in (answer := ask(port, action)[0]) and answer:
+                return
+        time.sleep(0.05)
+    raise SystemExit(f"no answer with {expected} at port {port}")
+
+
+@contextlib.contextmanager
+def running(*command, **options):
+    """A program that is ended with the block."""
+    process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, **options)
+    try:
+        yield Process(process.pid)
+    finally:
+        process.terminate()
+        process.communicate(timeout=10)
+
+
+def load(build, kind, port, clients, seconds, *more):
+    """Starts clients (see load.cc). What it gives is called for their figures at their end."""
+    process = subprocess.Popen(
+        [build / "benchmarks/load", kind, *map(str, (port, clients, seconds, *more))],
+        stdout=subprocess.PIPE)
+    return lambda: json.loads(process.communicate()[0])
+
+
+def spread(values, digits=0):
+    """The median, and the lowest and highest value."""
+    texts = [f"{value:,.{digits}f}" for value in (statistics.median(values), min(values), max(values))]
+    return f"{texts[0]} ({texts[1]} to {texts[2]})"
+
+
+def table(*rows):
+    """Prints a Markdown table, the first row being its head."""
+    print()
+    for number, row in enumerate(rows):
+        print("| " + " | ".join(row) + " |")
+        if number == 0:
+            print("|" + "---|" * len(row))
+    print(flush=True)
+
+
+def compare_servers(build, folder, port, process):
+    """Requests for `status` to the service, nginx and a bare loop, in turn, ROUNDS times."""
+    length = len(ask(port, "status")[0].partition(b"\r\n\r\n")[2])
+    configuration = folder / "nginx.conf"
+    configuration.write_text(NGINX.format(
+        user="user root;", folder=folder, port=NGINX_PORT, answer="x" * length))
+    rates, switches, lost = {}, {}, 0
+    with running("nginx", "-c", configuration, "-e", folder / "nginx.log") as nginx, \
+            running(build / "benchmarks/bare_server", str(BARE_PORT), str(length)) as bare:
+        wait_for(NGINX_PORT)
+        wait_for(BARE_PORT)
+        servers = {"service": (port, process), "nginx": (NGINX_PORT, nginx),
+                   "bare": (BARE_PORT, bare)}
+        for clients in ROUNDS * CLIENTS:
+            for name, (server_port, server) in servers.items():
+                before = server.context_switches()
+                figures = load(build, "ask", server_port, clients, LOAD_SECONDS)()
+                made = server.context_switches() - before
+                rates.setdefault((name, clients), []).append(figures["rate"])
+                switches.setdefault((name, clients), []).append(made / max(1, figures["served"]))
+                lost += figures["tried"] - figures["served"] if name == "service" else 0
+
+    def ratio(clients):
+        return statistics.median(rates["service", clients]) / statistics.median(
+            rates["nginx", clients])
+
+    table(["`status` in a loop", "service", "nginx", "bare loop", "service / nginx"],
+          *([f"{clients} client{'s' if clients > 1 else ''}, requests a second",
+             *(spread(rates[name, clients]) for name in servers), f"{ratio(clients):.2f}"]
+            for clients in CLIENTS),
+          *([f"{clients} client{'s' if clients > 1 else ''}, context switches a request",
+             *(spread(switches[name, clients], 1) for name in servers), ""] for clients in CLIENTS),
+          ["requests turned away", str(lost), "", "", ""])
+
+
+def time_functions(build, card):
+    """The medians of the pure functions' times in microseconds, by name (see functions.cc)."""
+    output = subprocess.run(
+        [build / "benchmarks/functions", card, "--benchmark_format=json", "--benchmark_min_time=0.1",
+         "--benchmark_repetitions=7", "--benchmark_report_aggregates_only=true"],
+        check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+    return {entry["run_name"]: entry["cpu_time"] / 1000
+            for entry in json.loads(output)["benchmarks"] if entry["aggregate_name"] == "median"}
