@@ -9,7 +9,7 @@ import time
 
 ROUNDS = 5
 CLIENTS = (1, 4, 8)
-LOAD_SECONDS = 1.5
+LOAD_SECONDS = 1
 IDLE_SECONDS = 20
 NGINX_PORT, BARE_PORT = 27180, 27181
 
@@ -125,7 +125,8 @@ def table(*rows):
 
 
 def compare_servers(build, folder, port, process):
-    """Requests for `status` to the service, nginx and a bare loop, in turn, ROUNDS times."""
+    """Requests to the service, nginx and a bare loop, in turn, ROUNDS times. The service is asked for
+    `status`, and for nothing ("/"), which it answers without a look at the reader."""
     length = len(ask(port, "status")[0].partition(b"\r\n\r\n")[2])
     configuration = folder / "nginx.conf"
     configuration.write_text(NGINX.format(
@@ -135,28 +136,29 @@ def compare_servers(build, folder, port, process):
             running(build / "benchmarks/bare_server", str(BARE_PORT), str(length)) as bare:
         wait_for(NGINX_PORT)
         wait_for(BARE_PORT)
-        servers = {"service": (port, process), "nginx": (NGINX_PORT, nginx),
-                   "bare": (BARE_PORT, bare)}
+        servers = {"status": (port, process, "/?action=status"), "nothing": (port, process, "/"),
+                   "nginx": (NGINX_PORT, nginx, "/"), "bare": (BARE_PORT, bare, "/")}
         for clients in ROUNDS * CLIENTS:
-            for name, (server_port, server) in servers.items():
+            for name, (server_port, server, target) in servers.items():
                 before = server.context_switches()
-                figures = load(build, "ask", server_port, clients, LOAD_SECONDS)()
+                figures = load(build, "ask", server_port, clients, LOAD_SECONDS, target)()
                 made = server.context_switches() - before
                 rates.setdefault((name, clients), []).append(figures["rate"])
                 switches.setdefault((name, clients), []).append(made / max(1, figures["served"]))
-                lost += figures["tried"] - figures["served"] if name == "service" else 0
+                lost += figures["tried"] - figures["served"] if server is process else 0
 
     def ratio(clients):
-        return statistics.median(rates["service", clients]) / statistics.median(
-            rates["nginx", clients])
+        status, nginx = (statistics.median(rates[name, clients]) for name in ("status", "nginx"))
+        return f"{status / nginx:.2f}"
 
-    table(["`status` in a loop", "service", "nginx", "bare loop", "service / nginx"],
-          *([f"{clients} client{'s' if clients > 1 else ''}, requests a second",
-             *(spread(rates[name, clients]) for name in servers), f"{ratio(clients):.2f}"]
+    table(["requests in a loop", "`status`", "`/`, without the reader", "nginx", "bare loop",
+           "`status` / nginx"],
+          *([f"{clients} at a time: requests a second",
+             *(spread(rates[name, clients]) for name in servers), ratio(clients)]
             for clients in CLIENTS),
-          *([f"{clients} client{'s' if clients > 1 else ''}, context switches a request",
-             *(spread(switches[name, clients], 1) for name in servers), ""] for clients in CLIENTS),
-          ["requests turned away", str(lost), "", "", ""])
+          *([f"{clients} at a time: context switches a request",
+             *(spread(switches[name, clients], 1) for name in servers), ""] for clients in CLIENTS))
+    print(f"Of all requests to the service {lost} were turned away.")
 
 
 def time_functions(build, card):

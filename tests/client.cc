@@ -34,7 +34,7 @@ Client::~Client() {
 }
 
 void Client::send(const std::string& text) const {
-  (void)!::send(native(socket_), text.data(), static_cast<int>(text.size()), noSignal);
+  (void)!::send(native(socket_), text.data(), static_cast<NativeLength>(text.size()), noSignal);
 }
 
 void Client::finish() const {

@@ -7,9 +7,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstddef>
+
 namespace kv500 {
 
 using NativeSocket = int;
+using NativeLength = std::size_t;
 inline constexpr ::timeval patience{15, 0};
 inline constexpr int noSignal = MSG_NOSIGNAL;
 inline constexpr int sendingHalf = SHUT_WR;

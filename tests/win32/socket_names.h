@@ -7,6 +7,7 @@
 namespace kv500 {
 
 using NativeSocket = ::SOCKET;
+using NativeLength = int;
 inline constexpr DWORD patience = 15'000;  // Milliseconds.
 inline constexpr int noSignal = 0;
 inline constexpr int sendingHalf = SD_SEND;
