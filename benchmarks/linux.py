@@ -20,7 +20,8 @@ os.environ["KV500_BUILD"] = str((ROOT / (sys.argv[1:] or ["build/release"])[0]).
 
 import isolation  # noqa: E402
 import pcsc  # noqa: E402
-from machine import BUILD, CARDS, READER, Machine, wait_until  # noqa: E402
+from machine import BUILD, READER, Machine  # noqa: E402
+from common import CARD as CARD_IS_IN, CARDS, Service  # noqa: E402
 from measure import IDLE_SECONDS, Process, ask, compare_servers, spread, table  # noqa: E402
 
 PORT = 5724
@@ -37,9 +38,10 @@ def commands_of_a_read(folder):
     process = subprocess.Popen(
         [folder / "kv500-simulator", "--card", CARDS / CARD, "--trace", trace],
         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-    wait_until(lambda: b"OK_Card" in Machine.try_ask("status"))
+    service = Service()
+    service.wait_for_status(CARD_IS_IN)
     before = trace.read_text()
-    Machine.ask("read")
+    service.ask("read")
     process.terminate()
     process.wait()
     sent = trace.read_text()[len(before):]
@@ -68,13 +70,9 @@ def compare_reads(commands):
 
 def main():
     machine = Machine()
-    commands = commands_of_a_read(machine.folder / "simulator")
-    machine.add_reader()
-    machine.insert(CARD)
-    machine.start_daemon()
-    machine.start_service()
-    if not machine.reaches("card", 5):
-        sys.exit("the service did not find its card")
+    commands = commands_of_a_read(machine.base / "simulator")
+    machine.switch_on(card=CARD)
+    machine.wait_for_status(CARD_IS_IN)
 
     service, daemon = Process(machine.service.pid), Process(machine.daemon.pid)
     idle = service.idle_percentage(), daemon.idle_percentage()

@@ -15,7 +15,7 @@ target_link_libraries(KV500Service PRIVATE kv500_logic platform_linux)
 
 # The simulated reader as a driver of pcscd. It shows the daemon its interface and nothing else.
 add_library(ifdkv500sim MODULE
-  driver/ifd_handler.cc driver/slot.cc
+  driver/pcscd/ifd_handler.cc driver/pcscd/slot.cc
   platform/simulated/bytes.cc platform/simulated/card.cc platform/simulated/card_folder.cc
   platform/simulated/insurance_files.cc platform/simulated/overrides.cc)
 target_link_libraries(ifdkv500sim PRIVATE kv500_flags PkgConfig::PCSCLITE ZLIB::ZLIB)

@@ -26,3 +26,15 @@ function(kv500_resources program description)
     target_link_options(${program} PRIVATE /MANIFEST:NO)
   endif()
 endfunction()
+
+# The simulated reader as Windows' smart-card library, and the service that stands for the smart-card
+# service with it. For machines without a reader, as those of the tests: see driver/winscard.
+function(kv500_simulated_winscard)
+  kv500_sources(simulator_logic simulator)
+  add_library(winscard SHARED driver/winscard/winscard.cc driver/winscard/winscard.def
+    ${simulator_logic})
+  set_target_properties(winscard PROPERTIES PREFIX "")
+  target_link_libraries(winscard PRIVATE platform_simulated)
+  add_executable(smartcard_service driver/winscard/smartcard_service.cc)
+  target_link_libraries(smartcard_service PRIVATE kv500_flags)
+endfunction()

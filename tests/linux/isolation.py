@@ -4,11 +4,16 @@ import os
 import pathlib
 import subprocess
 import sys
+import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-SKIPPED = 77  # The exit status by which ctest knows a test that was not run.
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from common import ROOT, skip  # noqa: E402
+
 USER, USER_ID, GROUP_ID, EXTRA_GROUP_ID = "kvuser", 4242, 4242, 4243
+OWN_ADDRESS = "192.0.2.7"
+UNSHARE = ["unshare", "--mount", "--net", "--pid", "--ipc", "--fork", "--kill-child",
+           "--mount-proc"]
 
 
 def run_isolated():
@@ -20,13 +25,42 @@ def run_isolated():
 
 def enter():
     """Starts the calling script once more, in new namespaces; goes on if it is in them."""
+    if os.environ.get("KV500_ISOLATED") == "yes":
+        return
+    os.environ["KV500_ISOLATED"] = "yes"
     if os.geteuid() != 0:
-        print("SKIPPED: what works with the real pcscd needs root")
-        sys.exit(SKIPPED)
-    if os.environ.get("KV500_ISOLATED") != "yes":
-        os.environ["KV500_ISOLATED"] = "yes"
-        os.execvp("unshare", ["unshare", "--mount", "--net", "--pid", "--ipc", "--fork",
-                              "--kill-child", "--mount-proc", sys.executable, "-B", *sys.argv])
+        skip("what works with the real pcscd needs root")
+    script = [sys.executable, "-B", str(pathlib.Path(sys.argv[0]).resolve()), *sys.argv[1:]]
+    trial = try_to_unshare([])
+    if trial.returncode == 0:
+        os.execvp("unshare", [*UNSHARE, *script])
+    if "root filesystem propagation" not in trial.stderr:
+        skip(f"no namespaces of its own on this machine: {trial.stderr.strip()}")
+    sys.exit(run_below_own_mount(script))
+
+
+def try_to_unshare(way):
+    return subprocess.run([*way, *UNSHARE, "true"], capture_output=True, text=True,
+                          env={**os.environ, "LC_ALL": "C"})
+
+
+def run_below_own_mount(script):
+    """Runs the script in a root that is no mount point, as that of a plain chroot: mounted on a
+    folder of itself it is one. Gives the exit status."""
+    root = tempfile.mkdtemp(prefix="kv500-root-")
+    try:
+        mount("--rbind", "/", root)
+        # Else the end of what is mounted here would be that of the original, too.
+        mount("--make-rprivate", root)
+        trial = try_to_unshare(["chroot", root])
+        if trial.returncode != 0:
+            skip(f"no namespaces of its own in this root: {trial.stderr.strip()}")
+        return subprocess.run(["chroot", root, *UNSHARE, *script]).returncode
+    except subprocess.CalledProcessError as error:
+        skip(f"a root that is no mount point, and no right to mount: {error}")
+    finally:
+        subprocess.run(["umount", "--recursive", "--lazy", root], capture_output=True)
+        os.rmdir(root)
 
 
 def mount(*arguments):
@@ -35,6 +69,7 @@ def mount(*arguments):
 
 def prepare():
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+    subprocess.run(["ip", "address", "add", OWN_ADDRESS, "dev", "lo"], check=True)
     # The sources and the build may lie in one of the folders that are emptied: they are held at
     # another place meanwhile.
     mount("--bind", str(ROOT), "/mnt")

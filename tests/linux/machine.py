@@ -1,6 +1,5 @@
 """A workstation for the tests: the real pcscd with the driver of the simulated reader, a USB bus
 made with umockdev, logind's files, a notify socket, and the real service."""
-import json
 import os
 import pathlib
 import shutil
@@ -15,19 +14,19 @@ import gi
 gi.require_version("UMockdev", "1.0")
 from gi.repository import UMockdev  # noqa: E402
 
-from isolation import GROUP_ID, USER, USER_ID  # noqa: E402
+from isolation import GROUP_ID, ROOT, USER, USER_ID  # noqa: E402
+from common import (CARDS, Service, ServiceTest, build_folder,  # noqa: E402
+                    make_card, wait_until)
 
 # The rights that systemd leaves to the service.
 CAPABILITIES = ["setuid", "setgid", "kill"]
 LIMITED = ["setpriv", "--no-new-privs", "--inh-caps=-all",
            "--bounding-set=-all," + ",".join(f"+{name}" for name in CAPABILITIES)]
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-BUILD = pathlib.Path(os.environ.get("KV500_BUILD", ROOT / "build/release"))
-CARDS = ROOT / "examples/cards"
-PORT = 5724
+BUILD = build_folder()
 READER = "brenvolt GmbH KV500 00 00"
-RECOVERY = 2.0  # Seconds from the end of a trouble to the end of its effects.
 ABSENCE = 1.7  # Seconds after which a card that comes back is a new one.
+DAEMON_READERS = pathlib.Path("/etc/reader.conf.d")
+DAEMON_SOCKET = pathlib.Path("/run/pcscd/pcscd.comm")
 
 # In the place of systemctl: starts the daemon that the tests otherwise start themselves.
 SYSTEMCTL = """#!/bin/sh
@@ -40,32 +39,26 @@ while ! [ -S /run/pcscd/pcscd.comm ]; do sleep 0.02; done
 """
 
 
-def wait_until(condition, seconds=10.0):
-    """Waits for a condition and gives its value, or its last one when the time is over."""
-    end = time.monotonic() + seconds
-    while True:
-        value = condition()
-        if value or time.monotonic() > end:
-            return value
-        time.sleep(0.02)
+class Machine(Service):
+    recovery = 3
 
-
-class Machine:
     def __init__(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kv500-", dir="/srv"))
-        self.folder.chmod(0o755)
-        self.bin = self.folder / "bin"
-        self.program = self.folder / "service"
-        for folder in [self.bin, self.program]:
+        self.base = pathlib.Path(tempfile.mkdtemp(prefix="kv500-", dir="/srv"))
+        self.base.chmod(0o755)
+        self.bin = self.base / "bin"
+        self.folder = self.base / "service"
+        for folder in [self.bin, self.folder]:
             folder.mkdir()
-        shutil.copy(BUILD / "KV500Service", self.program)
-        self.script(self.bin / "systemctl", SYSTEMCTL.format(folder=self.folder))
+        shutil.copy(BUILD / "KV500Service", self.folder)
+        self.script(self.bin / "systemctl", SYSTEMCTL.format(folder=self.base))
         self.usb = UMockdev.Testbed.new()
+        self.usb_is_shown = True
         self.devices = {}
+        self.readers = 0
         self.daemon = None
         self.service = None
-        self.desktop = None
-        self.listen_at(self.folder / "notify")
+        self.programs = []
+        self.listen_at(self.base / "notify")
 
     def listen_at(self, path):
         """Makes the notify socket, which the service manager otherwise holds."""
@@ -80,9 +73,9 @@ class Machine:
         self.stop_daemon()
         self.log_out()
         self.notify.close()
-        for path in pathlib.Path("/etc/reader.conf.d").iterdir():
+        for path in DAEMON_READERS.iterdir():
             path.unlink()
-        shutil.rmtree(self.folder)
+        shutil.rmtree(self.base)
 
     @staticmethod
     def script(path, text):
@@ -91,64 +84,85 @@ class Machine:
 
     # Readers and cards.
 
-    def add_reader(self, number=1, usb=True, serial="SIM0001"):
-        """Makes a reader, plugged in. The daemon learns of it when it starts."""
+    def reader(self, number=1):
+        return self.base / f"reader{number}"
+
+    @staticmethod
+    def daemon_entry(number):
+        return DAEMON_READERS / f"kv500-{number}"
+
+    def plug(self):
+        self.readers += 1
+        number = self.readers
         self.reader(number).mkdir()
-        pathlib.Path(f"/etc/reader.conf.d/kv500-{number}").write_text(
-            f'FRIENDLYNAME "brenvolt GmbH KV500"\nDEVICENAME {self.reader(number)}\n'
-            f"LIBPATH {BUILD}/libifdkv500sim.so\n")
-        if usb:
-            self.show_usb(number, serial)
+        if self.usb_is_shown:
+            self.show_usb_device(number)
+        if not self.daemon_entry(number).exists():
+            self.daemon_entry(number).write_text(
+                f'FRIENDLYNAME "brenvolt GmbH KV500"\nDEVICENAME {self.reader(number)}\n'
+                f"LIBPATH {BUILD}/libifdkv500sim.so\n")
+            self.restart_daemon()
 
-    def forget_reader(self, number):
-        pathlib.Path(f"/etc/reader.conf.d/kv500-{number}").unlink()
+    def unplug(self):
+        number = self.readers
+        self.readers -= 1
+        if self.usb_is_shown:
+            self.hide_usb_device(number)
         shutil.rmtree(self.reader(number))
-        self.hide_usb(number)
+        if number > 1:  # Of the only one the daemon sees by itself that it has gone.
+            self.daemon_entry(number).unlink()
+            self.restart_daemon()
 
-    def unplug(self, number=1):
-        self.reader(number).rename(self.folder / f"unplugged{number}")
-        self.hide_usb(number)
-
-    def plug(self, number=1):
-        (self.folder / f"unplugged{number}").rename(self.reader(number))
-        self.show_usb(number)
-
-    def show_usb(self, number=1, serial="SIM0001", product="5003"):
+    def show_usb_device(self, number=1, serial=None, product="5003"):
+        """Shows a device on the bus; with a `serial` of "" it tells none."""
         attributes = ["idVendor", "2406", "idProduct", product, "bDeviceClass", "00"]
-        if serial is not None:
+        serial = f"SIM{number:04}" if serial is None else serial
+        if serial:
             attributes += ["serial", serial]
         self.devices[number] = self.usb.add_device(
             "usb", f"1-{number}", None, attributes, ["DEVTYPE", "usb_device"])
 
-    def hide_usb(self, number=1):
+    def hide_usb_device(self, number=1):
         self.usb.remove_device(self.devices.pop(number))
 
-    def reader(self, number=1):
-        return self.folder / f"reader{number}"
+    def hide_usb(self):
+        self.usb_is_shown = False
+        for number in list(self.devices):
+            self.hide_usb_device(number)
 
-    def insert(self, card, number=1):
-        (self.reader(number) / "card").symlink_to(CARDS / card)
+    def show_usb(self):
+        self.usb_is_shown = True
+        for number in range(1, self.readers + 1):
+            self.show_usb_device(number)
 
-    def remove(self, number=1):
-        (self.reader(number) / "card").unlink()
+    def insert(self, card):
+        """Puts an example card, or the one of a folder, into the first reader."""
+        (self.reader() / "card").symlink_to(CARDS / card)
 
-    def make_card(self, name, overrides):
-        """A copy of the plain card that misbehaves."""
-        card = self.folder / name
-        shutil.copytree(CARDS / "mustermann", card)
-        (card / "overrides.txt").write_text(overrides)
-        return card
+    def remove(self):
+        (self.reader() / "card").unlink()
+
+    def make_card(self, name, *overrides):
+        return make_card(self.base / name, overrides)
 
     # The daemon.
 
     def start_daemon(self):
-        log = open(self.folder / "pcscd.log", "ab")
-        self.daemon = subprocess.Popen(["pcscd", "--foreground"], stdout=log, stderr=log)
-        log.close()
-        assert wait_until(lambda: pathlib.Path("/run/pcscd/pcscd.comm").exists())
+        with open(self.base / "pcscd.log", "ab") as log:
+            self.daemon = subprocess.Popen(["pcscd", "--foreground"], stdout=log, stderr=log)
+        wait_until(DAEMON_SOCKET.exists, "pcscd")
+
+    def restart_daemon(self):
+        """Makes the daemon look for its readers, which it does when it starts. The service meets it
+        when it is there again."""
+        if self.daemon:
+            self.service.send_signal(signal.SIGSTOP)
+            self.stop_daemon()
+            self.start_daemon()
+            self.service.send_signal(signal.SIGCONT)
 
     def allow_daemon_start(self):
-        (self.folder / "startable").touch()
+        (self.base / "startable").touch()
 
     @staticmethod
     def daemon_pids():
@@ -168,7 +182,14 @@ class Machine:
         if self.daemon:
             self.daemon.wait()
             self.daemon = None
-        assert wait_until(lambda: not self.daemon_pids())
+        wait_until(lambda: not self.daemon_pids(), "end of pcscd")
+
+    def stop_smartcards(self):
+        self.allow_daemon_start()
+        self.stop_daemon()
+
+    def break_smartcards(self):
+        self.stop_daemon()
 
     # Sessions.
 
@@ -178,39 +199,47 @@ class Machine:
         pathlib.Path("/run/systemd/sessions", session).write_text(
             "".join(f"{name}={value}\n" for name, value in facts.items()))
 
-    def start_desktop(self, **variables):
-        """A program of the user's with a display, as any desktop has it."""
+    def start_desktop(self, user=USER_ID, **variables):
+        """A program of a user's with a display, as any desktop has it."""
         environment = {"DISPLAY": ":99", "PATH": f"{self.bin}:/usr/bin:/bin",
                        "XDG_SESSION_ID": "1"} | variables
-        self.desktop = subprocess.Popen(["/bin/sleep", "600"], env=environment,
-                                        user=USER_ID, group=GROUP_ID, extra_groups=[])
+        self.programs.append(subprocess.Popen(["/bin/sleep", "600"], env=environment,
+                                              user=user, group=GROUP_ID, extra_groups=[]))
 
     def log_out(self):
         for path in pathlib.Path("/run/systemd/sessions").iterdir():
             path.unlink()
-        if self.desktop:
-            self.desktop.kill()
-            self.desktop.wait()
-            self.desktop = None
+        while self.programs:
+            program = self.programs.pop()
+            program.kill()
+            program.wait()
 
     # The service.
 
+    def switch_on(self, readers=1, card=None, config="", wait=True):
+        for _ in range(readers):
+            self.plug()
+        if card:
+            self.insert(card)
+        self.start_daemon()
+        (self.folder / "config.txt").write_text(config)
+        self.start_service(ready=wait)
+
     def configure(self, **settings):
-        (self.program / "config.txt").write_text(
+        (self.folder / "config.txt").write_text(
             "".join(f"{name}={value}\n" for name, value in settings.items()))
 
-    def start_service(self, ready=True, notify=True, **options):
+    def start_service(self, ready=True, rights=LIMITED, **options):
         environment = {"PATH": f"{self.bin}:/usr/sbin:/usr/bin:/sbin:/bin", "SERVICE_SECRET": "x",
                        "UMOCKDEV_DIR": self.usb.get_root_dir(),
-                       "LD_PRELOAD": "libumockdev-preload.so.0"}
-        if notify:
-            environment["NOTIFY_SOCKET"] = str(self.folder / "notify")
-        limits = [] if "user" in options else LIMITED
-        self.service = subprocess.Popen([*limits, self.program / "KV500Service"], env=environment,
+                       "LD_PRELOAD": "libumockdev-preload.so.0",
+                       "NOTIFY_SOCKET": str(self.base / "notify")}
+        rights = [] if "user" in options else rights
+        self.service = subprocess.Popen([*rights, self.folder / "KV500Service"], env=environment,
                                         **options)
         if ready:
             assert self.notify.recv(100) == b"READY=1"
-            assert wait_until(lambda: self.try_ask("status"))
+            wait_until(lambda: self.try_ask("status"), "the port")
 
     def stop_service(self, number=signal.SIGTERM):
         """Gives the exit status and the seconds that the end took."""
@@ -219,34 +248,17 @@ class Machine:
         assert self.notify.recv(100) == b"STOPPING=1"
         return self.service.wait(timeout=10), time.monotonic() - begin
 
-    def log(self):
-        """The log's texts without their times."""
-        lines = (self.program / "log.txt").read_bytes().split(b"\r\n")
-        return [line.partition(b"] ")[2].decode() for line in lines if line]
+    def expect_end(self, status):
+        ended = self.service.wait(timeout=15)
+        assert ended == status, f"exit status {ended}"
 
     @staticmethod
-    def ask(action):
-        """The bytes of the answer to one request."""
-        with socket.create_connection(("127.0.0.1", PORT), timeout=20) as connection:
-            connection.sendall(f"GET /?action={action} HTTP/1.1\r\n\r\n".encode())
-            return b"".join(iter(lambda: connection.recv(65536), b""))
+    def boxes():
+        return None  # Nobody is logged on, unless a test says so.
 
-    @classmethod
-    def try_ask(cls, action):
-        try:
-            return cls.ask(action)
-        except OSError:
-            return b""
 
-    def answer(self, action):
-        return json.loads(self.ask(action).partition(b"\r\n\r\n")[2].decode("iso-8859-15"))
-
-    def presence(self):
-        """What `status` says: "card", "reader" or "none"."""
-        answer = self.try_ask("status")
-        if b"OK_Card_Presence" in answer:
-            return "card"
-        return "reader" if b"NO_Card_found" in answer else "none"
-
-    def reaches(self, presence, seconds=RECOVERY):
-        return wait_until(lambda: self.presence() == presence, seconds)
+class MachineTest(ServiceTest):
+    def workstation(self):
+        machine = Machine()
+        self.addCleanup(machine.close)
+        return machine

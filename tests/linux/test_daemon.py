@@ -1,99 +1,70 @@
-"""The life of pcscd as the service meets it: absent, stopped, killed, back again."""
+"""The end of pcscd as the service meets it beyond the scenarios: killed, in the middle of a read, in
+the middle of a question; back again by somebody else."""
 import pathlib
 import signal
 import threading
 import time
-import unittest
 
 from isolation import run_isolated
-from machine import Machine, wait_until
+from machine import MachineTest
+from common import CARD, NO_READER, READ_FAILED, STARTED, STARTING, read_answer, wait_until
 
 
-class DaemonTest(unittest.TestCase):
-    def setUp(self):
-        self.machine = Machine()
-        self.addCleanup(self.machine.close)
-        self.machine.add_reader()
-        self.machine.insert("mustermann")
-
-    def test_stop_and_start(self):
-        self.machine.start_daemon()
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
-        self.machine.allow_daemon_start()
-        for end in [signal.SIGTERM, signal.SIGKILL]:
-            with self.subTest(end):
-                self.machine.stop_daemon(end)
-                # The service starts it again by itself.
-                self.assertTrue(wait_until(self.machine.daemon_pids, 4))
-                self.assertTrue(self.machine.reaches("card"))
-                self.assertEqual(self.machine.answer("read")["status"], "OK")
-        self.assertEqual((self.machine.folder / "systemctl.log").read_text(),
-                         2 * "--no-ask-password start pcscd.socket\n")
-        self.assertEqual(self.machine.log(), ["### Service started! ###",
-                                              "Trying to start Smartcard service..."])
+class DaemonTest(MachineTest):
+    def start(self, card="mustermann"):
+        machine = self.workstation()
+        machine.plug()
+        machine.insert(card if card == "mustermann" else machine.make_card("slow", card))
+        machine.switch_on(readers=0)
+        machine.wait_for_status(CARD, 5)
+        return machine
 
     def test_started_by_somebody_else(self):
-        self.machine.start_daemon()
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
-        self.machine.service.send_signal(signal.SIGSTOP)
-        self.machine.stop_daemon()
-        self.machine.start_daemon()
-        self.machine.service.send_signal(signal.SIGCONT)
-        self.assertTrue(self.machine.reaches("none"))
-        self.assertTrue(self.machine.reaches("card", 3))
-        self.assertEqual(self.machine.log(), ["### Service started! ###"])
-
-    def test_absent_at_the_start(self):
-        self.machine.allow_daemon_start()
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
-        self.assertEqual(self.machine.log(), ["### Service started! ###",
-                                              "Trying to start Smartcard service..."])
-
-    def test_cannot_be_started(self):
-        self.machine.start_service()
-        self.assertEqual(self.machine.service.wait(timeout=4), 0)
-        self.assertEqual(self.machine.log(),
-                         ["### Service started! ###", "Trying to start Smartcard service...",
-                          "Smartcard service not running!"])
+        machine = self.start()
+        machine.restart_daemon()
+        machine.wait_for_status(NO_READER, 3)
+        machine.wait_for_status(CARD, 3)
+        self.assertEqual(machine.log(), [STARTED])
 
     def test_killed_in_the_middle_of_a_read(self):
-        self.machine.remove()
-        card = self.machine.make_card("slow", "00B0810000 wait 1500\n")
-        self.machine.insert(card)
-        self.machine.start_daemon()
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
+        machine = self.start("00B0810000 wait 1500")
         answers = []
-        reader = threading.Thread(target=lambda: answers.append(self.machine.answer("read")))
+        reader = threading.Thread(target=lambda: answers.append(machine.ask("read")))
         reader.start()
         time.sleep(0.5)
-        self.machine.allow_daemon_start()
-        (card / "overrides.txt").unlink()
-        self.machine.stop_daemon(signal.SIGKILL)
+        machine.allow_daemon_start()
+        (machine.reader() / "card" / "overrides.txt").unlink()
+        machine.stop_daemon(signal.SIGKILL)
         reader.join(5)
-        self.assertEqual([answer["status"] for answer in answers], ["ERROR"])
-        self.assertTrue(wait_until(self.machine.daemon_pids, 4))
-        self.assertTrue(self.machine.reaches("card"))
-        self.assertEqual(self.machine.answer("read")["status"], "OK")
+        self.assertEqual(answers, [READ_FAILED])
+        machine.wait_for_status(CARD, 5)
+        self.assertEqual(machine.ask("read"), read_answer("mustermann"))
+
+    def test_killed_while_it_owes_an_answer(self):
+        """The system meets a daemon that has gone, whatever the library calls it."""
+        machine = self.start()
+        machine.allow_daemon_start()
+        machine.daemon.send_signal(signal.SIGSTOP)
+        time.sleep(1.5)  # The list of readers is asked for once a second.
+        machine.stop_daemon(signal.SIGKILL)
+        machine.wait_for_status(CARD, 5)
+        self.assertEqual(machine.log(), [STARTED, STARTING])
 
     def test_nothing_leaks_over_many_restarts(self):
         def descriptors():
-            return len(list(pathlib.Path(f"/proc/{self.machine.service.pid}/fd").iterdir()))
+            return len(list(pathlib.Path(f"/proc/{machine.service.pid}/fd").iterdir()))
 
-        self.machine.start_daemon()
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
-        self.machine.allow_daemon_start()
+        machine = self.start()
+        machine.allow_daemon_start()
         time.sleep(0.5)  # The connections of the requests so far are closed by then.
         before = descriptors()
         for _ in range(3):
-            self.machine.stop_daemon(signal.SIGKILL)
-            self.assertTrue(wait_until(self.machine.daemon_pids, 4))
-            self.assertTrue(self.machine.reaches("card"))
-        self.assertTrue(wait_until(lambda: descriptors() == before, 3), (descriptors(), before))
+            machine.stop_daemon(signal.SIGKILL)
+            machine.wait_for_status(NO_READER, 3)
+            machine.wait_for_status(CARD, 5)
+        wait_until(lambda: descriptors() == before, f"{before} descriptors", 3)
+        self.assertEqual((machine.base / "systemctl.log").read_text(),
+                         3 * "--no-ask-password start pcscd.socket\n")
 
 
 if __name__ == "__main__":

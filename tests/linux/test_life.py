@@ -1,24 +1,21 @@
-"""Start and end of the service: systemd's notify protocol, signals, the one instance, the port."""
+"""Start and end of the service: systemd's notify protocol, signals, the one instance."""
 import os
 import signal
-import socket
 import subprocess
 import threading
 import time
-import unittest
 
 from isolation import GROUP_ID, USER_ID, run_isolated
-from machine import PORT, Machine, wait_until
+from machine import MachineTest
+from common import CARD, STARTED, read_answer, wait_until
 
-STARTED = "### Service started! ###"
 REACH = "Started as an ordinary user: the sessions of other users are out of reach"
 
 
-class LifeTest(unittest.TestCase):
+class LifeTest(MachineTest):
     def setUp(self):
-        self.machine = Machine()
-        self.addCleanup(self.machine.close)
-        self.machine.add_reader()
+        self.machine = self.workstation()
+        self.machine.plug()
         self.machine.insert("mustermann")
         self.machine.start_daemon()
 
@@ -26,20 +23,32 @@ class LifeTest(unittest.TestCase):
         for number in [signal.SIGTERM, signal.SIGINT]:
             with self.subTest(number):
                 self.machine.start_service()
-                self.assertTrue(self.machine.reaches("card", 4))
+                self.machine.wait_for_status(CARD, 5)
                 # Connections in every state: answered and waiting for one that says nothing.
                 self.machine.ask("status")
-                with socket.create_connection(("127.0.0.1", PORT)):
+                with self.machine.connect():
                     status, seconds = self.machine.stop_service(number)
                 self.assertEqual(status, 0)
                 self.assertLess(seconds, 0.5)
         self.assertEqual(self.machine.log(), 2 * [STARTED])
 
+    def test_a_stop_that_comes_before_the_service_is_ready(self):
+        """It is kept, and obeyed when it can be."""
+        signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])  # As is the service's then.
+        try:
+            self.machine.start_service(ready=False)
+        finally:
+            signal.pthread_sigmask(signal.SIG_UNBLOCK, [signal.SIGTERM])
+        self.machine.service.send_signal(signal.SIGTERM)
+        self.machine.expect_end(0)
+        self.assertEqual([self.machine.notify.recv(100) for _ in range(2)],
+                         [b"READY=1", b"STOPPING=1"])
+
     def test_stop_during_a_read(self):
         self.machine.remove()
-        self.machine.insert(self.machine.make_card("slow", "00B0810000 wait 1500\n"))
+        self.machine.insert(self.machine.make_card("slow", "00B0810000 wait 1500"))
         self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 4))
+        self.machine.wait_for_status(CARD, 5)
         answers = []
         reader = threading.Thread(target=lambda: answers.append(self.machine.try_ask("read")))
         reader.start()
@@ -49,31 +58,23 @@ class LifeTest(unittest.TestCase):
         self.assertEqual((status, answers), (0, [b""]))
         self.assertLess(seconds, 0.5)
         self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card", 5))
-        self.assertEqual(self.machine.answer("read")["status"], "OK")
+        self.machine.wait_for_status(CARD, 5)
+        self.assertEqual(self.machine.ask("read"), read_answer("mustermann"))
 
     def test_a_second_instance_leaves_the_first_alone(self):
         self.machine.start_service()
-        second = subprocess.run([self.machine.program / "KV500Service"], timeout=5,
-                                env={"NOTIFY_SOCKET": str(self.machine.folder / "notify")})
+        second = subprocess.run([self.machine.folder / "KV500Service"], timeout=5,
+                                env={"NOTIFY_SOCKET": str(self.machine.base / "notify")})
         self.assertEqual(second.returncode, 1)
         self.assertEqual(self.machine.log(), 2 * [STARTED])
-        self.assertTrue(self.machine.try_ask("status"))
+        self.assertTrue(self.machine.ask("status"))
         # A killed instance leaves nothing behind that stops the next one.
         self.machine.service.kill()
         self.machine.service.wait()
         self.machine.start_service()
 
-    def test_a_taken_port(self):
-        with socket.create_server(("127.0.0.1", PORT)):
-            self.machine.start_service(ready=False)
-            self.assertNotEqual(self.machine.service.wait(timeout=15), 0)
-        self.assertIn("Could not open port", self.machine.log()[-1])
-        self.assertEqual(self.machine.notify.recv(100), b"READY=1")
-        self.machine.start_service()
-
     def test_started_by_hand(self):
-        result = subprocess.run([self.machine.program / "KV500Service"], capture_output=True,
+        result = subprocess.run([self.machine.folder / "KV500Service"], capture_output=True,
                                 timeout=5, text=True)
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertEqual(result.stderr.splitlines()[0],
@@ -81,11 +82,10 @@ class LifeTest(unittest.TestCase):
         self.assertEqual(self.machine.log(), [STARTED])
 
     def test_an_ordinary_user_is_told_what_he_does_without(self):
-        os.chown(self.machine.program, USER_ID, GROUP_ID)
-        os.chmod(self.machine.folder / "notify", 0o777)
+        os.chown(self.machine.folder, USER_ID, GROUP_ID)
+        os.chmod(self.machine.base / "notify", 0o777)
         self.machine.start_service(user=USER_ID, group=GROUP_ID, extra_groups=[])
-        self.assertTrue(wait_until(lambda: REACH in self.machine.log()))
-        self.assertEqual(self.machine.log()[:2], [STARTED, REACH])
+        wait_until(lambda: self.machine.log()[:2] == [STARTED, REACH], "the line of the log")
 
 
 if __name__ == "__main__":

@@ -9,7 +9,8 @@ import time
 import unittest
 
 from isolation import mount, run_isolated
-from machine import BUILD, LIMITED, Machine, wait_until
+from machine import BUILD, LIMITED, Machine
+from common import CARD, wait_until
 
 PACKAGES = pathlib.Path("/srv/packages")
 ROOT = pathlib.Path("/srv/root")
@@ -119,11 +120,11 @@ class PackageTest(unittest.TestCase):
         the log meanwhile."""
         program = re.search("(?m)^ExecStart=(.*)$", (ROOT / UNIT).read_text()).group(1)
         machine = Machine()
-        machine.show_usb()
+        machine.show_usb_device()
         self.addCleanup(machine.close)
         daemon = subprocess.Popen(["chroot", ROOT, "pcscd", "--foreground"],
                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.assertTrue(wait_until(lambda: pathlib.Path("/run/pcscd/pcscd.comm").exists()))
+        wait_until(pathlib.Path("/run/pcscd/pcscd.comm").exists, "pcscd")
         # The notify socket lies in a folder that the other root does not have.
         machine.notify.close()
         shutil.rmtree("/tmp/notify", ignore_errors=True)
@@ -135,8 +136,8 @@ class PackageTest(unittest.TestCase):
                  "UMOCKDEV_DIR": machine.usb.get_root_dir(),
                  "LD_PRELOAD": "libumockdev-preload.so.0"})
         self.assertEqual(machine.notify.recv(100), b"READY=1")
-        self.assertTrue(machine.reaches("card", 5))
-        answer = machine.ask("read")
+        machine.wait_for_status(CARD, 5)
+        answer = machine.request("/?action=read")
         self.assertIn(b"Mustermann", answer)
         self.assertIn(b"Access-Control-Allow-Origin: http://mine\r\n", answer)
 
@@ -145,7 +146,7 @@ class PackageTest(unittest.TestCase):
         self.assertEqual((SERVICE / "log.txt").read_bytes(), b"")
         self.assertIn(b"Service started", (SERVICE / "log.txt.1").read_bytes())
         machine.try_ask("x\r\nbad line")
-        self.assertTrue(wait_until(lambda: (SERVICE / "log.txt").stat().st_size > 0, 2))
+        wait_until(lambda: (SERVICE / "log.txt").stat().st_size > 0, "a line in the log", 2)
         self.assertEqual((SERVICE / "log.txt").read_bytes()[:1], b"[")
         self.assertEqual(machine.stop_service()[0], 0)
         daemon.terminate()

@@ -1,40 +1,23 @@
-"""Readers and cards, as the service sees them through the real pcscd."""
-import shutil
+"""Readers and cards through the real pcscd, beyond the scenarios: serial numbers, cards that
+misbehave, other programs."""
+import json
 import signal
 import subprocess
 import time
-import unittest
 
 import pcsc
 from isolation import run_isolated
-from machine import ABSENCE, BUILD, CARDS, READER, Machine, wait_until
+from machine import ABSENCE, READER, MachineTest
+from common import CARD, NO_CARD, NO_READER, READ_FAILED, read_answer, wait_until
+
+GOOD = read_answer("mustermann")
 
 
-def simulator_answers(folder, card):
-    """What the simulator gives for the same card and requests."""
-    folder.mkdir()
-    shutil.copy(BUILD / "kv500-simulator", folder)
-    process = subprocess.Popen([folder / "kv500-simulator", "--card", CARDS / card],
-                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-    assert wait_until(lambda: b"OK_Card" in Machine.try_ask("status"))
-    answers = {action: Machine.ask(action) for action in ["status", "read", "close"]}
-    process.terminate()
-    process.wait()
-    return answers
-
-
-class ReaderTest(unittest.TestCase):
-    def setUp(self):
-        self.machine = Machine()
-        self.addCleanup(self.machine.close)
-
+class ReaderTest(MachineTest):
     def start(self, card="mustermann"):
-        self.machine.add_reader()
-        self.machine.start_daemon()
-        if card:
-            self.machine.insert(card)
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("card" if card else "reader", 4))
+        self.machine = self.workstation()
+        self.machine.switch_on(card=card)
+        self.machine.wait_for_status(CARD if card else NO_CARD, 5)
 
     @staticmethod
     def hold_exclusively():
@@ -43,110 +26,57 @@ class ReaderTest(unittest.TestCase):
         except pcsc.Error:
             return None
 
-    def test_answers_have_the_bytes_of_the_simulators(self):
-        expected = {card: simulator_answers(self.machine.folder / f"simulator-{card}", card)
-                    for card in ["mustermann", "sonderzeichen", "bankkarte", "beschaedigt"]}
-        self.start(card=None)
-        for card, answers in expected.items():
-            with self.subTest(card):
-                self.machine.insert(card)
-                self.assertTrue(self.machine.reaches("card"))
-                for action, answer in answers.items():
-                    self.assertEqual(self.machine.ask(action), answer)
-                self.machine.remove()
-                self.assertTrue(self.machine.reaches("reader"))
-
-    def test_card_and_reader_come_and_go(self):
-        self.start(card=None)
-        for card in ["mustermann", "familienversichertes-kind"]:
-            self.machine.insert(card)
-            self.assertTrue(self.machine.reaches("card"), card)
-            name = card.partition("-")[0].encode()
-            self.assertEqual(b"Mustermann" in self.machine.ask("read"), name == b"mustermann")
-            self.machine.remove()
-            self.assertTrue(self.machine.reaches("reader"), card)
-        self.machine.insert("mustermann")
-        self.assertTrue(self.machine.reaches("card"))
-        # Another card in its place is not taken for the one before.
-        self.machine.remove()
-        self.machine.insert("familienversichertes-kind")
-        self.assertTrue(wait_until(lambda: b"Mustermann" not in self.machine.ask("read"), 3))
-        for _ in range(2):
-            self.machine.unplug()
-            self.assertTrue(self.machine.reaches("none"))
-            self.machine.plug()
-            self.assertTrue(self.machine.reaches("card"))
-
-    def test_close_leaves_the_card_ready(self):
-        self.start()
-        self.assertEqual(self.machine.answer("close")["status"], "OK")
-        self.assertEqual(self.machine.presence(), "card")
-
-    def test_two_readers_are_one_too_many(self):
-        self.machine.add_reader(1)
-        self.machine.add_reader(2, serial="SIM0002")
-        self.machine.insert("mustermann")
-        self.machine.start_daemon()
-        self.machine.start_service()
-        time.sleep(2)
-        self.assertEqual(self.machine.presence(), "none")
-        self.machine.stop_daemon()
-        self.machine.forget_reader(2)
-        self.machine.start_daemon()
-        self.assertTrue(self.machine.reaches("card"))
-
-    def test_usb_decides_whether_the_reader_is_usable(self):
-        self.machine.add_reader(usb=False)
-        self.machine.start_daemon()
-        self.machine.insert("mustermann")
-        self.machine.start_service()
-        time.sleep(2)
-        self.assertEqual(self.machine.presence(), "none")
-        # Of what is told of a device without a usable serial number its place on the bus is left.
-        serials = {"SIM0001": "SIM0001", None: "1-1", 'a"b': "1-1", "x#y": "1-1"}
-        for serial, reported in serials.items():
+    def test_serial_numbers(self):
+        # Of what is told of a device without a usable one its place on the bus is left.
+        rows = {"A-1": "A-1", "": "1-1", 'a"b': "1-1", "x#y": "1-1", "a\\b": "1-1", "\u00e4": "1-1"}
+        machine = self.workstation()
+        machine.hide_usb()
+        machine.switch_on()
+        for serial, reported in rows.items():
             with self.subTest(serial):
-                self.machine.show_usb(serial=serial, product="5004" if serial is None else "5003")
-                self.assertTrue(self.machine.reaches("card"))
-                self.assertEqual(self.machine.answer("status")["message"]["SerialNumber"], reported)
-                self.machine.unplug()
-                self.assertTrue(self.machine.reaches("none"))
-                (self.machine.folder / "unplugged1").rename(self.machine.reader())
+                machine.show_usb_device(serial=serial, product="5003" if serial else "5004")
+                wait_until(lambda: b"NO_Card_found" in machine.try_ask("status"), "the reader", 3)
+                answer = json.loads(machine.ask("status").decode("iso-8859-15"))
+                self.assertEqual(answer["message"]["SerialNumber"], reported)
+                machine.reader().rename(machine.base / "unplugged")
+                machine.hide_usb_device()
+                machine.wait_for_status(NO_READER, 3)
+                (machine.base / "unplugged").rename(machine.reader())
 
     def test_another_program_holds_the_card(self):
         self.start(card=None)
         # The service would be quicker with a connection of its own, which shuts others out.
         self.machine.service.send_signal(signal.SIGSTOP)
         self.machine.insert("mustermann")
-        other = wait_until(self.hold_exclusively, 3)
+        other = wait_until(self.hold_exclusively, "a connection of our own", 3)
         self.machine.service.send_signal(signal.SIGCONT)
-        self.assertTrue(self.machine.reaches("none"))
+        self.machine.wait_for_status(NO_READER, 3)
         self.assertIn(f'Could not connect to card "{READER}": Error 0x8010000b', self.machine.log())
         other.close()
-        self.assertTrue(self.machine.reaches("card"))
-        self.assertEqual(self.machine.answer("read")["status"], "OK")
+        self.machine.wait_for_status(CARD, 3)
+        self.assertEqual(self.machine.ask("read"), GOOD)
 
     def test_another_program_resets_the_card(self):
         self.start()
         pcsc.Card(READER).close(pcsc.RESET_CARD)
-        self.assertTrue(wait_until(lambda: self.machine.answer("read")["status"] == "OK", 2))
+        wait_until(lambda: self.machine.ask("read") == GOOD, "a read that works", 2)
 
     def test_faults_of_the_card(self):
         # The second command of a read; what the watcher reads on its own does not count here.
-        cases = {"fail": ("ERROR", "card"), "wait 700": ("OK", "card"), "remove": ("ERROR", "reader")}
+        rows = {"fail": (READ_FAILED, CARD), "wait 700": (GOOD, CARD),
+                "remove": (READ_FAILED, NO_CARD)}
         self.start(card=None)
-        for what, (status, presence) in cases.items():
+        for what, (answer, state) in rows.items():
             with self.subTest(what):
-                self.machine.insert(
-                    self.machine.make_card(what.replace(" ", ""), f"00B0810000 {what}\n"))
-                self.assertTrue(self.machine.reaches("card"))
+                self.machine.insert(self.machine.make_card(what, f"00B0810000 {what}"))
+                self.machine.wait_for_status(CARD, 3)
                 begin = time.monotonic()
-                self.assertEqual(self.machine.answer("read")["status"], status)
+                self.assertEqual(self.machine.ask("read"), answer)
                 if "wait" in what:
                     self.assertGreater(time.monotonic() - begin, 0.7)
-                self.assertTrue(self.machine.reaches(presence))
+                self.machine.wait_for_status(state, 3)
                 self.machine.remove()
-                self.assertTrue(self.machine.reaches("reader"))
+                self.machine.wait_for_status(NO_CARD, 3)
                 time.sleep(ABSENCE)
 
     def test_other_programs_see_reader_and_card(self):
@@ -164,10 +94,10 @@ class ReaderTest(unittest.TestCase):
 
     def test_a_card_that_cannot_be_read_is_no_card(self):
         self.start(card=None)
-        self.machine.insert(self.machine.make_card("bad", "not hexadecimal\n"))
+        self.machine.insert(self.machine.make_card("bad", "not hexadecimal"))
         time.sleep(1)
-        self.assertEqual(self.machine.presence(), "reader")
-        log = (self.machine.folder / "pcscd.log").read_text()
+        self.assertEqual(self.machine.ask("status"), NO_CARD)
+        log = (self.machine.base / "pcscd.log").read_text()
         self.assertEqual(log.count("overrides.txt: line 1"), 1)
 
 

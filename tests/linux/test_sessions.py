@@ -6,12 +6,13 @@ import re
 import signal
 import socket
 import time
-import unittest
 
 from isolation import EXTRA_GROUP_ID, GROUP_ID, USER, USER_ID, run_isolated
-from machine import ABSENCE, Machine, wait_until
+from machine import ABSENCE, MachineTest
+from common import CARD, NO_CARD, STARTED, wait_until
 
-# Stands for any program of the session: writes down how it was started, then waits to be answered.
+# Stands for any program of the session: writes down how it was started, then waits to be answered, or
+# for the end of the test.
 STAND_IN = """#!/usr/bin/python3
 import json, os, time
 facts = dict(arguments=open("/proc/self/cmdline").read().split("\\0")[2:-1], user=os.getresuid(),
@@ -22,16 +23,19 @@ facts = dict(arguments=open("/proc/self/cmdline").read().split("\\0")[2:-1], use
 with open("{file}.new", "w") as file:
     json.dump(facts, file)
 os.rename("{file}.new", "{file}")
-while {waits} and not os.path.exists("{file}.answer"):
+while {waits} and os.path.exists("{file}") and not os.path.exists("{file}.answer"):
     time.sleep(0.02)
 """
 
 
-class SessionTest(unittest.TestCase):
+NOBODY = 65534
+BAD_PORT = "Invalid value for 'Port' in config.txt!"
+
+
+class SessionTest(MachineTest):
     def setUp(self):
-        self.machine = Machine()
-        self.addCleanup(self.machine.close)
-        self.out = self.machine.folder / "out"
+        self.machine = self.workstation()
+        self.out = self.machine.base / "out"
         self.out.mkdir()
         os.chown(self.out, USER_ID, GROUP_ID)
 
@@ -40,19 +44,27 @@ class SessionTest(unittest.TestCase):
         self.machine.script(self.machine.bin / name, STAND_IN.format(file=file, waits=waits))
         return self.machine.bin / name
 
-    def started(self, name, seconds=4):
-        """How a stand-in was started, or None."""
+    def started(self, name):
+        """How a stand-in was started, which must have happened by now or happen soon."""
         file = self.out / name
-        return json.loads(file.read_text()) if wait_until(file.exists, seconds) else None
+        wait_until(file.exists, name, 4)
+        return json.loads(file.read_text())
 
-    def start(self, **settings):
-        self.machine.add_reader()
+    def start(self, **options):
+        self.machine.plug()
         self.machine.start_daemon()
         self.machine.configure(CallBrowser="yes", AppendCardId="yes",
                                BrowserCommand=self.stand_in("browser"),
-                               URL="http://localhost/?a=$HOME&b=%h&id=", **settings)
-        self.machine.start_service()
-        self.assertTrue(self.machine.reaches("reader", 4))
+                               URL="http://localhost/?a=$HOME&b=%h&id=")
+        self.machine.start_service(**options)
+        self.machine.wait_for_status(NO_CARD, 5)
+
+    def show_box(self, **options):
+        """Starts a service that has a box to show, in a session with a desktop."""
+        self.machine.log_in()
+        self.machine.start_desktop()
+        self.machine.configure(Port="12")
+        self.machine.start_service(ready=False, **options)
 
     def insured_id(self):
         answer = self.machine.ask("read").decode("iso-8859-15")
@@ -85,15 +97,16 @@ class SessionTest(unittest.TestCase):
         found = {name: value for name, value in browser["environment"].items()
                  if name not in ["LC_CTYPE", "PWD", "SHLVL", "_"]}
         self.assertEqual(found, expected)
-        self.assertTrue(wait_until(lambda: not self.zombies(), 2))
+        wait_until(lambda: not self.zombies(), "end of the zombies", 2)
 
     def test_without_a_program_of_the_session(self):
         self.machine.log_in(DISPLAY=":3")
         self.machine.start_desktop(XDG_SESSION_ID="8")  # Of another session of the same user.
+        self.machine.start_desktop(user=NOBODY)  # Of this session, as another user says.
         with socket.socket(socket.AF_UNIX) as bus:
             bus.bind(f"/run/user/{USER_ID}/bus")
             self.addCleanup(os.unlink, f"/run/user/{USER_ID}/bus")
-            self.start()
+            self.start(rights=[])  # Even a service that may look at every process.
             self.machine.insert("bankkarte")
             browser = self.started("browser")
         self.assertEqual(browser["environment"]["DISPLAY"], ":3")
@@ -104,30 +117,39 @@ class SessionTest(unittest.TestCase):
 
     def test_whose_session_it_is(self):
         self.start()
-        cases = {
-            "none": [], "remote": [dict(REMOTE=1)], "greeter": [dict(CLASS="greeter")],
-            "not in front": [dict(STATE="online")], "nobody's": [dict(user=77777)],
-            "second of two": [dict(session="1", STATE="online"), dict(session="c2")],
+        rows = {  # The sessions, and the display of the one that gets the browser.
+            "none": ([], None), "remote": ([dict(REMOTE=1)], None),
+            "greeter": ([dict(CLASS="greeter")], None),
+            "not in front": ([dict(STATE="online")], None),
+            "nobody's": ([dict(user=77777)], None),
+            "second of two": ([dict(STATE="online"), dict(session="c2", DISPLAY=":2")], ":2"),
+            # The first by its number, in whatever order they are listed.
+            "first of four": ([dict(session=name, DISPLAY=f":{name}") for name in
+                               ["c1", "9", "8", "10"]], ":8"),
         }
-        for name, sessions in cases.items():
+        for name, (sessions, display) in rows.items():
             with self.subTest(name):
                 for session in sessions:
                     self.machine.log_in(**session)
                 self.machine.insert("mustermann")
-                self.assertTrue(self.machine.reaches("card"))
-                browser = self.started("browser", 4 if name == "second of two" else 0.6)
-                self.assertEqual(browser is not None, name == "second of two")
+                self.machine.wait_for_status(CARD, 3)
+                if display:
+                    self.assertEqual(self.started("browser")["environment"]["DISPLAY"], display)
+                    (self.out / "browser").unlink()
+                else:
+                    time.sleep(0.6)
+                    self.assertFalse((self.out / "browser").exists())
                 self.machine.remove()
-                self.assertTrue(self.machine.reaches("reader"))
+                self.machine.wait_for_status(NO_CARD, 3)
                 self.machine.log_out()
                 time.sleep(ABSENCE)
-        self.assertEqual(self.machine.log(), ["### Service started! ###"])
+        self.assertEqual(self.machine.log(), [STARTED])
 
     def test_the_users_own_service_manager_starts_it(self):
         # It takes the mark of a variable doubled; there is no other way to give it one.
         self.machine.log_in()
         self.machine.start_desktop()
-        self.stand_in("systemd-run")
+        self.stand_in("systemd-run", waits=True)
         sockets = [f"/run/user/{USER_ID}/{name}" for name in ["bus", "systemd/private"]]
         os.mkdir(f"/run/user/{USER_ID}/systemd")
         self.addCleanup(os.rmdir, f"/run/user/{USER_ID}/systemd")
@@ -152,53 +174,52 @@ class SessionTest(unittest.TestCase):
                          [str(self.machine.bin / "browser"),
                           f"http://localhost/?a=$$HOME&b=%h&id={self.insured_id()}"])
         self.assertEqual(request["user"], 3 * [USER_ID])
+        # A manager that gives no answer does not hold the service.
+        process = pathlib.Path(f"/proc/{request['pid']}")
+        wait_until(lambda: not process.exists(), "end of the request", 12)
 
     def test_an_ordinary_user_has_his_own_session(self):
-        os.chown(self.machine.program, USER_ID, GROUP_ID)
-        os.chmod(self.machine.folder / "notify", 0o777)
-        self.machine.log_in(session="1", user=0)
-        self.machine.log_in(session="2")
-        self.machine.configure(Port="x")
-        self.machine.start_desktop(XDG_SESSION_ID="2")
+        os.chown(self.machine.folder, USER_ID, GROUP_ID)
+        os.chmod(self.machine.base / "notify", 0o777)
+        self.machine.log_in(session="0", user=0)
         self.stand_in("zenity", waits=True)
-        self.machine.start_service(ready=False, user=USER_ID, group=GROUP_ID, extra_groups=[])
+        self.show_box(user=USER_ID, group=GROUP_ID, extra_groups=[])
         self.assertEqual(self.started("zenity")["user"], 3 * [USER_ID])
 
     def test_a_box_stands_until_it_is_answered(self):
-        self.machine.log_in()
-        self.machine.start_desktop()
-        self.machine.configure(Port="12")
         self.stand_in("zenity", waits=True)
-        self.machine.start_service(ready=False)
+        self.show_box()
         self.assertEqual(self.started("zenity")["arguments"],
                          ["--error", "--no-markup", "--title=KALVERO  -  KV500",
-                          "--text=Invalid value for 'Port' in config.txt!"])
+                          f"--text={BAD_PORT}"])
         self.assertEqual(self.machine.try_ask("status"), b"")
         (self.out / "zenity.answer").touch()
-        self.assertTrue(wait_until(lambda: self.machine.try_ask("status"), 2))
-        self.assertEqual(self.machine.log()[1:], ["Invalid value for 'Port' in config.txt!"])
+        wait_until(lambda: self.machine.try_ask("status"), "the port", 2)
+        self.assertEqual(self.machine.log(), [STARTED, BAD_PORT])
 
     def test_the_text_of_a_box(self):
         self.machine.log_in()
         self.machine.start_desktop()
-        (self.machine.program / "config.txt").write_bytes("a\\nb ü\t".encode() + b"\xfc\n")
-        # No zenity here, and a kdialog that can't show anything.
+        (self.machine.folder / "config.txt").write_bytes("a\\nb<i>ü\t".encode() + b"\xfc\n")
+        # A zenity that crashes, and a kdialog that can't show anything.
+        zenity = self.stand_in("zenity")
+        zenity.write_text(zenity.read_text() + "os.kill(os.getpid(), 9)\n")
         self.machine.script(self.machine.bin / "kdialog", "#!/bin/sh\nexit 1\n")
         self.stand_in("xmessage")
         self.machine.start_service(ready=False)
-        self.assertEqual(self.started("xmessage")["arguments"][-1],
-                         "Error reading config file:\n'=' missing in line 1:\n"
-                         "1: a\\nb ü\ufffd\ufffd")
+        text = "Error reading config file:\n'=' missing in line 1:\n1: a\\nb<i>ü\ufffd\ufffd"
+        self.assertEqual(self.started("xmessage")["arguments"][-1], text)
+        # zenity would take markup and backslashes for more than they are.
+        zenity = self.started("zenity")["arguments"]
+        self.assertIn("--no-markup", zenity)
+        self.assertEqual(zenity[-1], "--text=" + text.replace("\\", "\\\\"))
 
     def test_a_session_that_ends_while_its_box_is_open(self):
-        self.machine.log_in()
-        self.machine.start_desktop()
-        self.machine.configure(Port="12")
         self.stand_in("zenity", waits=True)
-        self.machine.start_service(ready=False)
+        self.show_box()
         pid = self.started("zenity")["pid"]
         self.machine.log_out()
-        self.assertTrue(wait_until(lambda: self.machine.try_ask("status"), 2))
+        wait_until(lambda: self.machine.try_ask("status"), "the port", 2)
         self.assertFalse(pathlib.Path(f"/proc/{pid}").exists())
 
     def test_nothing_that_could_show_a_box(self):
@@ -206,7 +227,7 @@ class SessionTest(unittest.TestCase):
         self.machine.start_desktop(PATH=str(self.machine.bin))
         self.machine.configure(Port="12")
         self.machine.start_service()
-        self.assertEqual(self.machine.log()[1:], ["Invalid value for 'Port' in config.txt!"])
+        self.assertEqual(self.machine.log(), [STARTED, BAD_PORT])
         # The stop still works, with no signal left blocked or lost by what was tried.
         self.assertEqual(self.machine.stop_service(signal.SIGTERM)[0], 0)
 

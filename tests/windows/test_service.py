@@ -1,38 +1,24 @@
 """The service with a service manager: start, answers, stop, and what goes wrong around it."""
 import os
-import socket
-import subprocess
 import unittest
 
-from wine import WINE, Service, Windows, wait_until
+from wine import Service, ServiceTest, Windows, wait_until
+from common import STARTED
 
-START = "### Service started! ###"
 windows = Windows()
 
 
-class ServiceTest(unittest.TestCase):
-    folder = "Program Files/KV500"
-
+class InItsFolder(ServiceTest):
     def setUp(self):
-        # A folder of its own for each test.
-        self.service = Service(windows, f"{self.folder} {self._testMethodName}")
+        # A folder of its own for each test: umlauts, a blank, and letters that no code page has
+        # together.
+        self.service = Service(windows, f"Prögramme Łódź 読/KV500 {self._testMethodName}")
         self.service.create()
-        self.addCleanup(self.service.delete)
-        self.addCleanup(self.end)
-
-    def end(self):
-        if windows.service_state("KV500Service") == "RUNNING":
-            self.service.stop()
-        wait_until(self.service.is_gone, "end of the process")
+        self.addCleanup(self.service.close)
 
     def start(self):
         self.service.start()
         self.service.wait_for(b'"status": "RUNNING"')
-
-
-class InItsFolder(ServiceTest):
-    # Umlauts, a blank, and letters that no code page has together.
-    folder = "Prögramme Łódź 読/KV500"
 
     def test_start_and_stop(self):
         self.service.configure("AllowOrigin=https://übung.example")
@@ -47,35 +33,19 @@ class InItsFolder(ServiceTest):
         wait_until(self.service.is_gone, "end of the process")
         _, state = windows.run("sc", "query", "KV500Service")
         self.assertRegex(state, r"STATE\s*: 1  STOPPED\s+WIN32_EXIT_CODE\s*: 0 ")
-        self.assertEqual(self.service.log(), [START])
+        self.assertEqual(self.service.log(), [STARTED])
         # The port is free at once, and the log goes on.
         self.start()
-        self.assertEqual(self.service.log(), [START] * 2)
+        self.assertEqual(self.service.log(), [STARTED] * 2)
 
     def test_second_instance_and_start_by_hand(self):
         # By hand, with nobody logged on who could read the box.
         self.assertEqual(windows.run(self.service.program)[0], 1)
-        self.assertEqual(self.service.log(), [START])
+        self.assertEqual(self.service.log(), [STARTED])
         self.start()
         self.assertEqual(windows.run(self.service.program)[0], 1)
-        self.assertEqual(self.service.log(), [START] * 3)
+        self.assertEqual(self.service.log(), [STARTED] * 3)
         self.assertIn(b"RUNNING", self.service.ask("status"), "the first one lives on")
-
-    def test_bad_configuration(self):
-        (self.service.folder / "config.txt").write_bytes(
-            f"Port={self.service.port}\r\nCallBrowser=ja\r\n".encode())
-        self.start()
-        self.assertEqual(self.service.log(), [START, "Invalid value for 'CallBrowser' in config.txt!"])
-
-
-class Troubles(ServiceTest):
-    def test_port_taken(self):
-        with socket.socket() as other:
-            other.bind(("127.0.0.1", self.service.port))
-            other.listen()
-            self.service.start()
-            wait_until(self.service.is_gone, "end of the process")
-        self.assertEqual(self.service.log(), [START, "Could not open port"])
 
     def test_folder_that_cannot_be_written(self):
         # As a file system that can't be written, for root too.

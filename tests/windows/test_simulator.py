@@ -4,7 +4,8 @@ import shutil
 import subprocess
 import unittest
 
-from wine import BUILD, CARDS, PATIENCE, WINE, Service, Windows, read_answer
+from wine import BUILD, WINE, Service, Windows
+from common import CARD, CARDS, PATIENCE, STARTED, read_answer
 
 
 class Simulator(unittest.TestCase):
@@ -28,15 +29,15 @@ class Simulator(unittest.TestCase):
         self.assertEqual(line(), f"listening 127.0.0.1:{service.port}")
         card = shutil.copytree(CARDS / "mustermann", service.folder / "Kärtchen")
         self.assertEqual(do("insert " + windows.path(card)), "ok")
-        service.wait_for(b'"OK_Card_Presence"')
-        self.assertEqual(service.ask("read"), read_answer("mustermann").replace(b"sim", b"SIM"))
+        service.wait_for_status(CARD)
+        self.assertEqual(service.ask("read"), read_answer("mustermann"))
         self.assertTrue(do("nonsense").startswith("error: "))
         self.assertEqual(do("remove"), "ok")
         self.assertEqual(do("quit"), "ok")
         self.assertEqual(process.wait(PATIENCE), 0)
         process.stdin.close()
         process.stdout.close()
-        self.assertEqual(service.log(), ["### Service started! ###"])
+        self.assertEqual(service.log(), [STARTED])
         self.assertIn("Spur Ü.txt", os.listdir(service.folder))
         self.assertEqual(windows.run(program, "--nonsense")[0], 2)
 

@@ -1,52 +1,22 @@
 """A Windows of its own for a test: a Wine prefix that is thrown away, with services, registry and a
-system folder, and the real programs in it.
-
-The folder of the built programs is named by the environment variable KV500_WINDOWS_BUILD.
-"""
+system folder, and the real programs in it."""
 import atexit
 import os
 import pathlib
-import random
 import shutil
-import socket
 import subprocess
+import sys
 import tempfile
-import time
 
-BUILD = pathlib.Path(os.environ["KV500_WINDOWS_BUILD"])
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-CARDS = ROOT / "examples" / "cards"
-EXPECTED = ROOT / "tests" / "e2e" / "expected"
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+import common  # noqa: E402
+from common import CARDS, PATIENCE, ROOT, Port, ServiceTest, wait_until  # noqa: E402, F401
+
+BUILD = common.build_folder()
 WINE = next((path for path in map(pathlib.Path, ("/usr/lib/wine/wine64", "/usr/bin/wine64"))
              if path.exists()), pathlib.Path("wine64"))
-PATIENCE = 30  # Seconds for things that must happen; only a fault uses them up.
-
-
-def wait_until(condition, what, limit=PATIENCE):
-    deadline = time.monotonic() + limit
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not within {limit} s: {what}")
-        time.sleep(0.05)
-
-
-def free_port():
-    # Below the range from which the system takes the ports of outgoing connections.
-    while True:
-        number = random.randrange(20000, 32000)
-        with socket.socket() as probe:
-            try:
-                probe.bind(("127.0.0.1", number))
-                return number
-            except OSError:
-                continue
-
-
-def read_answer(card):
-    """The body of `read` for an example card: the same bytes as on Linux, but for the serial number
-    of the reader, which Windows gives in lower case."""
-    text = (EXPECTED / f"{card}.txt").read_text("utf-8").replace("SIM0001", "sim0001")
-    return text.encode("iso-8859-15")
+SERVICE = "KV500Service"
+SMARTCARDS = "SCardSvr"
 
 
 class Windows:
@@ -63,7 +33,7 @@ class Windows:
         atexit.register(self.remove)
         self.run("wineboot", "-i", limit=120)
         self.wineserver("-w")  # Until its services have ended, which would know of no new ones.
-        shutil.copy2(BUILD / "tests/windows/winscard.dll", self.drive / "windows/system32")
+        shutil.copy2(BUILD / "winscard.dll", self.drive / "windows/system32")
         # Wine ends all services with its last ordinary program: this is the one that lasts.
         self.session = subprocess.Popen([WINE, "cmd", "/c", "echo ready& set /p end="],
                                         env=self.environment, cwd=self.drive,
@@ -96,9 +66,18 @@ class Windows:
         return "C:\\" + str(path.relative_to(self.drive)).replace("/", "\\")
 
     def world(self, *commands):
-        """What a person does to readers and cards; a path becomes that of a card in Windows."""
+        """What a person does to readers and cards, in the simulator's words."""
         with open(self.drive / "kv500-world.txt", "a", encoding="utf-8") as file:
             file.writelines(command + "\n" for command in commands)
+
+    def smartcards_on(self):
+        """A smart-card service that runs, with no reader."""
+        shutil.copy2(BUILD / "smartcard_service.exe", self.drive)
+        if self.service_state(SMARTCARDS) is None:
+            self.do("sc", "create", SMARTCARDS, "binPath=", r"C:\smartcard_service.exe",
+                    "start=", "demand")
+        self.run("net", "start", SMARTCARDS)
+        (self.drive / "kv500-world.txt").write_text("")
 
     def import_registry(self, text):
         file = self.folder / "import.reg"
@@ -160,8 +139,10 @@ class Windows:
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
-class Service:
+class Service(common.Service):
     """KV500Service.exe in a program folder of that Windows."""
+
+    recovery = 10  # Wine takes its time with services and registry.
 
     def __init__(self, windows, folder="KV500"):
         self.windows = windows
@@ -169,7 +150,10 @@ class Service:
         self.folder.mkdir(parents=True)
         self.program = self.folder / "KV500Service.exe"
         shutil.copy2(BUILD / "KV500Service.exe", self.program)
-        self.port = free_port()
+        self.mark = Port()
+        self.port = self.mark.number
+        self.readers = 0
+        self.usb_is_shown = True
         self.configure()
 
     def configure(self, *lines):
@@ -178,37 +162,91 @@ class Service:
 
     def create(self):
         image = f'"{self.windows.path(self.program)}"'
-        self.windows.do("sc", "create", "KV500Service", "binPath=", image, "start=", "demand")
+        self.windows.do("sc", "create", SERVICE, "binPath=", image, "start=", "demand")
 
     def start(self):
         # Wine's service manager takes a moment to forget a service of the name that was deleted.
-        wait_until(lambda: self.windows.run("sc", "start", "KV500Service")[0] == 0, "start")
+        wait_until(lambda: self.windows.run("sc", "start", SERVICE)[0] == 0, "start")
 
     def stop(self):
-        return self.windows.run("net", "stop", "KV500Service")
+        return self.windows.run("net", "stop", SERVICE)
 
     def delete(self):
-        self.windows.run("sc", "delete", "KV500Service")
+        self.windows.run("sc", "delete", SERVICE)
 
     def is_gone(self):
         return not self.windows.processes("KV500Service.exe")
 
+    def close(self):
+        """Ends the service, takes it out of this Windows and pulls the readers out."""
+        if self.windows.service_state(SERVICE) == "RUNNING":
+            self.stop()
+        wait_until(self.is_gone, "end of the process")
+        self.delete()
+        self.hide_usb()
+        self.mark.release()
+
     def ask(self, action):
-        """The body of the answer to an action, None while nobody answers."""
-        try:
-            with socket.create_connection(("127.0.0.1", self.port), PATIENCE) as client:
-                client.sendall(f"GET /?action={action} HTTP/1.1\r\n\r\n".encode())
-                data = b""
-                while piece := client.recv(65536):
-                    data += piece
-        except OSError:
-            return None
-        return data.partition(b"\r\n\r\n")[2]
+        """Windows tells the serial number out of a device's path in lower case."""
+        return super().ask(action).replace(b'"sim', b'"SIM')
 
     def wait_for(self, text, action="status"):
-        wait_until(lambda: text in (self.ask(action) or b""), f"{text} in {action}")
+        wait_until(lambda: text in self.try_ask(action), f"{text} in {action}")
 
-    def log(self):
-        """The texts of the log, without their times."""
-        lines = (self.folder / "log.txt").read_bytes().decode("utf-8").split("\r\n")
-        return [line.partition("] ")[2] or line for line in lines[:-1]]
+    # What the scenarios do.
+
+    def switch_on(self, readers=1, card=None, config="", wait=True):
+        self.windows.smartcards_on()
+        for _ in range(readers):
+            self.plug()
+        if card:
+            self.insert(card)
+        self.configure(*config.split())
+        self.create()
+        self.start()
+        if wait:
+            self.wait_for(b'"status": "RUNNING"')
+
+    def plug(self):
+        """PC/SC before USB, and back in that order: a moment with one of each of two would make
+        the one usable."""
+        self.readers += 1
+        self.windows.world("plug")
+        if self.usb_is_shown:
+            self.windows.plug_usb(serial=f"SIM{self.readers:04}")
+
+    def unplug(self):
+        self.windows.world("unplug")
+        if self.usb_is_shown:
+            self.windows.unplug_usb(serial=f"SIM{self.readers:04}")
+        self.readers -= 1
+
+    def insert(self, card):
+        self.windows.world(f"insert Z:{CARDS / card}".replace("/", "\\"))
+
+    def remove(self):
+        self.windows.world("remove")
+
+    def hide_usb(self):
+        self.usb_is_shown = False
+        for number in range(1, self.readers + 1):
+            self.windows.unplug_usb(serial=f"SIM{number:04}")
+
+    def show_usb(self):
+        self.usb_is_shown = True
+        for number in range(1, self.readers + 1):
+            self.windows.plug_usb(serial=f"SIM{number:04}")
+
+    def stop_smartcards(self):
+        self.windows.run("net", "stop", SMARTCARDS)
+
+    def break_smartcards(self):
+        self.stop_smartcards()
+        (self.windows.drive / "smartcard_service.exe").unlink()
+
+    def expect_end(self, _status):
+        wait_until(self.is_gone, "end of the process")  # Wine keeps its exit code to itself.
+
+    @staticmethod
+    def boxes():
+        return None  # Nobody is logged on.

@@ -1,6 +1,6 @@
 // The one slot of a simulated reader: a folder, in which a card folder named "card" is the card.
-#ifndef KV500_DRIVER_SLOT_H
-#define KV500_DRIVER_SLOT_H
+#ifndef KV500_DRIVER_PCSCD_SLOT_H
+#define KV500_DRIVER_PCSCD_SLOT_H
 
 #include <sys/types.h>
 

@@ -3,6 +3,7 @@
 KV500_STOPS sets how often; run it with a thousand before a release.
 """
 import concurrent.futures
+import contextlib
 import itertools
 import os
 import random
@@ -11,21 +12,26 @@ import threading
 import time
 import unittest
 
-from simulator_driver import CARD, CARDS, Folder, Simulator, SimulatorTest, wait_until
+from simulator import Simulator, SimulatorTest
+from common import CARD, CARDS, wait_until
 
 STOPS = int(os.environ.get("KV500_STOPS", "32"))
 AT_A_TIME = 4
 LIMIT = 2  # Seconds.
 
 
+def wait_for_port(simulator):
+    simulator.wait_for_event("listening")
+
+
 def idle(simulator):
-    simulator.wait_for_port()
+    wait_for_port(simulator)
     time.sleep(random.uniform(0, 1.5))
 
 
 def under_load(simulator):
     """Requests before, during and after the reader is found, and up to the end."""
-    simulator.wait_for_port()
+    wait_for_port(simulator)
 
     def ask():
         while True:
@@ -41,7 +47,7 @@ def under_load(simulator):
 
 
 def slow_read(simulator):
-    simulator.wait_for_port()
+    wait_for_port(simulator)
     simulator.wait_for_status(CARD)
     client = simulator.connect()
     client.sendall(b"GET /?action=read HTTP/1.1\r\n\r\n")
@@ -64,27 +70,22 @@ WAYS = {"quit": lambda simulator: simulator.send("quit"),
 class Stop(SimulatorTest):
     def stop_once(self, state, way):
         """What was wrong, or nothing; and how long which stop took."""
-        folder = Folder()
         try:
-            options = [folder.path / o if o == "trace" else o for o in STATES[state]]
-            simulator = Simulator(folder, *options)
-            try:
+            with contextlib.closing(Simulator()) as simulator:
+                simulator.start(*[simulator.folder / option if option == "trace" else option
+                                  for option in STATES[state]], wait=False)
                 state(simulator)
                 WAYS[way](simulator)
                 # How long the machine takes to load a program is no part of the stop.
-                wait_until((folder.path / "log.txt").exists, "sign of life")
+                wait_until((simulator.folder / "log.txt").exists, "sign of life")
                 started = time.monotonic()
                 status = simulator.end(3 * LIMIT)
                 took = time.monotonic() - started
                 assert status == 0, f"exit status {status}: {simulator.errors.decode()}"
                 assert took < LIMIT, f"took {took:.1f} s"
-            finally:
-                simulator.stop()
             return None, (took, way, state.__name__)
         except (AssertionError, OSError) as error:
             return f"{way}, {state.__name__}: {error}", None
-        finally:
-            folder.remove()
 
     def test_stops(self):
         # A signal that comes before the program waits for it is kept until it does.

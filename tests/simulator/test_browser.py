@@ -2,7 +2,8 @@
 import time
 import unittest
 
-from simulator_driver import CARDS, NO_CARD, SimulatorTest, wait_until
+from simulator import SimulatorTest
+from common import CARDS, NO_CARD, STARTED, wait_until
 
 URL = "http://127.0.0.1:9/card?id="
 
@@ -25,14 +26,15 @@ NO_DESCRIPTORS = ["0 /dev/null", "1 /dev/null", "2 /dev/null"]
 
 class Browser(SimulatorTest):
     def start_with_browser(self, *options, url=URL, append="yes", command=None):
-        folder = self.new_folder()
-        script = folder.path / "my browser"
+        simulator = self.workstation()
+        script = simulator.folder / "my browser"
         script.write_text(BROWSER)
         script.chmod(0o755)
         self.browser = command or script
-        return self.start(*options, "--trace", folder.path / "trace", folder=folder, config=(
+        simulator.start(*options, "--trace", simulator.folder / "trace", config=(
             f"CallBrowser=yes\nAppendCardId={append}\nURL={url}\n"
             f"BrowserCommand={self.browser}\n"))
+        return simulator
 
     def runs(self, simulator, count):
         """What each run of the browser has written; there must be `count` of them."""
@@ -53,20 +55,20 @@ class Browser(SimulatorTest):
         time.sleep(1)
         simulator.ask("close")  # Opened again by the next poll, and no new card.
         time.sleep(0.6)
-        simulator.do("remove")
+        simulator.remove()
         time.sleep(0.4)  # One poll or two: the card was only moved.
-        simulator.insert(CARDS / "mustermann")
+        self.insert(simulator, "mustermann")
         time.sleep(0.6)
         self.assertEqual(simulator.count_events("browser"), 1)
 
         for number, (card, card_id) in enumerate([("familienversichertes-kind", "K482100734"),
                                                   ("bankkarte", "")], start=2):
-            simulator.remove()
+            self.remove(simulator)
             time.sleep(1.8)
-            simulator.do(f"insert {CARDS / card}")
+            simulator.insert(card)
             simulator.wait_for_event("browser", number)
             self.assertEqual(simulator.events[-1], f'{line}{card_id}"')
-        self.assertEqual(simulator.log(), [])
+        self.assertEqual(simulator.log(), [STARTED])
 
     def test_settings(self):
         rows = [(dict(url=""), "", []),
@@ -83,14 +85,14 @@ class Browser(SimulatorTest):
     def test_program_that_cannot_be_started(self):
         simulator = self.start_with_browser(command="/nowhere/browser")
         simulator.wait_for_status(NO_CARD)
-        simulator.insert(CARDS / "mustermann")
+        self.insert(simulator, "mustermann")
         trace = simulator.folder / "trace"
         wait_until(lambda: trace.read_text().count("> 00 B0 01 00 00") == 1, "the id is read")
         read_once = trace.read_text()
         time.sleep(1)
         self.assertEqual(simulator.events[1:], [])
         self.assertEqual(trace.read_text(), read_once, "not tried again")
-        self.assertEqual(simulator.log(), [])
+        self.assertEqual(simulator.log(), [STARTED])
 
 
 if __name__ == "__main__":

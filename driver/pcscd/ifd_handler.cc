@@ -15,7 +15,7 @@ extern "C" {
 #include <mutex>
 #include <string>
 
-#include "driver/slot.h"
+#include "driver/pcscd/slot.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "driver/slot.h"
+#include "driver/pcscd/slot.h"
 
 #include <sys/stat.h>
 

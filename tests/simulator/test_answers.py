@@ -1,0 +1,91 @@
+"""Whole answers, byte for byte, and what needs a real connection to be seen of a request."""
+import unittest
+
+from simulator import SimulatorTest  # First: it shows the way to the others.
+from common import CARD, CARDS, NO_READER, STARTED, body, header, read_answer
+
+STATUS_WITHOUT_READER = (
+    b"HTTP/1.1 200 OK\r\n"
+    b"Server: KALVERO Server/1.0\r\n"
+    b"Access-Control-Allow-Origin: *\r\n"
+    b"Access-Control-Allow-Methods: GET, HEAD, OPTIONS\r\n"
+    b"Access-Control-Allow-Headers: X-PINGOTHER, Content-Type\r\n"
+    b"Access-Control-Max-Age: 86400\r\n"
+    b"Content-Type: application/json; charset=iso-8859-15\r\n"
+    b"Content-Length: 99\r\n"
+    b"\r\n"
+    b'{\n"action": "status",\n"status": "RUNNING",\n"message": "USB_device_not_found",\n'
+    b'"serv_version": 97\n}\n')
+
+OPTIONS = (b"HTTP/1.1 200 OK\r\n"
+           b"Server: KALVERO Server/1.0\r\n"
+           b"Allow: GET, HEAD, OPTIONS\r\n"
+           b"Cache-Control: max-age=0, no-cache, no-store\r\n"
+           b"Access-Control-Allow-Origin: %s\r\n"
+           b"Access-Control-Allow-Methods: GET, HEAD, OPTIONS\r\n"
+           b"Access-Control-Allow-Headers: X-PINGOTHER, Content-Type\r\n"
+           b"Access-Control-Max-Age: 86400\r\n"
+           b"Content-Length: 0\r\n"
+           b"\r\n")
+
+WITHOUT_READER = {  # The other rows of the actions are in the scenarios.
+    "status": NO_READER,
+    "close": body("close", "NO_DEVICE", "called close command"),
+    "read": body("read", "undefined", "USB_device_not_found", "null"),
+    "\"q\\": body("\"q\\", "ERROR", "wrong GET parameter"),
+}
+
+
+class Answers(SimulatorTest):
+    def test_without_reader(self):
+        simulator = self.start("--unplugged")
+        self.assertEqual(simulator.request("/?action=status"), STATUS_WITHOUT_READER)
+        for action, expected in WITHOUT_READER.items():
+            with self.subTest(action):
+                target = f"/?action={action}"
+                self.assertEqual(simulator.request(target), header(expected) + expected)
+                self.assertEqual(simulator.request(target, "HEAD"), header(expected))
+
+    def test_the_first_read_is_all(self):
+        good = b"GET /?action=status HTTP/1.1\r\n"
+        unsupported = ["Only HTTP GET, HEAD and OPTIONS supported!", ""]
+        rows = [  # What is sent, with pauses between, and the lines in the log if no answer comes.
+            ([good, b"NoHeader\r\n"], None),
+            ([good + b"a: 1\r\n\0NoHeader\r\n"], None),
+            ([good + b"a: " + b"x" * 4990], None),
+            ([], unsupported),  # Closed without a byte.
+            ([b"\0" + good + b"\r\n"], unsupported),
+            ([good[:16], good[16:]], ["Exception: Invalid line in HTTP request /?action=sta!"]),
+            ([good + b"a: " + b"x" * 4060 + b"\r\ncut" + b"y" * 999],
+             ["Exception: Invalid line in HTTP request c!"]),
+        ]
+        simulator = self.start("--unplugged")
+        log = [STARTED]
+        for pieces, lines in rows:
+            with self.subTest(b"|".join(pieces)[:60]):
+                expected = b"" if lines else STATUS_WITHOUT_READER
+                self.assertEqual(simulator.exchange(*pieces), expected)
+                log += lines or []
+                self.assertEqual(simulator.log(), log)
+
+    def test_the_allowed_origin_goes_out_as_configured(self):
+        for origin in (b"https://praxis.example", b""):
+            with self.subTest(origin):
+                simulator = self.start("--unplugged", config=f"AllowOrigin={origin.decode()}\n")
+                self.assertEqual(simulator.request("/?action=status"),
+                                 header(NO_READER, origin) + NO_READER)
+                self.assertEqual(simulator.request("/?broken%", "OPTIONS"), OPTIONS % origin)
+
+    def test_simulators_side_by_side(self):
+        first = self.start("--card", CARDS / "mustermann")
+        second = self.start("--card", CARDS / "familienversichertes-kind")
+        first.wait_for_status(CARD)
+        second.wait_for_status(CARD)
+        first.unplug()
+        first.wait_for_status(NO_READER)
+        self.assertEqual(second.ask("read"), read_answer("familienversichertes-kind"))
+        self.assertEqual((first.log(), second.log()), ([STARTED], [STARTED]))
+
+
+if __name__ == "__main__":
+    unittest.main()
