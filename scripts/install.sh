@@ -32,7 +32,10 @@ echo "Installing:$missing"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 export DEBIAN_FRONTEND=noninteractive
-if ! { $as_root apt-get update && $as_root apt-get install -y --no-install-recommends $missing; } \
+# Somebody else may be installing something just now.
+wait_for_others="-o DPkg::Lock::Timeout=300"
+if ! { $as_root apt-get $wait_for_others update &&
+  $as_root apt-get $wait_for_others install -y --no-install-recommends $missing; } \
   >"$log" 2>&1; then
   tail -n 20 "$log" >&2
   fail "apt-get could not install:$missing (is the network there?)"

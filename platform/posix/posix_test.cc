@@ -1,8 +1,12 @@
-// What only a POSIX system can show: paths of any bytes, limits of a process.
+// What only a POSIX system can show: paths of any bytes, limits of a process, programs.
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "platform/posix/path_text.h"
+#include "platform/posix/process.h"
 #include "platform/program.h"
 #include "tests/world_test.h"
 
@@ -10,6 +14,7 @@ namespace platform {
 namespace {
 
 using PosixTest = kv500::WorldTest;
+using kv500::eventually;
 
 TEST_F(PosixTest, PathsPassWithoutLoss) {
   const struct {
@@ -53,6 +58,50 @@ TEST_F(PosixTest, APipeDoesNotHoldTheStart) {
   AppendStream stream;
   stream.open((folder / "pipe").u16string());
   stream.write("dropped");
+}
+
+TEST_F(PosixTest, OnlyTheOwnerMayWriteTheLog) {
+  const ::mode_t before = ::umask(0);
+  AppendStream().open((folder / "log").u16string());
+  ::umask(before);
+  struct ::stat status;
+  ASSERT_EQ(::stat((folder / "log").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0644u);
+}
+
+TEST_F(PosixTest, AProgramBeginsAfreshAndIsWaitedForNoLongerThanItsLimit) {
+  // What this process has open and has made of signals is no business of a program that it starts.
+  ASSERT_EQ(::dup2(STDERR_FILENO, 77), 77);
+  const auto pipe = std::signal(SIGPIPE, SIG_IGN);
+  ::sigset_t blocked;
+  ::sigset_t before;
+  ::sigemptyset(&blocked);
+  ::sigaddset(&blocked, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  const struct {
+    std::string script;
+    int result;
+    std::chrono::milliseconds limit{10'000};
+  } rows[] = {
+      {"read pid name state parent group session rest </proc/$$/stat; [ $session = $$ ]", 0},
+      {"[ -e /proc/$$/fd/2 ] && [ ! -e /proc/$$/fd/77 ]", 0},
+      {"grep -q '^SigIgn:.0*$' /proc/self/status && grep -q '^SigBlk:.0*$' /proc/self/status", 0},
+      {"exit 7", 7},
+      {"kill -KILL $$", -1},
+      {"exec sleep 60", -1, std::chrono::milliseconds(100)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.script);
+    posix::ProcessStart start;
+    start.arguments = {"sh", "-c", row.script};
+    const auto process = posix::startProcess(start);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(posix::waitForProcess(*process, row.limit), row.result);
+    EXPECT_TRUE(eventually([&] { return ::kill(*process, 0) != 0; })) << "it is still there";
+  }
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  std::signal(SIGPIPE, pipe);
+  ::close(77);
 }
 
 }  // namespace
