@@ -34,15 +34,15 @@ class LifeTest(MachineTest):
 
     def test_a_stop_that_comes_before_the_service_is_ready(self):
         """It is kept, and obeyed when it can be."""
-        signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])  # As is the service's then.
-        try:
+        # As is the service's then, so that the signal waits for it.
+        signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])
+        self.addCleanup(signal.pthread_sigmask, signal.SIG_UNBLOCK, [signal.SIGTERM])
+        for _ in range(10):
             self.machine.start_service(ready=False)
-        finally:
-            signal.pthread_sigmask(signal.SIG_UNBLOCK, [signal.SIGTERM])
-        self.machine.service.send_signal(signal.SIGTERM)
-        self.machine.expect_end(0)
-        self.assertEqual([self.machine.notify.recv(100) for _ in range(2)],
-                         [b"READY=1", b"STOPPING=1"])
+            self.machine.service.send_signal(signal.SIGTERM)
+            self.machine.expect_end(0)
+            self.assertEqual([self.machine.notify.recv(100) for _ in range(2)],
+                             [b"READY=1", b"STOPPING=1"])
 
     def test_stop_during_a_read(self):
         self.machine.remove()

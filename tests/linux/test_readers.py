@@ -75,6 +75,11 @@ class ReaderTest(MachineTest):
                 if "wait" in what:
                     self.assertGreater(time.monotonic() - begin, 0.7)
                 self.machine.wait_for_status(state, 3)
+                if what == "fail":  # To other programs a command that was not carried out.
+                    other = pcsc.Card(READER)
+                    with self.assertRaisesRegex(pcsc.Error, "0x80100016"):
+                        other.transmit(bytes.fromhex("00B0810000"))
+                    other.close()
                 self.machine.remove()
                 self.machine.wait_for_status(NO_CARD, 3)
                 time.sleep(ABSENCE)
