@@ -12,6 +12,7 @@ from common import ROOT, skip  # noqa: E402
 
 USER, USER_ID, GROUP_ID, EXTRA_GROUP_ID = "kvuser", 4242, 4242, 4243
 OWN_ADDRESS = "192.0.2.7"
+OWN_ROOT = "kv500-root-"  # How the names of the folders begin on which the root is mounted.
 UNSHARE = ["unshare", "--mount", "--net", "--pid", "--ipc", "--fork", "--kill-child",
            "--mount-proc"]
 
@@ -47,11 +48,12 @@ def try_to_unshare(way):
 def run_below_own_mount(script):
     """Runs the script in a root that is no mount point, as that of a plain chroot: mounted on a
     folder of itself it is one. Gives the exit status."""
-    root = tempfile.mkdtemp(prefix="kv500-root-")
+    root = tempfile.mkdtemp(prefix=OWN_ROOT)
     try:
-        mount("--rbind", "/", root)
-        # Else the end of what is mounted here would be that of the original, too.
-        mount("--make-rprivate", root)
+        mount("--bind", "/", root)
+        mount("--make-private", root)
+        for point in other_mounts():
+            subprocess.run(["mount", "--bind", point, root + point], capture_output=True)
         trial = try_to_unshare(["chroot", root])
         if trial.returncode != 0:
             skip(f"no namespaces of its own in this root: {trial.stderr.strip()}")
@@ -61,6 +63,12 @@ def run_below_own_mount(script):
     finally:
         subprocess.run(["umount", "--recursive", "--lazy", root], capture_output=True)
         os.rmdir(root)
+
+
+def other_mounts():
+    """What is mounted below the root, but for what the tests beside this one have mounted."""
+    points = [line.split()[1] for line in pathlib.Path("/proc/self/mounts").read_text().splitlines()]
+    return [point for point in points if point != "/" and OWN_ROOT not in point]
 
 
 def mount(*arguments):
