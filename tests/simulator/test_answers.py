@@ -4,30 +4,7 @@ import unittest
 from simulator import SimulatorTest  # First: it shows the way to the others.
 from common import CARD, CARDS, NO_READER, STARTED, body, header, read_answer
 
-STATUS_WITHOUT_READER = (
-    b"HTTP/1.1 200 OK\r\n"
-    b"Server: KALVERO Server/1.0\r\n"
-    b"Access-Control-Allow-Origin: *\r\n"
-    b"Access-Control-Allow-Methods: GET, HEAD, OPTIONS\r\n"
-    b"Access-Control-Allow-Headers: X-PINGOTHER, Content-Type\r\n"
-    b"Access-Control-Max-Age: 86400\r\n"
-    b"Content-Type: application/json; charset=iso-8859-15\r\n"
-    b"Content-Length: 99\r\n"
-    b"\r\n"
-    b'{\n"action": "status",\n"status": "RUNNING",\n"message": "USB_device_not_found",\n'
-    b'"serv_version": 97\n}\n')
-
-OPTIONS = (b"HTTP/1.1 200 OK\r\n"
-           b"Server: KALVERO Server/1.0\r\n"
-           b"Allow: GET, HEAD, OPTIONS\r\n"
-           b"Cache-Control: max-age=0, no-cache, no-store\r\n"
-           b"Access-Control-Allow-Origin: %s\r\n"
-           b"Access-Control-Allow-Methods: GET, HEAD, OPTIONS\r\n"
-           b"Access-Control-Allow-Headers: X-PINGOTHER, Content-Type\r\n"
-           b"Access-Control-Max-Age: 86400\r\n"
-           b"Content-Length: 0\r\n"
-           b"\r\n")
-
+STATUS_WITHOUT_READER = header(NO_READER) + NO_READER
 WITHOUT_READER = {  # The other rows of the actions are in the scenarios.
     "status": NO_READER,
     "close": body("close", "NO_DEVICE", "called close command"),
@@ -39,7 +16,6 @@ WITHOUT_READER = {  # The other rows of the actions are in the scenarios.
 class Answers(SimulatorTest):
     def test_without_reader(self):
         simulator = self.start("--unplugged")
-        self.assertEqual(simulator.request("/?action=status"), STATUS_WITHOUT_READER)
         for action, expected in WITHOUT_READER.items():
             with self.subTest(action):
                 target = f"/?action={action}"
@@ -74,7 +50,8 @@ class Answers(SimulatorTest):
                 simulator = self.start("--unplugged", config=f"AllowOrigin={origin.decode()}\n")
                 self.assertEqual(simulator.request("/?action=status"),
                                  header(NO_READER, origin) + NO_READER)
-                self.assertEqual(simulator.request("/?broken%", "OPTIONS"), OPTIONS % origin)
+                self.assertRegex(simulator.request("/?broken%", "OPTIONS"),
+                                 rb"\r\nAllow: [^\0]*\r\nAccess-Control-Allow-Origin: %s\r\n" % origin)
 
     def test_simulators_side_by_side(self):
         first = self.start("--card", CARDS / "mustermann")
