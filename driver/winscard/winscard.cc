@@ -1,8 +1,9 @@
 // The smart-card library of Windows, in the shape of the simulated world: put into the system
 // folder of a test machine it gives the real service a reader and cards.
 //
-// The world is told what to do through a text file that only grows, each line a command of the
-// simulator. Each process carries out all of its lines, so that all of them see one world.
+// The world is told what to do through a text file that only grows while a process follows it, each
+// line a command of the simulator. Each process carries out all of its lines, so that all of them see
+// one world.
 #include <fstream>
 #include <mutex>
 #include <string>
