@@ -25,9 +25,9 @@ unsigned socketUsers GUARDED_BY(usersLock) = 0;
 /// The clients turned away so far.
 std::atomic<unsigned> turnedAway = 0;
 
-/// Waits for the first byte of a client. False if it keeps silent for too long.
-bool hasSpoken(platform::SOCKET socket) {
-  const unsigned before = turnedAway;
+/// Waits for the first byte of a client that came when `before` clients had been turned away. False
+/// if it keeps silent for too long.
+bool hasSpoken(platform::SOCKET socket, unsigned before) {
   for (int looks = 1; looks <= silenceLooks; ++looks) {
     const std::int32_t ready = platform::select(socket, silenceLook);
     if (ready != 0) {
@@ -83,6 +83,7 @@ bool TcpSocket::acceptPending(TcpSocket& accepted) {
     return false;
   }
   accepted.socket = platform::accept(socket);
+  accepted.turnedAwayBefore = turnedAway;
   return accepted.hasSocket();
 }
 
@@ -92,7 +93,7 @@ bool TcpSocket::hasInput(std::int32_t microseconds) {
 
 bool TcpSocket::receive(std::string& text) {
   text.clear();
-  if (!hasSocket() || !hasSpoken(socket)) {
+  if (!hasSocket() || !hasSpoken(socket, turnedAwayBefore)) {
     return false;
   }
   std::array<char, largestRequest> buffer;
@@ -123,6 +124,7 @@ bool TcpSocket::send(const std::string& text) {
 
 void TcpSocket::handOver(TcpSocket& target) {
   target.socket = socket;
+  target.turnedAwayBefore = turnedAwayBefore;
   socket = platform::INVALID_SOCKET;
 }
 

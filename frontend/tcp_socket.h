@@ -55,6 +55,8 @@ class TcpSocket {
 
  private:
   platform::SOCKET socket = platform::INVALID_SOCKET;
+  /// How many clients had been turned away when this one was accepted.
+  unsigned turnedAwayBefore = 0;
 };
 
 }  // namespace kv500
