@@ -32,13 +32,15 @@ SOCKET toSocket(int fd) {
 
 /// Lets the waits of the calling thread end up to 50 ms late if `fd` is a listener. The kernel
 /// wakes it half as often then while nobody connects, and these wakes are most of what an idle
-/// service costs. A connection ends the wait at once all the same. True if it is so.
-bool allowLateEnd(int fd) {
-  constexpr unsigned long slack = 50'000'000;  // Nanoseconds.
+/// service costs. A connection ends the wait at once all the same. Other threads get back what is
+/// usual: the threads that a listener starts begin with its value. True if the kernel agrees.
+bool setLateness(int fd) {
+  constexpr unsigned long listenerSlack = 50'000'000;  // Nanoseconds.
+  constexpr unsigned long usualSlack = 50'000;
   int isListener = 0;
   ::socklen_t length = sizeof(isListener);
   ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &isListener, &length);
-  return isListener != 0 && ::prctl(PR_SET_TIMERSLACK, slack) == 0;
+  return ::prctl(PR_SET_TIMERSLACK, isListener != 0 ? listenerSlack : usualSlack) == 0;
 }
 
 /// Repeats a system call that a signal interrupted.
@@ -85,7 +87,7 @@ std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
 }
 
 std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
-  [[maybe_unused]] thread_local const bool isLenient = allowLateEnd(descriptor(socket));
+  [[maybe_unused]] thread_local const bool isSet = setLateness(descriptor(socket));
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::microseconds(microseconds);
   ::pollfd entry{descriptor(socket), POLLIN, 0};
