@@ -2,8 +2,8 @@
 // folder of a test machine it gives the real service a reader and cards.
 //
 // The world is told what to do through a text file that only grows while a process follows it, each
-// line a command of the simulator. Each process carries out all of its lines, so that all of them see
-// one world.
+// line a command of the simulator. Each process carries out all of its lines, so that all of them
+// see one world.
 #include <fstream>
 #include <mutex>
 #include <string>
