@@ -2,16 +2,10 @@
 
 #include "platform/sockets.h"
 #include "support/log.h"
+#include "support/log_texts.h"
 #include "support/notice.h"
 
 namespace kv500 {
-namespace {
-
-constexpr std::uint64_t lowestPort = 1024;
-constexpr std::uint64_t highestPort = 32766;
-
-}  // namespace
-
 KV500::KV500(PcscService* owner) : Device("KV500", owner) {
   readSettings();
   const auto run = [](void* self) { static_cast<KV500*>(self)->cardCheckLoop(); };
@@ -36,36 +30,13 @@ std::uint32_t KV500::listenAddress() {
 void KV500::readSettings() {
   try {
     const ConfigFile config("config.txt");
-    readPort(config);
-    config.getString("URL", url);
-    readSwitch(config, "CallBrowser", callBrowser);
-    readSwitch(config, "AppendCardId", appendCardId);
-    config.getString("BrowserCommand", browserCommand);
-    config.getString("AllowOrigin", allowOrigin);
+    for (const std::string& key : kv500::readSettings(config, *this)) {
+      reportToUser(log_texts::badValue + key + "' in config.txt!");
+    }
   } catch (const ConfigException& fault) {
     if (fault.reportable) {
-      reportToUser("Error reading config file:\n" + fault.message);
+      reportToUser(log_texts::badFile + fault.message);
     }
-  }
-}
-
-void KV500::readPort(const ConfigFile& config) {
-  bool valid = false;
-  std::uint64_t value = 0;
-  if (!config.getInteger("Port", valid, value)) {
-    return;
-  }
-  if (valid && value >= lowestPort && value <= highestPort) {
-    port = static_cast<std::uint16_t>(value);
-  } else {
-    reportToUser("Invalid value for 'Port' in config.txt!");
-  }
-}
-
-void KV500::readSwitch(const ConfigFile& config, const std::string& key, bool& setting) {
-  bool valid = false;
-  if (config.getBool(key, valid, setting) && !valid) {
-    reportToUser("Invalid value for '" + key + "' in config.txt!");
   }
 }
 

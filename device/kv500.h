@@ -8,9 +8,9 @@
 
 #include "device/device.h"
 #include "device/pcsc_channel.h"
+#include "device/settings.h"
 #include "frontend/response.h"
 #include "platform/threading.h"
-#include "support/config_file.h"
 #include "support/thread.h"
 
 namespace kv500 {
@@ -22,7 +22,7 @@ inline const std::string apiVersion = "1.1.8";
 ///
 /// The state is one of three: no reader (`readerPresent` false), a reader without a card
 /// connection, a card connection (`cardConnected` true, which implies `readerPresent`).
-class KV500 final : public Device {
+class KV500 final : public Device, private Settings {
  public:
   /// Reads the settings from config.txt, waiting for the person at the screen if they are bad, and
   /// starts the card watcher. Bad settings are logged and shown, and their defaults hold.
@@ -48,8 +48,6 @@ class KV500 final : public Device {
  private:
   // Settings: kv500.cc. Written by the constructor, before any other thread knows the object.
   void readSettings();
-  void readPort(const ConfigFile& config);
-  void readSwitch(const ConfigFile& config, const std::string& key, bool& setting);
   void reportToUser(const std::string& text);
 
   // Requests: kv500_requests.cc.
@@ -89,13 +87,6 @@ class KV500 final : public Device {
   void cardCheckLoop();
   void announceCard() REQUIRES(deviceLock);
   bool startBrowser(const std::string& cardId);
-
-  std::uint16_t port = 5724;
-  std::string allowOrigin = "*";
-  std::string url;
-  bool callBrowser = false;
-  bool appendCardId = false;
-  std::string browserCommand;
 
   bool cardConnected GUARDED_BY(deviceLock) = false;
   std::string readerName GUARDED_BY(deviceLock);

@@ -7,6 +7,7 @@
 #include "device/reader_list.h"
 #include "platform/program.h"
 #include "support/log.h"
+#include "support/log_texts.h"
 #include "support/notice.h"
 #include "support/process_end.h"
 
@@ -89,21 +90,21 @@ bool PcscService::establishContext() {
     return true;
   }
   if (result != platform::SCARD_E_NO_SERVICE) {
-    throw std::string("Could not establish PCSC context");
+    throw log_texts::noContext;
   }
   startSmartcardService();
   return false;
 }
 
 void PcscService::startSmartcardService() {
-  logMessage("Trying to start Smartcard service...", "PcscService::pRun69");
+  logMessage(log_texts::startingSmartcardService, "PcscService::pRun69");
   if (platform::system("net start SCardSvr") == 0) {
     return;
   }
   notifyUser(name,
              "The Smartcard service is not running and could not be started automatically!\n\n"
              "Please contact the support for further information and help.");
-  throw std::string("Smartcard service not running!");
+  throw log_texts::noSmartcardService;
 }
 
 void PcscService::releaseContext() {
@@ -119,7 +120,7 @@ void PcscService::handleListError(std::uint32_t result) {
     }
   } else {
     std::ostringstream text;
-    text << "PCSC error 0x" << std::hex << std::setfill('0') << std::setw(8) << result;
+    text << log_texts::pcscError << std::hex << std::setfill('0') << std::setw(8) << result;
     logMessage(text.str(), "PcscService::pRun120");
   }
   releaseContext();

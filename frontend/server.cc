@@ -5,6 +5,7 @@
 #include <string>
 
 #include "device/device.h"
+#include "support/log_texts.h"
 
 namespace kv500 {
 namespace {
@@ -26,7 +27,7 @@ ClientWorker::~ClientWorker() {
 
 Server::Server(Device* served) : device(served) {
   if (!openPort()) {
-    throw std::string("Could not open port");
+    throw log_texts::portNotOpened;
   }
   const auto run = [](void* server) { static_cast<Server*>(server)->serverLoop(); };
   if (!mainThread.start(run, this)) {

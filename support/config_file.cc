@@ -30,6 +30,12 @@ ConfigFile::ConfigFile(const std::string& fileName) {
   parse(content);
 }
 
+ConfigFile ConfigFile::fromText(const std::string& content) {
+  ConfigFile config;
+  config.parse(content);
+  return config;
+}
+
 bool ConfigFile::getString(const std::string& key, std::string& value) const {
   const auto entry = values_.find(key);
   if (entry == values_.end()) {
@@ -85,15 +91,16 @@ void ConfigFile::parseLine(const std::string& rawLine, std::size_t lineNumber) {
   const std::string number = std::to_string(lineNumber);
   const std::size_t equals = line.find('=');
   if (equals == std::string::npos) {
-    throw ConfigException{true, "'=' missing in line " + number + ":\n" + number + ": " + rawLine};
+    throw ConfigException{true, "'=' missing in line " + number + ":\n" + number + ": " + rawLine,
+                          lineNumber};
   }
   const std::string name = line.substr(0, equals);
   if (name.empty()) {
-    throw ConfigException{true,
-                          "Name is missing in line " + number + ":\n" + number + ":" + rawLine};
+    throw ConfigException{
+        true, "Name is missing in line " + number + ":\n" + number + ":" + rawLine, lineNumber};
   }
   if (!values_.emplace(name, line.substr(equals + 1)).second) {
-    throw ConfigException{true, "'" + name + "' is set multiple times!"};
+    throw ConfigException{true, "'" + name + "' is set multiple times!", lineNumber};
   }
 }
 

@@ -2,6 +2,7 @@
 #ifndef KV500_SUPPORT_CONFIG_FILE_H
 #define KV500_SUPPORT_CONFIG_FILE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -13,6 +14,7 @@ namespace kv500 {
 struct ConfigException {
   bool reportable;
   std::string message;
+  std::size_t line = 0;  ///< Where it is, from 1; 0 for no line.
 };
 
 /// Name and value stand in one line, divided by its first "="; both are taken without any change.
@@ -26,6 +28,12 @@ class ConfigFile {
   /// first fault; no value of such a file can be had.
   explicit ConfigFile(const std::string& fileName);
 
+  /// The same for a text that has been read already.
+  static ConfigFile fromText(const std::string& content);
+
+  /// All that is set, by name.
+  const std::map<std::string, std::string>& values() const { return values_; }
+
   /// The getters say whether the name is set, and leave their outputs alone if it is not. Where
   /// there is a `valid`, it tells whether the value can be used; `value` is written only then.
 
@@ -36,6 +44,7 @@ class ConfigFile {
   bool getBool(const std::string& key, bool& valid, bool& value) const;
 
  private:
+  ConfigFile() = default;
   void parse(const std::string& content);
   void parseLine(const std::string& rawLine, std::size_t lineNumber);
 

@@ -8,6 +8,7 @@
 
 #include "platform/program.h"
 #include "support/lock.h"
+#include "support/log_texts.h"
 #include "support/program_folder.h"
 
 namespace kv500 {
@@ -36,7 +37,7 @@ void openLog() {
     const ScopedLock guard(logLock);
     logStream.open(pathBesideProgram("log.txt"));
   }
-  logMessage("### Service started! ###", "");
+  logMessage(log_texts::started, "");
 }
 
 void logMessage(const std::string& text, const std::string& key) {

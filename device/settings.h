@@ -1,0 +1,33 @@
+// The settings, as config.txt gives them.
+#ifndef KV500_DEVICE_SETTINGS_H
+#define KV500_DEVICE_SETTINGS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/config_file.h"
+
+namespace kv500 {
+
+/// Every setting has a default, which holds without the file or for a bad value.
+struct Settings {
+  std::uint16_t port = 5724;
+  std::string allowOrigin = "*";
+  std::string url;
+  bool callBrowser = false;
+  bool appendCardId = false;
+  std::string browserCommand;
+};
+
+/// The names of all settings, in the order in which the file that is installed has them.
+inline const std::vector<std::string> settingNames = {
+    "Port", "AllowOrigin", "CallBrowser", "BrowserCommand", "URL", "AppendCardId"};
+
+/// Puts what the file sets into `settings`, which leaves the rest as it is. Gives the names of the
+/// settings with bad values, in the order in which they are reported. Any thread.
+std::vector<std::string> readSettings(const ConfigFile& config, Settings& settings);
+
+}  // namespace kv500
+
+#endif

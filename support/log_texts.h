@@ -1,0 +1,21 @@
+// The texts of the log by which a fault is recognised later, or the beginnings of such texts.
+#ifndef KV500_SUPPORT_LOG_TEXTS_H
+#define KV500_SUPPORT_LOG_TEXTS_H
+
+#include <string>
+
+namespace kv500::log_texts {
+
+inline const std::string started = "### Service started! ###";
+inline const std::string portNotOpened = "Could not open port";
+inline const std::string badFile = "Error reading config file:\n";
+inline const std::string badValue = "Invalid value for '";
+inline const std::string startingSmartcardService = "Trying to start Smartcard service...";
+inline const std::string noSmartcardService = "Smartcard service not running!";
+inline const std::string noContext = "Could not establish PCSC context";
+inline const std::string pcscError = "PCSC error 0x";
+inline const std::string severalReaders = "Only one ";
+
+}  // namespace kv500::log_texts
+
+#endif
