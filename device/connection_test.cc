@@ -32,6 +32,8 @@ class ConnectionTest : public DeviceTest {
       readers.holdExclusively(step.code != 0);
     } else if (step.what == "protocol") {
       readers.setProtocol(step.code);
+    } else if (step.what == "reset") {
+      EXPECT_FALSE(readers.otherReset());
     } else if (step.what == "state") {
       readers.setCardState(step.code);
     } else if (step.what != "") {
@@ -48,6 +50,8 @@ TEST_F(ConnectionTest, EveryWayThroughTheStates) {
       {{"insert", 0, "card"}, {"state", SCARD_ABSENT, "reader"}, {"state", 2, "card"}},
       {{"insert", 0, "card"}, {"SCardStatusA", SCARD_W_REMOVED_CARD, "reader"}, {"", 0, "card"}},
       {{"insert", 0, "card"}, {"SCardStatusA", SCARD_E_INVALID_HANDLE, "none"}, {"", 0, "none"}},
+      {{"insert", 0, "card"}, {"SCardStatusA", SCARD_W_RESET_CARD, "none"}},
+      {{"insert", 0, "card"}, {"reset", 0, "card"}, {"reset", 0, "card"}, {"close", 0, "card"}},
       {{"SCardConnectA", SCARD_W_REMOVED_CARD, "reader"}, {"insert", 0, "card"}},
       {{"SCardConnectA", 0x1F, "none"}, {"attach", 0, "reader"}},
       {{"hold", 1, "reader"},

@@ -44,7 +44,8 @@ void KV500::checkConnection() {
   std::uint32_t state = 0;
   std::array<std::uint8_t, longestAtr> atr;
   auto atrLength = static_cast<std::uint32_t>(atr.size());
-  const std::uint32_t result = platform::SCardStatusA(cardHandle, state, atr.data(), atrLength);
+  const std::uint32_t result =
+      platform::SCardStatusA(cardHandle, state, activeProtocol, atr.data(), atrLength);
   if (result == platform::SCARD_W_REMOVED_CARD ||
       (result == platform::SCARD_S_SUCCESS && state == platform::SCARD_ABSENT)) {
     closeCard(true);

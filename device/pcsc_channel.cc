@@ -21,8 +21,21 @@ const platform::SCARD_IO_REQUEST& protocolControl(std::uint32_t activeProtocol) 
 
 }  // namespace
 
+PcscChannel::PcscChannel(platform::SCARDHANDLE card, std::uint32_t activeProtocol,
+                         Lock& serviceLock)
+    : card(card),
+      activeProtocol(activeProtocol),
+      serviceLock(serviceLock),
+      inTransaction(platform::SCardBeginTransaction(card) == platform::SCARD_S_SUCCESS) {}
+
+PcscChannel::~PcscChannel() {
+  if (inTransaction) {
+    platform::SCardEndTransaction(card, platform::SCARD_LEAVE_CARD);
+  }
+}
+
 bool PcscChannel::transmitApdu(const ByteVector& command, ByteVector& response) {
-  if (command.size() > bufferSize) {
+  if (!inTransaction || command.size() > bufferSize) {
     return false;
   }
   std::array<std::uint8_t, bufferSize> received;
@@ -38,6 +51,9 @@ bool PcscChannel::transmitApdu(const ByteVector& command, ByteVector& response) 
 }
 
 bool PcscChannel::readAtr(ByteVector& value) {
+  if (!inTransaction) {
+    return false;
+  }
   const ScopedLock guard(serviceLock);
   std::uint32_t length = 0;
   if (platform::SCardGetAttrib(card, platform::SCARD_ATTR_ATR_STRING, nullptr, length) !=

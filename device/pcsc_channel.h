@@ -10,13 +10,18 @@
 
 namespace kv500 {
 
-/// Made for one questioning of the card, with deviceLock held from its construction to its end, so
-/// that the commands of one questioning don't mix with those of another. The connection is the
-/// caller's and stays open.
+/// Made for one questioning of the card and as long as a transaction: no command of another program
+/// comes in between, and deviceLock, held from construction to end, keeps those of another
+/// questioning out. The connection is the caller's and stays open.
 class PcscChannel final : public CardChannel {
  public:
-  PcscChannel(platform::SCARDHANDLE card, std::uint32_t activeProtocol, Lock& serviceLock)
-      : card(card), activeProtocol(activeProtocol), serviceLock(serviceLock) {}
+  /// Begins the transaction, for which it waits while another program has one. Without it every
+  /// exchange fails.
+  PcscChannel(platform::SCARDHANDLE card, std::uint32_t activeProtocol, Lock& serviceLock);
+  /// Ends the transaction and leaves the card as it is.
+  ~PcscChannel();
+  PcscChannel(const PcscChannel&) = delete;
+  PcscChannel& operator=(const PcscChannel&) = delete;
 
   /// Also false, with nothing sent, for a command of more than 5801 bytes.
   bool transmitApdu(const ByteVector& command, ByteVector& response) override;
@@ -28,6 +33,7 @@ class PcscChannel final : public CardChannel {
   const platform::SCARDHANDLE card;
   const std::uint32_t activeProtocol;
   Lock& serviceLock;
+  const bool inTransaction;
 };
 
 }  // namespace kv500

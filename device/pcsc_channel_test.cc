@@ -72,5 +72,36 @@ TEST_F(PcscChannelTest, TheAtrIsReadWithServiceLockHeld) {
   other.get();
 }
 
+TEST_F(PcscChannelTest, IsATransactionFromItsBeginningToItsEnd) {
+  auto& readers = world().readers;
+  ByteVector output;
+  std::thread other;
+  std::atomic<bool> reset = false;
+  {
+    PcscChannel channel(card, protocol, serviceLock);
+    EXPECT_EQ(readers.openTransactions(), 1u);
+    other = std::thread([&] {
+      readers.otherReset();
+      reset = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(channel.transmitApdu({0, 0, 0, 0}, output));
+    EXPECT_FALSE(reset) << "others wait";
+    world().faults.fail("SCardTransmit");
+    EXPECT_FALSE(channel.transmitApdu({0, 0, 0, 0}, output));
+  }
+  EXPECT_EQ(readers.openTransactions(), 0u);
+  other.join();
+  EXPECT_TRUE(readers.wasReset(card));
+  world().faults.fail("SCardBeginTransaction");
+  {
+    PcscChannel without(card, protocol, serviceLock);
+    EXPECT_FALSE(without.transmitApdu({0, 0, 0, 0}, output) || without.readAtr(output));
+  }
+  EXPECT_EQ(world().faults.calls("SCardEndTransaction"), 1u) << "none that was not begun";
+  EXPECT_TRUE(PcscChannel(card, protocol, serviceLock).transmitApdu({0, 0, 0, 0}, output))
+      << "the reset is taken note of";
+}
+
 }  // namespace
 }  // namespace kv500

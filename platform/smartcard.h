@@ -26,6 +26,7 @@ inline constexpr std::uint32_t SCARD_E_READER_UNAVAILABLE = 0x80100017;
 inline constexpr std::uint32_t SCARD_E_NO_SERVICE = 0x8010001D;
 inline constexpr std::uint32_t SCARD_E_SERVICE_STOPPED = 0x8010001E;
 inline constexpr std::uint32_t SCARD_E_NO_READERS_AVAILABLE = 0x8010002E;
+inline constexpr std::uint32_t SCARD_W_RESET_CARD = 0x80100068;
 inline constexpr std::uint32_t SCARD_W_REMOVED_CARD = 0x80100069;
 
 inline constexpr std::uint32_t SCARD_SCOPE_SYSTEM = 2;
@@ -70,10 +71,22 @@ std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint3
 std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition);
 
 /// Tells whether the card of a connection is still there: `state` is SCARD_ABSENT if not, and any
-/// other number if it is. `atrLength` is the size of `atr` on entry (33 bytes hold every ATR) and
-/// the length of the ATR afterwards. SCARD_W_REMOVED_CARD says that the card was taken out.
-std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint8_t* atr,
-                           std::uint32_t& atrLength);
+/// other number if it is. `activeProtocol` is the protocol in use. `atrLength` is the size of `atr`
+/// on entry (33 bytes hold every ATR) and the length of the ATR afterwards. SCARD_W_REMOVED_CARD
+/// says that the card was taken out.
+///
+/// This operation and SCardBeginTransaction take note of a reset by another program: the connection
+/// goes on with the card, which may speak another protocol since. SCARD_W_RESET_CARD comes back
+/// only if that fails, and for a card that is reset time and again meanwhile.
+std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
+                           std::uint8_t* atr, std::uint32_t& atrLength);
+
+/// Keeps all other connections from the card until SCardEndTransaction. Waits, as most operations
+/// on a card do, while another program has a transaction, however long that takes.
+std::uint32_t SCardBeginTransaction(SCARDHANDLE card);
+
+/// Ends the transaction of this connection; SCARD_LEAVE_CARD leaves the card as it is.
+std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition);
 
 /// Sends one command APDU and waits for its response, as long as that takes.
 /// `receiveLength` is the size of `receive` on entry and on success the number of bytes written,

@@ -20,6 +20,24 @@ Readers::Refusal insert(Readers& readers, const std::string& folder) {
   }
 }
 
+/// What another program does with the card. None: no such command.
+std::optional<Readers::Refusal> runOther(Readers& readers, const std::string& line) {
+  if (line == "other lock") {
+    return readers.otherLock();
+  }
+  if (line == "other unlock") {
+    readers.otherUnlock();
+    return Readers::Refusal();
+  }
+  if (line == "other reset") {
+    return readers.otherReset();
+  }
+  if (line == "other exclusive on" || line == "other exclusive off") {
+    return readers.holdExclusively(line == "other exclusive on");
+  }
+  return std::nullopt;
+}
+
 Readers::Refusal run(const std::string& line) {
   Readers& readers = simulated::world().readers;
   const std::string insertWord = "insert";
@@ -50,6 +68,9 @@ Readers::Refusal run(const std::string& line) {
   if (line == "usb hide" || line == "usb show") {
     readers.showUsb(line == "usb show");
     return std::nullopt;
+  }
+  if (const auto refusal = runOther(readers, line)) {
+    return *refusal;
   }
   return "unknown command '" + line + "' (see --help)";
 }

@@ -20,11 +20,15 @@ namespace {
 
 using platform::SCARDCONTEXT;
 
-/// Catches up with the commands. Called before each look at the world.
+/// Catches up with the commands. Called before each look at the world, but for those of a
+/// transaction: a command may have to wait for its end.
 void followCommands() {
   static std::mutex lock;
   static std::streamoff position = 0;
-  const std::lock_guard guard(lock);
+  const std::unique_lock guard(lock, std::try_to_lock);
+  if (!guard || simulated::world().readers.openTransactions() > 0) {
+    return;
+  }
   std::ifstream commands("C:\\kv500-world.txt", std::ios::binary);
   commands.seekg(position);
   std::string line;
@@ -61,6 +65,15 @@ LONG inWorld(DWORD* length, Call call) {
   const LONG result = noted(call(seamLength));
   *length = seamLength;
   return result;
+}
+
+/// As Windows does it: after a reset by another program nothing but SCardReconnect helps. The seam
+/// of the simulated world takes note of a reset by itself.
+template <typename Call>
+LONG onCardWithoutReset(::SCARDHANDLE card, Call call) {
+  return inWorld([&] {
+    return simulated::world().readers.wasReset(card) ? platform::SCARD_W_RESET_CARD : call();
+  });
 }
 
 }  // namespace
@@ -104,13 +117,35 @@ LONG WINAPI SCardDisconnect(::SCARDHANDLE card, DWORD disposition) {
 
 LONG WINAPI SCardStatusA(::SCARDHANDLE card, LPSTR, LPDWORD, LPDWORD state, LPDWORD protocol,
                          LPBYTE atr, LPDWORD atrLength) {
-  return inWorld(atrLength, [&](std::uint32_t& seamLength) {
+  return onCardWithoutReset(card, [&] {
     std::uint32_t seamState = 0;
-    const auto result = platform::SCardStatusA(card, seamState, atr, seamLength);
+    std::uint32_t seamProtocol = 0;
+    std::uint32_t seamLength = *atrLength;
+    const auto result = platform::SCardStatusA(card, seamState, seamProtocol, atr, seamLength);
     *state = seamState;
-    *protocol = SCARD_PROTOCOL_T1;
+    *protocol = seamProtocol;
+    *atrLength = seamLength;
     return result;
   });
+}
+
+LONG WINAPI SCardReconnect(::SCARDHANDLE card, DWORD, DWORD, DWORD, LPDWORD protocol) {
+  return inWorld([&] {
+    std::uint32_t state = 0;
+    std::uint32_t seamProtocol = 0;
+    simulated::Bytes atr;
+    const auto result = simulated::world().readers.status(card, state, seamProtocol, atr);
+    *protocol = seamProtocol;
+    return result;
+  });
+}
+
+LONG WINAPI SCardBeginTransaction(::SCARDHANDLE card) {
+  return onCardWithoutReset(card, [&] { return platform::SCardBeginTransaction(card); });
+}
+
+LONG WINAPI SCardEndTransaction(::SCARDHANDLE card, DWORD disposition) {
+  return inWorld([&] { return platform::SCardEndTransaction(card, disposition); });
 }
 
 LONG WINAPI SCardTransmit(::SCARDHANDLE card, LPCSCARD_IO_REQUEST protocol, LPCBYTE send,

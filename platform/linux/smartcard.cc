@@ -65,6 +65,20 @@ std::uint32_t toSeamState(::DWORD state) {
   return static_cast<::SCARDHANDLE>(card);
 }
 
+/// Calls again after each reset by another program, of which PC/SC wants note to be taken.
+template <typename Call>
+::LONG pastResets(SCARDHANDLE card, Call call) {
+  constexpr int mostResets = 10;  // Somebody has to be quick for a second one.
+  ::LONG result = call();
+  for (int i = 0; i < mostResets && result == SCARD_W_RESET_CARD; ++i) {
+    ::DWORD protocol = 0;
+    ::SCardReconnect(toNativeCard(card), SCARD_SHARE_SHARED, SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1,
+                     SCARD_LEAVE_CARD, &protocol);
+    result = call();
+  }
+  return result;
+}
+
 }  // namespace
 
 std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context) {
@@ -109,15 +123,30 @@ std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition) {
   return resultOf(::SCardDisconnect(toNativeCard(card), disposition));
 }
 
-std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint8_t* atr,
-                           std::uint32_t& atrLength) {
+std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
+                           std::uint8_t* atr, std::uint32_t& atrLength) {
   ::DWORD nativeState = 0;
-  ::DWORD nativeLength = atrLength;
-  const auto result = resultOf(::SCardStatus(toNativeCard(card), nullptr, nullptr, &nativeState,
-                                             nullptr, atr, &nativeLength));
+  ::DWORD nativeProtocol = 0;
+  ::DWORD nativeLength = 0;
+  const auto result = resultOf(pastResets(card, [&] {
+    nativeLength = atrLength;
+    return ::SCardStatus(toNativeCard(card), nullptr, nullptr, &nativeState, &nativeProtocol, atr,
+                         &nativeLength);
+  }));
+  if (result == SCARD_S_SUCCESS) {
+    activeProtocol = toSeamProtocol(nativeProtocol);
+  }
   state = toSeamState(nativeState);
   atrLength = static_cast<std::uint32_t>(nativeLength);
   return result;
+}
+
+std::uint32_t SCardBeginTransaction(SCARDHANDLE card) {
+  return resultOf(pastResets(card, [&] { return ::SCardBeginTransaction(toNativeCard(card)); }));
+}
+
+std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition) {
+  return resultOf(::SCardEndTransaction(toNativeCard(card), disposition));
 }
 
 std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,

@@ -5,8 +5,9 @@
 namespace simulated {
 namespace {
 
-constexpr const char* kindNames[] = {"event",       "thread",  "mutex",      "token", "process",
-                                     "environment", "context", "connection", "socket"};
+constexpr const char* kindNames[] = {"event",       "thread",      "mutex",   "token",
+                                     "process",     "environment", "context", "connection",
+                                     "transaction", "socket"};
 
 std::string nameOf(Ledger::Kind kind) {
   return kindNames[static_cast<int>(kind)];
@@ -49,7 +50,8 @@ void Ledger::end(Kind kind, std::uint64_t number) {
 void Ledger::endSmartcards() {
   const std::lock_guard guard(mutex_);
   for (auto& [key, entry] : entries_) {
-    if (key.first == Kind::Context || key.first == Kind::Connection) {
+    if (key.first == Kind::Context || key.first == Kind::Connection ||
+        key.first == Kind::Transaction) {
       entry.ended = entry.mayStay = true;
     }
   }

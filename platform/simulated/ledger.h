@@ -29,6 +29,7 @@ class Ledger {
     Environment,
     Context,
     Connection,
+    Transaction,
     Socket
   };
 

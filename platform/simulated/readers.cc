@@ -40,6 +40,7 @@ Readers::Refusal Readers::unplug() {
     return "no reader is plugged in";
   }
   readers_.pop_back();
+  changed_.notify_all();
   return std::nullopt;
 }
 
@@ -61,6 +62,7 @@ Readers::Refusal Readers::remove() {
     return "no card is in the reader";
   }
   readers_.front()->card.reset();
+  changed_.notify_all();
   return std::nullopt;
 }
 
@@ -92,6 +94,57 @@ void Readers::showUsb(bool shown) {
   usbShown_ = shown;
 }
 
+Readers::Refusal Readers::otherLock() {
+  Guard guard(mutex_);
+  const auto card = awaitOthersTurn(guard);
+  if (!card) {
+    return "no card is in the reader";
+  }
+  card->holder = otherProgram;
+  return std::nullopt;
+}
+
+void Readers::otherUnlock() {
+  const std::lock_guard guard(mutex_);
+  for (const auto& reader : readers_) {
+    if (reader->card && reader->card->holder == otherProgram) {
+      reader->card->holder = 0;
+    }
+  }
+  changed_.notify_all();
+}
+
+Readers::Refusal Readers::otherReset() {
+  Guard guard(mutex_);
+  const auto card = awaitOthersTurn(guard);
+  if (!card) {
+    return "no card is in the reader";
+  }
+  const auto holderBefore = card->holder;
+  card->holder = otherProgram;
+  guard.unlock();
+  {
+    const std::lock_guard oneAtATime(card->exchange);
+    card->card.reset();
+  }
+  guard.lock();
+  for (auto& [handle, connection] : connections_) {
+    connection.wasReset = connection.wasReset || connection.card == card;
+  }
+  card->holder = holderBefore;
+  changed_.notify_all();
+  return std::nullopt;
+}
+
+Readers::Refusal Readers::holdExclusively(bool held) {
+  const std::lock_guard guard(mutex_);
+  if (held && !heldExclusively_ && !connections_.empty()) {
+    return "the card is in use, which shuts an exclusive connection out";
+  }
+  heldExclusively_ = held;
+  return std::nullopt;
+}
+
 void Readers::addReader(const std::string& name) {
   const std::lock_guard guard(mutex_);
   constexpr unsigned noNumber = ~0u;
@@ -118,11 +171,6 @@ void Readers::setProtocol(std::uint32_t protocol) {
   protocol_ = protocol;
 }
 
-void Readers::holdExclusively(bool held) {
-  const std::lock_guard guard(mutex_);
-  heldExclusively_ = held;
-}
-
 void Readers::setCardState(std::uint32_t state) {
   const std::lock_guard guard(mutex_);
   cardState_ = state;
@@ -131,6 +179,20 @@ void Readers::setCardState(std::uint32_t state) {
 std::size_t Readers::openConnections() const {
   const std::lock_guard guard(mutex_);
   return connections_.size();
+}
+
+std::size_t Readers::openTransactions() const {
+  const std::lock_guard guard(mutex_);
+  return static_cast<std::size_t>(
+      std::count_if(readers_.begin(), readers_.end(), [](const auto& reader) {
+        return reader->card && reader->card->holder != 0 && reader->card->holder != otherProgram;
+      }));
+}
+
+bool Readers::wasReset(platform::SCARDHANDLE connection) const {
+  const std::lock_guard guard(mutex_);
+  const auto entry = connections_.find(connection);
+  return entry != connections_.end() && entry->second.wasReset;
 }
 
 std::uint32_t Readers::lastProtocol() const {
@@ -154,13 +216,13 @@ std::uint32_t Readers::releaseContext(platform::SCARDCONTEXT context) {
   if (context != 0) {
     ledger().takeBack("SCardReleaseContext", Kind::Context, context);
   }
-  std::erase_if(connections_, [context](const auto& entry) {
-    const bool isOfContext = entry.second.context == context;
-    if (isOfContext) {
-      ledger().end(Kind::Connection, entry.first);
+  for (auto entry = connections_.begin(); entry != connections_.end();) {
+    const auto connection = entry++;
+    if (connection->second.context == context) {
+      ledger().end(Kind::Connection, connection->first);
+      forget(connection->first);
     }
-    return isOfContext;
-  });
+  }
   return contexts_.erase(context) == 1 ? platform::SCARD_S_SUCCESS
                                        : platform::SCARD_E_INVALID_HANDLE;
 }
@@ -184,17 +246,22 @@ std::uint32_t Readers::listReaders(platform::SCARDCONTEXT context, std::string& 
 std::uint32_t Readers::connect(platform::SCARDCONTEXT context, const std::string& name,
                                std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
                                std::uint32_t& protocol) {
-  const std::lock_guard guard(mutex_);
-  const std::uint32_t result = checkContext(context);
+  Guard guard(mutex_);
+  std::uint32_t result = platform::SCARD_S_SUCCESS;
+  std::shared_ptr<Reader> reader;
+  changed_.wait(guard, [&] {  // As long as another connection has a transaction.
+    result = checkContext(context);
+    reader = findReader(name);
+    return result != platform::SCARD_S_SUCCESS || !reader || !reader->card ||
+           reader->card->holder == 0;
+  });
   if (result != platform::SCARD_S_SUCCESS) {
     return result;
   }
-  const auto found = std::find_if(readers_.begin(), readers_.end(),
-                                  [&name](const auto& reader) { return reader->name == name; });
-  if (found == readers_.end()) {
+  if (!reader) {
     return platform::SCARD_E_UNKNOWN_READER;
   }
-  if (!(*found)->card) {
+  if (!reader->card) {
     return platform::SCARD_E_NO_SMARTCARD;
   }
   if (heldExclusively_) {
@@ -206,25 +273,69 @@ std::uint32_t Readers::connect(platform::SCARDCONTEXT context, const std::string
   connection = ledger().newNumber();
   ledger().give(Kind::Connection, connection);
   protocol = protocol_;
-  connections_[connection] = {context, *found, (*found)->card};
+  connections_[connection] = {context, reader, reader->card};
   return platform::SCARD_S_SUCCESS;
 }
 
 std::uint32_t Readers::disconnect(platform::SCARDHANDLE connection) {
-  const std::lock_guard guard(mutex_);
+  Guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  awaitTurn(guard, connection, card);
   ledger().takeBack("SCardDisconnect", Kind::Connection, connection);
-  return connections_.erase(connection) == 1 ? platform::SCARD_S_SUCCESS
-                                             : platform::SCARD_E_INVALID_HANDLE;
+  if (!connections_.contains(connection)) {
+    return platform::SCARD_E_INVALID_HANDLE;
+  }
+  forget(connection);
+  return platform::SCARD_S_SUCCESS;
 }
 
 std::uint32_t Readers::status(platform::SCARDHANDLE connection, std::uint32_t& state,
-                              Bytes& atr) const {
-  const std::lock_guard guard(mutex_);
+                              std::uint32_t& protocol, Bytes& atr) {
+  Guard guard(mutex_);
   std::shared_ptr<InsertedCard> card;
-  const std::uint32_t result = checkConnection(connection, card);
+  const std::uint32_t result = awaitTurn(guard, connection, card);
   if (result == platform::SCARD_S_SUCCESS) {
+    connections_[connection].wasReset = false;
     state = cardState_;
+    protocol = protocol_;
     atr = card->card.atr();
+  }
+  return result;
+}
+
+std::uint32_t Readers::atr(platform::SCARDHANDLE connection, Bytes& atr) {
+  Guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  const std::uint32_t result = awaitTurn(guard, connection, card);
+  if (result == platform::SCARD_S_SUCCESS) {
+    atr = card->card.atr();
+  }
+  return result;
+}
+
+std::uint32_t Readers::beginTransaction(platform::SCARDHANDLE connection) {
+  Guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  const std::uint32_t result = awaitTurn(guard, connection, card);
+  if (result == platform::SCARD_S_SUCCESS) {
+    connections_[connection].wasReset = false;
+    card->holder = connection;
+    ledger().give(Kind::Transaction, connection);
+  }
+  return result;
+}
+
+std::uint32_t Readers::endTransaction(platform::SCARDHANDLE connection) {
+  Guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  const std::uint32_t result = awaitTurn(guard, connection, card);
+  ledger().takeBack("SCardEndTransaction", Kind::Transaction, connection);
+  if (result == platform::SCARD_S_SUCCESS && card->holder != connection) {
+    return platform::SCARD_E_NOT_TRANSACTED;
+  }
+  if (result == platform::SCARD_S_SUCCESS) {
+    card->holder = 0;
+    changed_.notify_all();
   }
   return result;
 }
@@ -233,11 +344,14 @@ std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t 
                                 const Bytes& command, Bytes& response) {
   std::shared_ptr<InsertedCard> card;
   {
-    const std::lock_guard guard(mutex_);
+    Guard guard(mutex_);
     lastProtocol_ = protocol;
-    const std::uint32_t result = checkConnection(connection, card);
+    const std::uint32_t result = awaitTurn(guard, connection, card);
     if (result != platform::SCARD_S_SUCCESS) {
       return result;
+    }
+    if (connections_[connection].wasReset) {
+      return platform::SCARD_W_RESET_CARD;
     }
   }
   const std::lock_guard oneAtATime(card->exchange);
@@ -274,6 +388,7 @@ Exchange Readers::exchange(platform::SCARDHANDLE connection, InsertedCard& card,
     const auto reader = entry == connections_.end() ? nullptr : entry->second.reader.lock();
     if (reader && reader->card.get() == &card) {
       reader->card.reset();
+      changed_.notify_all();
     }
   }
   return exchanged;
@@ -291,10 +406,54 @@ std::vector<std::u16string> Readers::usbPaths() const {
 }
 
 void Readers::endConnections() {
-  connections_.clear();
+  while (!connections_.empty()) {
+    forget(connections_.begin()->first);
+  }
+  heldExclusively_ = false;
   for (auto& [context, valid] : contexts_) {
     valid = false;
   }
+  for (const auto& reader : readers_) {
+    if (reader->card) {
+      reader->card->holder = 0;
+    }
+  }
+  changed_.notify_all();
+}
+
+void Readers::forget(platform::SCARDHANDLE connection) {
+  const auto entry = connections_.find(connection);
+  if (entry->second.card->holder == connection) {
+    entry->second.card->holder = 0;
+    ledger().end(Kind::Transaction, connection);
+  }
+  connections_.erase(entry);
+  changed_.notify_all();
+}
+
+std::uint32_t Readers::awaitTurn(Guard& guard, platform::SCARDHANDLE connection,
+                                 std::shared_ptr<InsertedCard>& card) {
+  std::uint32_t result = platform::SCARD_S_SUCCESS;
+  changed_.wait(guard, [&] {
+    result = checkConnection(connection, card);
+    return result != platform::SCARD_S_SUCCESS || card->holder == 0 || card->holder == connection;
+  });
+  return result;
+}
+
+std::shared_ptr<Readers::InsertedCard> Readers::awaitOthersTurn(Guard& guard) {
+  std::shared_ptr<InsertedCard> card;
+  changed_.wait(guard, [&] {
+    card = readers_.empty() ? nullptr : readers_.front()->card;
+    return !card || card->holder == 0 || card->holder == otherProgram;
+  });
+  return card;
+}
+
+std::shared_ptr<Readers::Reader> Readers::findReader(const std::string& name) const {
+  const auto found = std::find_if(readers_.begin(), readers_.end(),
+                                  [&name](const auto& reader) { return reader->name == name; });
+  return found == readers_.end() ? nullptr : *found;
 }
 
 std::uint32_t Readers::checkContext(platform::SCARDCONTEXT context) const {

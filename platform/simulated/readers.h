@@ -3,6 +3,7 @@
 #define KV500_PLATFORM_SIMULATED_READERS_H
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -43,6 +44,18 @@ class Readers {
   /// Whether the USB bus shows the readers that PC/SC lists.
   void showUsb(bool shown);
 
+  // What another program does with the card in the first reader. It waits while the system has a
+  // transaction, as the system waits while that program has one.
+
+  /// Begins a transaction, which lasts until `otherUnlock` or until the card or the service goes.
+  Refusal otherLock();
+  void otherUnlock();
+  /// Resets the card, of which every other connection has to take note.
+  Refusal otherReset();
+  /// Connects for itself alone, to this card and those that come later: connecting fails. Refused
+  /// while a connection is open.
+  Refusal holdExclusively(bool held);
+
   // How the world behaves.
 
   /// A reader on PC/SC alone, and a device on the USB bus alone.
@@ -52,11 +65,13 @@ class Readers {
   void setTrace(Trace trace);
   /// What every card speaks; SCARD_PROTOCOL_T1 unless set.
   void setProtocol(std::uint32_t protocol);
-  /// Another program holds the cards for itself: connecting fails.
-  void holdExclusively(bool held);
   /// What SCardStatusA says of a card that is there; SCARD_SPECIFIC unless set.
   void setCardState(std::uint32_t state);
   std::size_t openConnections() const;
+  /// The transactions of the system that have not been ended.
+  std::size_t openTransactions() const;
+  /// Whether another program has reset the card of a connection, which has taken no note of it yet.
+  bool wasReset(platform::SCARDHANDLE connection) const;
   /// The protocol that the last transmission named.
   std::uint32_t lastProtocol() const;
 
@@ -69,7 +84,12 @@ class Readers {
                         std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
                         std::uint32_t& protocol);
   std::uint32_t disconnect(platform::SCARDHANDLE connection);
-  std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state, Bytes& atr) const;
+  /// Takes note of a reset, like `beginTransaction`.
+  std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state,
+                       std::uint32_t& protocol, Bytes& atr);
+  std::uint32_t atr(platform::SCARDHANDLE connection, Bytes& atr);
+  std::uint32_t beginTransaction(platform::SCARDHANDLE connection);
+  std::uint32_t endTransaction(platform::SCARDHANDLE connection);
   std::uint32_t transmit(platform::SCARDHANDLE connection, std::uint32_t protocol,
                          const Bytes& command, Bytes& response);
   std::vector<std::u16string> usbPaths() const;
@@ -80,6 +100,7 @@ class Readers {
     explicit InsertedCard(const Card& inserted) : card(inserted) {}
     std::mutex exchange;  ///< One command at a time.
     Card card;
+    platform::SCARDHANDLE holder = 0;  ///< The connection with a transaction; 0: none.
   };
   struct Reader {
     std::string name;
@@ -91,16 +112,29 @@ class Readers {
     platform::SCARDCONTEXT context;
     std::weak_ptr<Reader> reader;
     std::shared_ptr<InsertedCard> card;
+    bool wasReset = false;  ///< By another program, since this one last took note.
   };
+  using Guard = std::unique_lock<std::mutex>;
+  /// What stands for the connection of another program.
+  static constexpr platform::SCARDHANDLE otherProgram = ~platform::SCARDHANDLE{0};
   enum class Service { Running, Stopped, Broken };
 
   void endConnections();
+  void forget(platform::SCARDHANDLE connection);
+  /// Waits, however long it takes, until no other connection has a transaction on the card. Gives
+  /// what then holds of the connection.
+  std::uint32_t awaitTurn(Guard& guard, platform::SCARDHANDLE connection,
+                          std::shared_ptr<InsertedCard>& card);
+  /// The same for another program and the card in the first reader. None: there is no card.
+  std::shared_ptr<InsertedCard> awaitOthersTurn(Guard& guard);
+  std::shared_ptr<Reader> findReader(const std::string& name) const;
   std::uint32_t checkContext(platform::SCARDCONTEXT context) const;
   std::uint32_t checkConnection(platform::SCARDHANDLE connection,
                                 std::shared_ptr<InsertedCard>& card) const;
   Exchange exchange(platform::SCARDHANDLE connection, InsertedCard& card, const Bytes& command);
 
   mutable std::mutex mutex_;  ///< Guards all of the following; never held during an exchange.
+  std::condition_variable changed_;  ///< A transaction, a card, a reader or the service has ended.
   Service service_ = Service::Running;
   bool usbShown_ = true;
   bool heldExclusively_ = false;

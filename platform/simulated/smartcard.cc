@@ -88,14 +88,31 @@ std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition) {
   return world().readers.disconnect(card);
 }
 
-std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint8_t* atr,
-                           std::uint32_t& atrLength) {
+std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
+                           std::uint8_t* atr, std::uint32_t& atrLength) {
   if (const auto code = world().faults.take("SCardStatusA")) {
     return *code;
   }
   Bytes value;
-  const std::uint32_t result = world().readers.status(card, state, value);
+  const std::uint32_t result = world().readers.status(card, state, activeProtocol, value);
   return result == SCARD_S_SUCCESS ? give(value, atr, atrLength) : result;
+}
+
+std::uint32_t SCardBeginTransaction(SCARDHANDLE card) {
+  if (const auto code = world().faults.take("SCardBeginTransaction")) {
+    return *code;
+  }
+  return world().readers.beginTransaction(card);
+}
+
+std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition) {
+  if (const auto code = world().faults.take("SCardEndTransaction")) {
+    return *code;
+  }
+  if (disposition != SCARD_LEAVE_CARD) {
+    return refuse("SCardEndTransaction", "other programs share the card", SCARD_E_INVALID_VALUE);
+  }
+  return world().readers.endTransaction(card);
 }
 
 std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,
@@ -126,8 +143,7 @@ std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t attribute, std::uin
     return refuse("SCardGetAttrib", "unknown attribute", SCARD_E_INVALID_VALUE);
   }
   Bytes atr;
-  std::uint32_t state = 0;
-  const std::uint32_t result = world().readers.status(card, state, atr);
+  const std::uint32_t result = world().readers.atr(card, atr);
   return result == SCARD_S_SUCCESS ? give(atr, value, length) : result;
 }
 

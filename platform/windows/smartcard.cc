@@ -11,6 +11,20 @@ std::uint32_t toCode(LONG result) {
   return static_cast<std::uint32_t>(result);
 }
 
+/// Calls again after each reset by another program, of which PC/SC wants note to be taken.
+template <typename Call>
+LONG pastResets(SCARDHANDLE card, Call call) {
+  constexpr int mostResets = 10;  // Somebody has to be quick for a second one.
+  LONG result = call();
+  for (int i = 0; i < mostResets && toCode(result) == SCARD_W_RESET_CARD; ++i) {
+    DWORD protocol = 0;
+    ::SCardReconnect(static_cast<::SCARDHANDLE>(card), SCARD_SHARE_SHARED,
+                     SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, SCARD_LEAVE_CARD, &protocol);
+    result = call();
+  }
+  return result;
+}
+
 }  // namespace
 
 std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context) {
@@ -52,16 +66,31 @@ std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition) {
   return toCode(::SCardDisconnect(static_cast<::SCARDHANDLE>(card), disposition));
 }
 
-std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint8_t* atr,
-                           std::uint32_t& atrLength) {
+std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
+                           std::uint8_t* atr, std::uint32_t& atrLength) {
   DWORD nativeState = 0;
   DWORD protocol = 0;
-  DWORD nativeLength = atrLength;
-  const LONG result = ::SCardStatusA(static_cast<::SCARDHANDLE>(card), nullptr, nullptr,
-                                     &nativeState, &protocol, atr, &nativeLength);
+  DWORD nativeLength = 0;
+  const LONG result = pastResets(card, [&] {
+    nativeLength = atrLength;
+    return ::SCardStatusA(static_cast<::SCARDHANDLE>(card), nullptr, nullptr, &nativeState,
+                          &protocol, atr, &nativeLength);
+  });
+  if (result == SCARD_S_SUCCESS) {
+    activeProtocol = protocol;
+  }
   state = nativeState;
   atrLength = nativeLength;
   return toCode(result);
+}
+
+std::uint32_t SCardBeginTransaction(SCARDHANDLE card) {
+  return toCode(
+      pastResets(card, [&] { return ::SCardBeginTransaction(static_cast<::SCARDHANDLE>(card)); }));
+}
+
+std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition) {
+  return toCode(::SCardEndTransaction(static_cast<::SCARDHANDLE>(card), disposition));
 }
 
 std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,
