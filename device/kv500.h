@@ -5,9 +5,11 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "device/device.h"
 #include "device/pcsc_channel.h"
+#include "device/request_log.h"
 #include "device/settings.h"
 #include "frontend/response.h"
 #include "platform/threading.h"
@@ -51,6 +53,7 @@ class KV500 final : public Device, private Settings {
   void reportToUser(const std::string& text);
 
   // Requests: kv500_requests.cc.
+  bool isUserAllowed(const TcpSocket& client) const;
   void handleRequest(const std::string& text, TcpSocket& client);
   void runAction(const std::string& action, TcpSocket& client, bool isHead);
   void writeResponse(TcpSocket& client, bool isHead, const ActionResult& result,
@@ -93,6 +96,7 @@ class KV500 final : public Device, private Settings {
   std::string serialNumber GUARDED_BY(deviceLock);
   Thread cardCheckThread;
   std::atomic<bool> stopRequested = false;
+  RequestLog requestLog;
 };
 
 }  // namespace kv500

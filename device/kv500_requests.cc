@@ -1,8 +1,9 @@
 // From the accepted connection to the action, and the answers on their way out.
 #include "device/kv500.h"
+#include "frontend/allowed_hosts.h"
 #include "frontend/http_request.h"
 #include "frontend/tcp_socket.h"
-#include "support/log.h"
+#include "support/active_session.h"
 
 namespace kv500 {
 
@@ -11,20 +12,33 @@ void KV500::handleConnection(TcpSocket& client) {
   if (!client.receive(text)) {
     return;
   }
+  if (onlyActiveUser && !isUserAllowed(client)) {
+    requestLog.write("User not allowed!");
+    return;
+  }
   try {
     handleRequest(text, client);
   } catch (const std::string& failure) {
-    logMessage("Exception: " + failure, "");
+    requestLog.write("Exception: " + failure);
   } catch (...) {
     // Without a text there is nothing to say; the client sees the connection closed.
   }
 }
 
+bool KV500::isUserAllowed(const TcpSocket& client) const {
+  const auto user = client.peerUser();
+  return user && isAtTheScreen(*user);
+}
+
 void KV500::handleRequest(const std::string& text, TcpSocket& client) {
   const HttpRequest request(text);
+  if (!allowedHosts.empty() && !isHostAllowed(request.hosts(), allowedHosts)) {
+    requestLog.write("Host not allowed!");
+    return;
+  }
   const std::string method = request.method();
   if (method != "GET" && method != "HEAD" && method != "OPTIONS") {
-    logMessage("Only HTTP GET, HEAD and OPTIONS supported!\n", "");
+    requestLog.write("Only HTTP GET, HEAD and OPTIONS supported!\n");
     return;
   }
   if (method == "OPTIONS") {

@@ -38,6 +38,7 @@ void KV500::cardCheckLoop() {
     if (stopRequested) {
       return;
     }
+    requestLog.reportDropped();
     const ScopedLock guard(deviceLock);
     updateCardState();
     if (!cardConnected) {

@@ -122,5 +122,78 @@ TEST_F(RequestsTest, AReadThatFailsGetsNoAnswerAndNoLine) {
   EXPECT_EQ(logTexts(), "### Service started! ###\n");
 }
 
+TEST_F(RequestsTest, WhoMayNotAskGetsAClosedConnection) {
+  const std::string good = "GET /?action=status HTTP/1.1\r\nHost: localhost:1\r\n\r\n";
+  const std::string both = "AllowHost=localhost\nOnlyActiveUser=yes";
+  const std::string noHost = "Host not allowed!\n";
+  const std::string noUser = "User not allowed!\n";
+  const std::string badValue = "Invalid value for 'OnlyActiveUser' in config.txt!\n";
+  const struct {
+    std::string config, user, failing, request, log;
+  } rows[] = {
+      {"", "other", "", "GET / HTTP/1.1\r\nHost: evil.example\r\n", ""},
+      {"AllowHost=\nOnlyActiveUser=no", "other", "", "GET / HTTP/1.1\r\n", ""},
+      {both, "person", "", good, ""},
+      {both, "system", "listSessions", good, ""},
+      {both, "person", "", "GET / HTTP/1.1\r\n\r\n", noHost},
+      {both, "person", "", "OPTIONS * HTTP/1.1\r\nHost: evil.example\r\n", noHost},
+      {both, "person", "", "\r\n", noHost},
+      {both, "other", "", good, noUser},
+      {both, "other", "", "not understood", noUser},
+      {both, "person", "peerUser", good, noUser},
+      {both, "person", "sessionUser", good, noUser},
+      {both, "person", "listSessions", good, noUser},
+      {"OnlyActiveUser=1", "other", "", good, badValue},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.config + row.user + row.failing + row.request);
+    simulated::resetWorld();
+    world().programPath = (folder / "program").u16string();
+    writeFile("log.txt", "");
+    writeFile("config.txt", row.config);
+    makeDevice();
+    world().sessions.setPeerUser(row.user);
+    if (!row.failing.empty()) {
+      world().faults.fail(row.failing);
+    }
+    const bool isAllowed = row.log.empty() || row.log == badValue;
+    EXPECT_EQ(answerTo(row.request).empty(), !isAllowed);
+    EXPECT_EQ(logTexts(), "### Service started! ###\n" + row.log);
+  }
+}
+
+TEST_F(RequestsTest, WhatRequestsPutIntoTheLogIsBoundedInBytes) {
+  constexpr std::int64_t minute = 60'000;
+  world().clockTime = 0;
+  openLog();
+  RequestLog log;
+  const std::string line(99'976, 'x');  // 100,000 bytes in the file.
+  const auto write = [&](std::int64_t tick, int count) {
+    world().clockTime = tick;
+    const auto before = readFile("log.txt").size();
+    for (int i = 0; i < count; ++i) {
+      log.write(line);
+    }
+    return (readFile("log.txt").size() - before) / 100'000;
+  };
+  EXPECT_EQ(write(0, 12), 10u) << "1 MB at once";
+  EXPECT_EQ(write(6 * minute - 1, 1), 0u);
+  EXPECT_EQ(write(6 * minute, 2), 1u) << "1 MB an hour";
+  logMessage("not from a request", "");
+  EXPECT_EQ(write(10'000 * minute, 11), 10u) << "never more than that at once";
+  log.reportDropped();
+  world().clockTime = 10'005 * minute;
+  log.write(std::string(100, '\n'));
+  std::string texts = logTexts();
+  texts.erase(std::remove(texts.begin(), texts.end(), 'x'), texts.end());
+  const auto told = [](int count) {
+    return "Too much to log from requests: " + std::to_string(count) + " line" +
+           (count == 1 ? "" : "s") + " dropped\n";
+  };
+  EXPECT_EQ(texts, "### Service started! ###\n" + std::string(10, '\n') + told(1) + told(2) +
+                       "\nnot from a request\n" + told(1) + std::string(10, '\n') + told(1) +
+                       std::string(101, '\n'));
+}
+
 }  // namespace
 }  // namespace kv500

@@ -1,5 +1,7 @@
 #include "device/settings.h"
 
+#include "frontend/allowed_hosts.h"
+
 namespace kv500 {
 namespace {
 
@@ -38,9 +40,15 @@ std::vector<std::string> readSettings(const ConfigFile& config, Settings& settin
   if (!readSwitch(config, "AppendCardId", settings.appendCardId)) {
     bad.emplace_back("AppendCardId");
   }
+  if (!readSwitch(config, "OnlyActiveUser", settings.onlyActiveUser)) {
+    bad.emplace_back("OnlyActiveUser");
+  }
   config.getString("URL", settings.url);
   config.getString("BrowserCommand", settings.browserCommand);
   config.getString("AllowOrigin", settings.allowOrigin);
+  std::string hosts;
+  config.getString("AllowHost", hosts);
+  settings.allowedHosts = parseHostList(hosts);
   return bad;
 }
 

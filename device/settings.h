@@ -18,11 +18,13 @@ struct Settings {
   bool callBrowser = false;
   bool appendCardId = false;
   std::string browserCommand;
+  std::vector<std::string> allowedHosts;  ///< AllowHost; none stands for every name.
+  bool onlyActiveUser = false;
 };
 
 /// The names of all settings, in the order in which the file that is installed has them.
 inline const std::vector<std::string> settingNames = {
-    "Port", "AllowOrigin", "CallBrowser", "BrowserCommand", "URL", "AppendCardId"};
+    "Port", "AllowOrigin", "CallBrowser", "BrowserCommand", "URL", "AppendCardId", "AllowHost", "OnlyActiveUser"};
 
 /// Puts what the file sets into `settings`, which leaves the rest as it is. Gives the names of the
 /// settings with bad values, in the order in which they are reported. Any thread.

@@ -75,7 +75,11 @@ void HttpRequest::parseHeaderLine(std::string_view line) {
   std::string lowerCased(line.substr(0, nameEnd));
   std::transform(lowerCased.begin(), lowerCased.end(), lowerCased.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  headers_[lowerCased] = withoutLeadingSpace(line.substr(nameEnd + 1));
+  const std::string value(withoutLeadingSpace(line.substr(nameEnd + 1)));
+  headers_[lowerCased] = value;
+  if (lowerCased == "host") {
+    hosts_.push_back(value);
+  }
 }
 
 std::map<std::string, std::string> parseQueryParameters(const std::string& query) {

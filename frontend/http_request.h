@@ -9,6 +9,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kv500 {
 
@@ -26,12 +27,15 @@ class HttpRequest {
   std::string target() const { return target_; }
   /// The header lines: names in lower case, the last of several lines with one name.
   const std::map<std::string, std::string>& headers() const { return headers_; }
+  /// The values of all header lines named Host, in their order.
+  const std::vector<std::string>& hosts() const { return hosts_; }
 
  private:
   void parseRequestLine(std::string_view line);
   void parseHeaderLine(std::string_view line);
 
   std::map<std::string, std::string> headers_;
+  std::vector<std::string> hosts_;
   std::string method_;
   std::string target_;
 };

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "platform/users.h"
 #include "support/lock.h"
 
 namespace kv500 {
@@ -120,6 +121,10 @@ bool TcpSocket::send(const std::string& text) {
     offset += static_cast<std::size_t>(taken);
   } while (offset < text.size());
   return true;
+}
+
+std::optional<std::string> TcpSocket::peerUser() const {
+  return platform::peerUser(socket);
 }
 
 void TcpSocket::handOver(TcpSocket& target) {

@@ -3,6 +3,7 @@
 #define KV500_FRONTEND_TCP_SOCKET_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/sockets.h"
@@ -40,6 +41,9 @@ class TcpSocket {
 
   /// Sends the whole text. False if there is no socket or the peer takes no more.
   bool send(const std::string& text);
+
+  /// The user whose program is at the other end. None if that can't be found out.
+  std::optional<std::string> peerUser() const;
 
   /// Gives the socket to `target`, which has none; this one has none afterwards.
   void handOver(TcpSocket& target);

@@ -52,8 +52,8 @@ class AppendStream {
   std::intptr_t file_ = -1;
 };
 
-/// Shows a text to the person who has started the program by hand, where programs are started from
-/// a terminal; nothing elsewhere.
+/// Shows a text to whoever has started the program, where programs are started from a terminal or
+/// have a journal of what they say; nothing elsewhere.
 void tellStarter(const std::string& text);
 
 /// Runs a command and waits for its end; 0 if it succeeded. The one command of the system is

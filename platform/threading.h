@@ -35,7 +35,8 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument);
 
 /// Makes a mutex of that name, held by this process until the handle is closed or the process
 /// ends. 0 on failure. If another holder has it the handle is valid all the same and GetLastError
-/// gives ERROR_ALREADY_EXISTS.
+/// gives ERROR_ALREADY_EXISTS. On Linux a process that no service manager has started looks for
+/// another holder and does not hold it itself.
 HANDLE CreateMutexA(bool initialOwner, const char* name);
 
 /// Closes a handle of any of the kinds above.

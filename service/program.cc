@@ -1,5 +1,6 @@
 #include "service/program.h"
 
+#include "platform/program.h"
 #include "platform/sessions.h"
 #include "service/service_host.h"
 #include "support/log.h"
@@ -14,9 +15,12 @@ int runProgram() {
     }
     runService("KV500Service");
     return 0;
+  } catch (const std::string& text) {
+    platform::tellStarter(text);
   } catch (...) {
-    return 1;
+    platform::tellStarter("Unhandled exception");
   }
+  return 1;
 }
 
 }  // namespace kv500

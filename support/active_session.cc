@@ -1,6 +1,7 @@
 #include "support/active_session.h"
 
 #include "platform/sessions.h"
+#include "platform/users.h"
 
 namespace kv500 {
 
@@ -11,6 +12,14 @@ std::optional<std::uint32_t> findActiveSession() {
     }
   }
   return std::nullopt;
+}
+
+bool isAtTheScreen(const std::string& user) {
+  if (user == platform::systemUser) {
+    return true;
+  }
+  const auto session = findActiveSession();
+  return session && platform::sessionUser(*session) == user;
 }
 
 }  // namespace kv500

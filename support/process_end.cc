@@ -7,6 +7,16 @@
 
 namespace kv500 {
 
+namespace {
+
+[[noreturn]] void endAfter(const std::string& text) {
+  logMessage(text, "");
+  platform::tellStarter(text);
+  endProcess(1);
+}
+
+}  // namespace
+
 void endProcess(int exitCode) {
   platform::ExitProcess(static_cast<std::uint32_t>(exitCode));
 }
@@ -16,12 +26,11 @@ void endProcessOnFailure(const std::function<void()>& work) {
     work();
     return;
   } catch (const std::string& text) {
-    logMessage(text, "");
+    endAfter(text);
   } catch (...) {
     // Whatever text it holds is a library's and has no place in this log.
-    logMessage("Unhandled exception", "");
+    endAfter("Unhandled exception");
   }
-  endProcess(1);
 }
 
 }  // namespace kv500

@@ -15,6 +15,7 @@
 #include "platform/linux/session_program.h"
 #include "platform/linux/session_user.h"
 #include "platform/posix/handle_object.h"
+#include "platform/users.h"
 
 namespace platform {
 namespace {
@@ -23,6 +24,8 @@ using linux_sessions::SessionUser;
 
 constexpr std::uint32_t otherState =
     4;  // WTSDisconnected, for any state that isn't the active one.
+constexpr const char* firstSeat =
+    "seat0";  // That of the machine's own screen, which always exists.
 
 // logind's names of sessions are numbers; where the kernel's audit gives none, "c" and a number.
 constexpr std::uint32_t ownNumbering = 0x80000000;
@@ -50,7 +53,14 @@ std::string take(char* text) {
   return result;
 }
 
-/// A person works in the session at this machine's own screen.
+/// The screen and keyboard at which the session is. Empty: a terminal without them, such as ssh's.
+std::string seatOf(const std::string& session) {
+  char* seat = nullptr;
+  ::sd_session_get_seat(session.c_str(), &seat);
+  return take(seat);
+}
+
+/// A person works in the session at a screen of this machine.
 bool isActive(const std::string& session) {
   char* state = nullptr;
   char* sessionClass = nullptr;
@@ -58,7 +68,8 @@ bool isActive(const std::string& session) {
   ::sd_session_get_class(session.c_str(), &sessionClass);
   const bool inUse = take(state) == "active";
   const bool isPersons = take(sessionClass) == "user";
-  return inUse && isPersons && ::sd_session_is_remote(session.c_str()) == 0;
+  return inUse && isPersons && !seatOf(session).empty() &&
+         ::sd_session_is_remote(session.c_str()) == 0;
 }
 
 bool isWithinReach(const std::string& session) {
@@ -80,6 +91,13 @@ using Environment = std::vector<std::string>;
 
 }  // namespace
 
+std::optional<std::string> sessionUser(std::uint32_t session) {
+  ::uid_t user = 0;
+  return ::sd_session_get_uid(toSession(session).c_str(), &user) < 0
+             ? std::nullopt
+             : std::optional(std::to_string(user));
+}
+
 bool canReachOtherSessions() {
   return ::geteuid() == 0;
 }
@@ -98,8 +116,11 @@ std::vector<Session> listSessions() {
     }
   }
   std::free(names);
+  const auto place = [](const Session& session) {
+    return std::pair(seatOf(toSession(session.id)) != firstSeat, session.id);
+  };
   std::sort(sessions.begin(), sessions.end(),
-            [](const Session& a, const Session& b) { return a.id < b.id; });
+            [&place](const Session& a, const Session& b) { return place(a) < place(b); });
   return sessions;
 }
 

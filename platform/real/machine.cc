@@ -56,9 +56,6 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
 bool CloseHandle(HANDLE handle) {
   return host::CloseHandle(handle);
 }
-HANDLE CreateMutexA(bool, const char* name) {
-  return host::createNamedMutex(name);
-}
 
 std::int64_t clock() {
   return host::elapsedMilliseconds();

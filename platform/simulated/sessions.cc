@@ -51,6 +51,16 @@ void Sessions::show(const Notice& notice) {
   released_.wait(guard, [this] { return !noticesHeld_; });  // A person may take any time.
 }
 
+void Sessions::setPeerUser(const std::string& name) {
+  const std::lock_guard guard(mutex_);
+  peerUser_ = name;
+}
+
+std::string Sessions::peerUser() const {
+  const std::lock_guard guard(mutex_);
+  return peerUser_;
+}
+
 void Sessions::setLauncher(std::function<bool(const std::string&)> launcher) {
   const std::lock_guard guard(mutex_);
   launcher_ = std::move(launcher);

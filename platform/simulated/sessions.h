@@ -39,6 +39,11 @@ class Sessions {
   /// Shows a box and returns when it has been answered.
   void show(const Notice& notice);
 
+  /// The user of every session, and whose programs the clients are: that user's unless set.
+  static inline const std::string user = "person";
+  void setPeerUser(const std::string& name);
+  std::string peerUser() const;
+
   /// Starts a program; true if it runs. Unless set, programs are only noted down, in
   /// `startedPrograms`.
   void setLauncher(std::function<bool(const std::string& commandLine)> launcher);
@@ -49,6 +54,7 @@ class Sessions {
   mutable std::mutex mutex_;
   std::condition_variable released_;
   std::vector<platform::Session> sessions_;
+  std::string peerUser_ = user;
   std::vector<Notice> notices_;
   std::vector<std::string> programs_;
   std::function<void(const Notice&)> noticeObserver_;

@@ -25,4 +25,8 @@ void ExitProcess(std::uint32_t exitCode) {
   std::abort();  // Never reached: a process may always end itself.
 }
 
+HANDLE CreateMutexA(bool, const char* name) {
+  return host::createNamedMutex(name);
+}
+
 }  // namespace platform

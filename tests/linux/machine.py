@@ -195,9 +195,10 @@ class Machine(Service):
 
     def log_in(self, session="1", user=USER_ID, **changes):
         facts = {"UID": user, "USER": USER, "ACTIVE": 1, "STATE": "active", "REMOTE": 0,
-                 "TYPE": "x11", "CLASS": "user", "DISPLAY": ":7", "LEADER": 1} | changes
+                 "TYPE": "x11", "CLASS": "user", "DISPLAY": ":7", "LEADER": 1,
+                 "SEAT": "seat0"} | changes
         pathlib.Path("/run/systemd/sessions", session).write_text(
-            "".join(f"{name}={value}\n" for name, value in facts.items()))
+            "".join(f"{name}={value}\n" for name, value in facts.items() if value is not None))
 
     def start_desktop(self, user=USER_ID, **variables):
         """A program of a user's with a display, as any desktop has it."""

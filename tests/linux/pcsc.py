@@ -43,6 +43,16 @@ class Card:
              ctypes.c_ulong(len(command)), None, response, ctypes.byref(length))
         return response.raw[:length.value]
 
+    def begin(self):
+        call("SCardBeginTransaction", self.handle)
+
+    def end(self):
+        call("SCardEndTransaction", self.handle, ctypes.c_ulong(LEAVE_CARD))
+
+    def reset(self):
+        call("SCardReconnect", self.handle, ctypes.c_ulong(SHARE_SHARED), ctypes.c_ulong(3),
+             ctypes.c_ulong(RESET_CARD), ctypes.byref(ctypes.c_ulong()))
+
     def close(self, disposition=LEAVE_CARD):
         call("SCardDisconnect", self.handle, ctypes.c_ulong(disposition))
         call("SCardReleaseContext", self.context)

@@ -1,13 +1,16 @@
 """Start and end of the service: systemd's notify protocol, signals, the one instance."""
 import os
+import pathlib
+import shutil
 import signal
+import socket
 import subprocess
 import threading
 import time
 
 from isolation import GROUP_ID, USER_ID, run_isolated
 from machine import MachineTest
-from common import CARD, STARTED, read_answer, wait_until
+from common import CARD, DEFAULT_PORT, STARTED, read_answer, wait_until
 
 REACH = "Started as an ordinary user: the sessions of other users are out of reach"
 
@@ -63,15 +66,69 @@ class LifeTest(MachineTest):
 
     def test_a_second_instance_leaves_the_first_alone(self):
         self.machine.start_service()
-        second = subprocess.run([self.machine.folder / "KV500Service"], timeout=5,
-                                env={"NOTIFY_SOCKET": str(self.machine.base / "notify")})
-        self.assertEqual(second.returncode, 1)
-        self.assertEqual(self.machine.log(), 2 * [STARTED])
+        self.assertEqual(self.refusal(), "Service already running")
+        self.assertEqual(self.refusal(by_hand=True), "Service already running")
+        self.assertEqual(self.machine.log(), 3 * [STARTED])
         self.assertTrue(self.machine.ask("status"))
         # A killed instance leaves nothing behind that stops the next one.
         self.machine.service.kill()
         self.machine.service.wait()
         self.machine.start_service()
+
+    def refusal(self, by_hand=False):
+        """What the journal gets of a start that ends with status 1."""
+        notify = {} if by_hand else {"NOTIFY_SOCKET": str(self.machine.base / "notify")}
+        result = subprocess.run([self.machine.folder / "KV500Service"], timeout=5, text=True,
+                                env=notify, capture_output=True)
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        return result.stderr.removesuffix("\n")
+
+    def test_a_taken_port(self):
+        with socket.create_server(("127.0.0.1", DEFAULT_PORT)):
+            self.assertEqual(self.refusal(), "Could not open port")
+        self.assertEqual(self.machine.notify.recv(100), b"READY=1")
+        # The same port of an address that the service does not listen on.
+        with socket.create_server(("::1", DEFAULT_PORT), family=socket.AF_INET6):
+            self.machine.start_service()
+
+    def test_what_lies_in_the_way_of_the_name(self):
+        name = "KV500Service_SingleInstance_0KV500Service"
+        lock = pathlib.Path("/run/kv500service", name)
+        shutil.rmtree(lock.parent, ignore_errors=True)
+        self.addCleanup(shutil.rmtree, lock.parent)
+        lock.parent.mkdir()
+
+        def foreign(path):
+            path.touch(0o600)
+            os.chown(path, USER_ID, GROUP_ID)
+
+        for make in [foreign, pathlib.Path.mkdir, os.mkfifo, lambda path: path.symlink_to("/srv/x"),
+                     lambda path: path.touch(0o644)]:
+            make(lock)
+            first, last = self.refusal().split("\n")
+            self.assertIn(str(lock), first)
+            self.assertEqual(last, "Could not create mutex")
+            lock.rmdir() if lock.is_dir() else lock.unlink()
+        lock.parent.chmod(0o777)
+        self.assertIn("Could not create mutex", self.refusal())
+        lock.parent.chmod(0o755)
+        # Any user can take an abstract name.
+        with socket.socket(socket.AF_UNIX) as squatter:
+            squatter.bind("\0" + name)
+            self.machine.start_service()
+
+    def test_a_box_of_a_start_by_hand_does_not_keep_the_service_from_starting(self):
+        self.machine.log_in()
+        self.machine.script(self.machine.bin / "zenity", "#!/bin/sh\nexec sleep 60\n")
+        self.machine.start_desktop()
+        path = {"PATH": f"{self.machine.bin}:/usr/bin:/bin"}
+        with subprocess.Popen([self.machine.folder / "KV500Service"], env=path,
+                              stderr=subprocess.DEVNULL) as by_hand:
+            wait_until(lambda: b"sleep 60" in subprocess.run(
+                ["ps", "ax"], capture_output=True, check=True).stdout, "the box", 3)
+            self.machine.start_service()
+            self.assertIsNone(by_hand.poll())
+            by_hand.kill()
 
     def test_started_by_hand(self):
         result = subprocess.run([self.machine.folder / "KV500Service"], capture_output=True,

@@ -123,6 +123,8 @@ class SessionTest(MachineTest):
             "not in front": ([dict(STATE="online")], None),
             "nobody's": ([dict(user=77777)], None),
             "second of two": ([dict(STATE="online"), dict(session="c2", DISPLAY=":2")], ":2"),
+            "pseudo terminal": ([dict(SEAT=None)], None),
+            "this machine's screen": ([dict(SEAT="seat1"), dict(session="c2", DISPLAY=":2")], ":2"),
             # The first by its number, in whatever order they are listed.
             "first of four": ([dict(session=name, DISPLAY=f":{name}") for name in
                                ["c1", "9", "8", "10"]], ":8"),

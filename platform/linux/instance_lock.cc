@@ -1,0 +1,87 @@
+// The named mutex as a lock on a file in a folder that no other user can write: /run/kv500service,
+// which the unit has systemd make for root, and the user's own folder in /run/user for an ordinary
+// user. The kernel gives a lock free when its process ends, in whatever way.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/posix/handle_object.h"
+#include "platform/program.h"
+#include "platform/threading.h"
+
+namespace platform {
+namespace {
+
+class Descriptor : public posix::HandleObject {
+ public:
+  explicit Descriptor(int file) : file(file) {}
+  ~Descriptor() override {
+    if (file >= 0) {
+      ::close(file);
+    }
+  }
+  const int file;
+};
+
+std::string lockFolder() {
+  return ::geteuid() == 0 ? "/run/kv500service" : "/run/user/" + std::to_string(::geteuid());
+}
+
+/// Whether this user alone can open the file, or enter the folder's names: with an open file
+/// anybody can take the lock.
+bool isOwn(int file, ::mode_t type, ::mode_t othersRights) {
+  struct ::stat status;
+  return ::fstat(file, &status) == 0 && (status.st_mode & S_IFMT) == type &&
+         status.st_uid == ::geteuid() && (status.st_mode & othersRights) == 0;
+}
+
+/// Opens the lock's file, made if absent. Negative, after a word to the journal, if something else
+/// is in its place.
+int openLockFile(const std::string& name) {
+  const std::string path = lockFolder();
+  ::mkdir(path.c_str(), 0755);  // Usually systemd has made it.
+  const Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const int file = folder.file < 0
+                       ? -1
+                       : ::openat(folder.file, name.c_str(),
+                                  O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+  const std::string cause = file < 0 ? std::strerror(errno) : "not this user's alone";
+  if (file >= 0 && isOwn(folder.file, S_IFDIR, S_IWGRP | S_IWOTH) &&
+      isOwn(file, S_IFREG, S_IRWXG | S_IRWXO)) {
+    return file;
+  }
+  const Descriptor closed(file);
+  tellStarter("The lock " + path + "/" + name + " can't be used: " + cause);
+  return -1;
+}
+
+}  // namespace
+
+HANDLE CreateMutexA(bool, const char* name) {
+  auto lock = std::make_unique<Descriptor>(openLockFile(name));
+  if (lock->file < 0) {
+    return 0;
+  }
+  struct ::flock whole {};
+  whole.l_type = F_WRLCK;
+  // A start by hand, which ends in a message box, only looks: it must not keep the service from
+  // starting for as long as the box stands.
+  const bool onlyLooks = std::getenv("NOTIFY_SOCKET") == nullptr;
+  // Locks of the open file, not of the process, which would lose them with any other descriptor.
+  const bool failed = ::fcntl(lock->file, onlyLooks ? F_OFD_GETLK : F_OFD_SETLK, &whole) != 0;
+  const bool isTaken =
+      failed ? errno == EAGAIN || errno == EACCES : onlyLooks && whole.l_type != F_UNLCK;
+  if (failed && !isTaken) {
+    return 0;
+  }
+  if (isTaken) {
+    SetLastError(ERROR_ALREADY_EXISTS);
+  }
+  return posix::toHandle(std::move(lock));
+}
+
+}  // namespace platform
