@@ -29,7 +29,8 @@ struct Session {
 /// Whether this process has the right to start programs in the sessions of other users.
 bool canReachOtherSessions();
 
-/// The sessions of this machine. Empty, too, if the list can't be had.
+/// The sessions of this machine, which may leave out those that are not active. Empty, too, if the
+/// list can't be had.
 std::vector<Session> listSessions();
 
 /// Shows a message box with an OK button in a session. Lengths are in bytes, two a character.

@@ -73,8 +73,8 @@ posix::ProcessStart inSession(const SessionUser& user, const std::vector<std::st
 
 }  // namespace
 
-bool isWithinReach(const SessionUser& user) {
-  return ::geteuid() == 0 || ::geteuid() == user.identity.user;
+bool isWithinReach(::uid_t user) {
+  return ::geteuid() == 0 || ::geteuid() == user;
 }
 
 bool startInSession(const SessionUser& user, const std::vector<std::string>& environment,

@@ -12,7 +12,7 @@ namespace platform::linux_sessions {
 using Arguments = std::vector<std::string>;  ///< The program first.
 
 /// Whether this process may start programs as that user: it is root, or that user.
-bool isWithinReach(const SessionUser& user);
+bool isWithinReach(::uid_t user);
 
 /// Starts a program as the user, with that environment, and does not wait for it. No shell is
 /// involved. True if it runs. Any thread.

@@ -140,19 +140,32 @@ Variables plainEnvironment(const SessionUser& user) {
   return variables;
 }
 
+/// An entry of the user database, and the texts that it points to.
+struct Account {
+  bool find(::uid_t id) {
+    ::passwd* found = nullptr;
+    return ::getpwuid_r(id, &entry, texts.data(), texts.size(), &found) == 0 && found != nullptr;
+  }
+  ::passwd entry{};
+  std::string texts = std::string(largestEntry, '\0');
+};
+
 }  // namespace
+
+bool hasAccount(::uid_t user) {
+  return Account().find(user);
+}
 
 std::optional<SessionUser> findSessionUser(const std::string& session) {
   ::uid_t id = 0;
   if (::sd_session_get_uid(session.c_str(), &id) < 0) {
     return std::nullopt;
   }
-  std::string buffer(largestEntry, '\0');
-  ::passwd entry{};
-  ::passwd* found = nullptr;
-  if (::getpwuid_r(id, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+  Account account;
+  if (!account.find(id)) {
     return std::nullopt;
   }
+  const ::passwd& entry = account.entry;
   const std::string name = entry.pw_name;
   return SessionUser{session,
                      {id, entry.pw_gid, groupsOf(name, entry.pw_gid)},

@@ -22,8 +22,6 @@ namespace {
 
 using linux_sessions::SessionUser;
 
-constexpr std::uint32_t otherState =
-    4;  // WTSDisconnected, for any state that isn't the active one.
 constexpr const char* firstSeat =
     "seat0";  // That of the machine's own screen, which always exists.
 
@@ -73,8 +71,9 @@ bool isActive(const std::string& session) {
 }
 
 bool isWithinReach(const std::string& session) {
-  const auto user = linux_sessions::findSessionUser(session);
-  return user && linux_sessions::isWithinReach(*user);
+  ::uid_t user = 0;
+  return ::sd_session_get_uid(session.c_str(), &user) >= 0 && linux_sessions::hasAccount(user) &&
+         linux_sessions::isWithinReach(user);
 }
 
 class Token : public posix::HandleObject {
@@ -110,14 +109,16 @@ std::vector<Session> listSessions() {
   std::vector<Session> sessions;
   for (char** name = names; name != nullptr && *name != nullptr; ++name) {
     const std::string session = take(*name);
+    // Asked before each request where that is wanted, so that what is dear comes last.
     const auto number = toNumber(session);
-    if (number && isWithinReach(session)) {
-      sessions.push_back({*number, isActive(session) ? WTSActive : otherState});
+    if (number && isActive(session) && isWithinReach(session)) {
+      sessions.push_back({*number, WTSActive});
     }
   }
   std::free(names);
-  const auto place = [](const Session& session) {
-    return std::pair(seatOf(toSession(session.id)) != firstSeat, session.id);
+  const auto place = [&sessions](const Session& session) {
+    // Nobody asks for the seat of one that has no rival.
+    return std::pair(sessions.size() > 1 && seatOf(toSession(session.id)) != firstSeat, session.id);
   };
   std::sort(sessions.begin(), sessions.end(),
             [&place](const Session& a, const Session& b) { return place(a) < place(b); });
@@ -128,7 +129,7 @@ bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t
                      const char16_t* message, std::uint32_t messageLength, std::uint32_t,
                      std::uint32_t, std::uint32_t& response, bool) {
   const auto user = linux_sessions::findSessionUser(toSession(session));
-  if (!user || !linux_sessions::isWithinReach(*user)) {
+  if (!user || !linux_sessions::isWithinReach(user->identity.user)) {
     return false;
   }
   constexpr std::uint32_t idOk = 1;
@@ -141,7 +142,7 @@ bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t
 
 bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
   const auto user = linux_sessions::findSessionUser(toSession(session));
-  if (!user || !linux_sessions::isWithinReach(*user)) {
+  if (!user || !linux_sessions::isWithinReach(user->identity.user)) {
     return false;
   }
   token = posix::toHandle(std::make_unique<Token>(*user));

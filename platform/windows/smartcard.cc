@@ -16,7 +16,7 @@ template <typename Call>
 LONG pastResets(SCARDHANDLE card, Call call) {
   constexpr int mostResets = 10;  // Somebody has to be quick for a second one.
   LONG result = call();
-  for (int i = 0; i < mostResets && toCode(result) == SCARD_W_RESET_CARD; ++i) {
+  for (int i = 0; i < mostResets && toCode(result) == toCode(SCARD_W_RESET_CARD); ++i) {
     DWORD protocol = 0;
     ::SCardReconnect(static_cast<::SCARDHANDLE>(card), SCARD_SHARE_SHARED,
                      SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, SCARD_LEAVE_CARD, &protocol);
