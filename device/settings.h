@@ -24,7 +24,8 @@ struct Settings {
 
 /// The names of all settings, in the order in which the file that is installed has them.
 inline const std::vector<std::string> settingNames = {
-    "Port", "AllowOrigin", "CallBrowser", "BrowserCommand", "URL", "AppendCardId", "AllowHost", "OnlyActiveUser"};
+    "Port",        "AllowOrigin",    "AllowHost", "OnlyActiveUser",
+    "CallBrowser", "BrowserCommand", "URL",       "AppendCardId"};
 
 /// Puts what the file sets into `settings`, which leaves the rest as it is. Gives the names of the
 /// settings with bad values, in the order in which they are reported. Any thread.
