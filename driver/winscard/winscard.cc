@@ -4,10 +4,12 @@
 // The world is told what to do through a text file that only grows while a process follows it, each
 // line a command of the simulator. Each process carries out all of its lines, so that all of them
 // see one world.
+#include <algorithm>
 #include <fstream>
 #include <mutex>
 #include <string>
 
+#include "platform/inspection.h"
 #include "platform/simulated/ledger.h"
 #include "platform/simulated/world.h"
 #include "platform/smartcard.h"
@@ -96,6 +98,18 @@ LONG WINAPI SCardReleaseContext(::SCARDCONTEXT context) {
 LONG WINAPI SCardListReadersA(::SCARDCONTEXT context, LPCSTR, LPSTR readers, LPDWORD length) {
   return inWorld(length, [&](std::uint32_t& seamLength) {
     return platform::SCardListReadersA(context, readers, seamLength);
+  });
+}
+
+LONG WINAPI SCardGetStatusChangeA(::SCARDCONTEXT context, DWORD, LPSCARD_READERSTATEA reader,
+                                  DWORD) {
+  return inWorld([&] {
+    platform::ReaderFacts facts;
+    const auto result = platform::inspectReader(context, reader->szReader, facts);
+    reader->dwEventState = facts.state;
+    reader->cbAtr = static_cast<DWORD>(facts.atr.size());
+    std::copy(facts.atr.begin(), facts.atr.end(), reader->rgbAtr);
+    return result;
   });
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/command_line.h"
+#include "platform/inspection.h"
 #include "platform/linux/dialog.h"
 #include "platform/linux/session_program.h"
 #include "platform/linux/session_user.h"
@@ -174,6 +175,21 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t,
   process = {posix::toHandle(std::make_unique<posix::HandleObject>()),
              posix::toHandle(std::make_unique<posix::HandleObject>())};
   return true;
+}
+
+SessionFacts inspectSession(std::uint32_t session) {
+  const std::string name = toSession(session);
+  SessionFacts facts;
+  facts.remote = ::sd_session_is_remote(name.c_str()) > 0;
+  if (const auto user = linux_sessions::findSessionUser(name)) {
+    facts.user = user->name;
+    const auto environment = linux_sessions::environmentOf(*user);
+    facts.startsPrograms =
+        std::any_of(environment.begin(), environment.end(), [](const std::string& variable) {
+          return variable.starts_with("DISPLAY=") || variable.starts_with("WAYLAND_DISPLAY=");
+        });
+  }
+  return facts;
 }
 
 }  // namespace platform

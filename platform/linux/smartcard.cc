@@ -3,6 +3,10 @@
 // daemon that has gone.
 #include "platform/smartcard.h"
 
+#include <algorithm>
+
+#include "platform/inspection.h"
+
 namespace platform {
 namespace {
 
@@ -166,6 +170,17 @@ std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t attribute, std::uin
   const auto result =
       resultOf(::SCardGetAttrib(toNativeCard(card), attribute, value, &nativeLength));
   length = static_cast<std::uint32_t>(nativeLength);
+  return result;
+}
+
+std::uint32_t inspectReader(SCARDCONTEXT context, const std::string& reader, ReaderFacts& facts) {
+  ::SCARD_READERSTATE state{};
+  state.szReader = reader.c_str();
+  const auto result = resultOf(::SCardGetStatusChange(toNative(context), 0, &state, 1));
+  if (result == SCARD_S_SUCCESS) {
+    facts.state = static_cast<std::uint32_t>(state.dwEventState & 0xFFFF);  // Above: events.
+    facts.atr.assign(state.rgbAtr, state.rgbAtr + std::min<::DWORD>(state.cbAtr, MAX_ATR_SIZE));
+  }
   return result;
 }
 

@@ -67,6 +67,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 struct Preparation {
   explicit Preparation(const ProcessStart& start)
       : identity(start.identity),
+        output(start.output),
         folder(start.folder),
         arguments(start.arguments),
         environment(start.environment ? *start.environment : ownEnvironment()),
@@ -83,6 +84,7 @@ struct Preparation {
   }
 
   const std::optional<Identity> identity;
+  const int output;
   const std::string folder;
   std::vector<std::string> arguments;
   std::vector<std::string> environment;
@@ -103,14 +105,17 @@ void useFreshSignals() {
 }
 
 /// Leaves /dev/null as the standard streams and the pipe's end behind them, which exec closes.
-bool useFreshDescriptors(int report) {
+bool useFreshDescriptors(int report, int output) {
   if (::dup3(report, reportDescriptor, O_CLOEXEC) < 0 && report != reportDescriptor) {
+    return false;
+  }
+  if (output >= 0 && ::dup2(output, STDOUT_FILENO) < 0) {
     return false;
   }
   ::closefrom(reportDescriptor + 1);
   const int null = ::open("/dev/null", O_RDWR);
   for (int stream = 0; stream < reportDescriptor; ++stream) {
-    if (::dup2(null, stream) < 0) {
+    if ((output < 0 || stream != STDOUT_FILENO) && ::dup2(null, stream) < 0) {
       return false;
     }
   }
@@ -147,7 +152,7 @@ void becomeProgram(const Preparation& preparation) {
 [[noreturn]] void runChild(const Preparation& preparation, int report, Owner owner) {
   ::setsid();  // The terminal's Ctrl-C is not for it.
   useFreshSignals();
-  if (useFreshDescriptors(report)) {
+  if (useFreshDescriptors(report, preparation.output)) {
     // A grandchild belongs to the system as soon as this process has ended.
     const ::pid_t program = owner == Owner::System ? ::_Fork() : 0;
     if (program > 0) {
@@ -234,6 +239,42 @@ int waitForProcess(::pid_t process, std::chrono::milliseconds limit) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + limit;
   return waitForProcess(process, [end] { return Clock::now() < end; });
+}
+
+std::optional<std::string> outputOf(const std::vector<std::string>& arguments,
+                                    std::chrono::milliseconds limit) {
+  constexpr std::size_t mostOutput = std::size_t{1} << 20;
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + limit;
+  int pipe[2];
+  if (::pipe2(pipe, O_CLOEXEC) != 0) {
+    return std::nullopt;
+  }
+  // Above the descriptors that the child sets up before it takes this one.
+  const int writeEnd = ::fcntl(pipe[1], F_DUPFD_CLOEXEC, reportDescriptor + 1);
+  ::close(pipe[1]);
+  ProcessStart start;
+  start.arguments = arguments;
+  start.output = writeEnd;
+  const auto process = startProcess(start);
+  ::close(writeEnd);
+  const auto left = [end] {
+    return static_cast<int>(std::max<std::int64_t>(
+        0, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count()));
+  };
+  std::string output;
+  char buffer[4096];
+  ::pollfd entry{pipe[0], POLLIN, 0};
+  while (process && output.size() < mostOutput && ::poll(&entry, 1, left()) == 1) {
+    const auto got = ::read(pipe[0], buffer, sizeof(buffer));
+    if (got <= 0) {
+      break;
+    }
+    output.append(buffer, static_cast<std::size_t>(got));
+  }
+  ::close(pipe[0]);
+  const bool isGood = process && waitForProcess(*process, std::chrono::milliseconds(left())) == 0;
+  return isGood ? std::optional(output) : std::nullopt;
 }
 
 }  // namespace platform::posix

@@ -24,6 +24,7 @@ struct ProcessStart {
   /// "NAME=value" each; its PATH is where the program is looked for. None: this process' own.
   std::optional<std::vector<std::string>> environment;
   std::optional<Identity> identity;  ///< None: this process' own.
+  int output = -1;                   ///< The descriptor of its standard output, above 3; -1: none.
   std::string folder;                ///< The working folder; empty: this process' own.
 };
 
@@ -43,6 +44,12 @@ int waitForProcess(::pid_t process, const std::function<bool()>& goOn);
 
 /// The same; the process is killed once `limit` is over.
 int waitForProcess(::pid_t process, std::chrono::milliseconds limit);
+
+/// Starts a program without changing who it runs as, and gives what it writes, 1 MiB at most. It is
+/// killed once `limit` is over. None if it can't be started or does not end with status 0. Any
+/// thread.
+std::optional<std::string> outputOf(const std::vector<std::string>& arguments,
+                                    std::chrono::milliseconds limit);
 
 }  // namespace platform::posix
 

@@ -195,6 +195,11 @@ bool Readers::wasReset(platform::SCARDHANDLE connection) const {
   return entry != connections_.end() && entry->second.wasReset;
 }
 
+bool Readers::isServiceRunning() const {
+  const std::lock_guard guard(mutex_);
+  return service_ == Service::Running;
+}
+
 std::uint32_t Readers::lastProtocol() const {
   const std::lock_guard guard(mutex_);
   return lastProtocol_;
@@ -240,6 +245,25 @@ std::uint32_t Readers::listReaders(platform::SCARDCONTEXT context, std::string& 
     list += reader->name + '\0';
   }
   list += '\0';
+  return platform::SCARD_S_SUCCESS;
+}
+
+std::uint32_t Readers::look(platform::SCARDCONTEXT context, const std::string& name,
+                            platform::ReaderFacts& facts) const {
+  const std::lock_guard guard(mutex_);
+  const std::uint32_t result = checkContext(context);
+  if (result != platform::SCARD_S_SUCCESS) {
+    return result;
+  }
+  const auto reader = findReader(name);
+  if (!reader) {
+    return platform::SCARD_E_UNKNOWN_READER;
+  }
+  const auto& card = reader->card;
+  facts.state = card ? platform::SCARD_STATE_PRESENT : platform::SCARD_STATE_EMPTY;
+  if (card) {
+    facts.atr = card->card.atr();
+  }
   return platform::SCARD_S_SUCCESS;
 }
 

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/inspection.h"
 #include "platform/simulated/card.h"
 #include "platform/smartcard.h"
 
@@ -72,6 +73,7 @@ class Readers {
   std::size_t openTransactions() const;
   /// Whether another program has reset the card of a connection, which has taken no note of it yet.
   bool wasReset(platform::SCARDHANDLE connection) const;
+  bool isServiceRunning() const;
   /// The protocol that the last transmission named.
   std::uint32_t lastProtocol() const;
 
@@ -80,6 +82,8 @@ class Readers {
   std::uint32_t establishContext(platform::SCARDCONTEXT& context);
   std::uint32_t releaseContext(platform::SCARDCONTEXT context);
   std::uint32_t listReaders(platform::SCARDCONTEXT context, std::string& list) const;
+  std::uint32_t look(platform::SCARDCONTEXT context, const std::string& name,
+                     platform::ReaderFacts& facts) const;
   std::uint32_t connect(platform::SCARDCONTEXT context, const std::string& name,
                         std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
                         std::uint32_t& protocol);

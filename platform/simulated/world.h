@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/simulated/faults.h"
+#include "platform/simulated/inspection.h"
 #include "platform/simulated/readers.h"
 #include "platform/simulated/service_manager.h"
 #include "platform/simulated/sessions.h"
@@ -25,6 +26,7 @@ struct World {
   Sessions sessions;
   ServiceManager serviceManager;
   Faults faults;
+  Inspection inspection;
 
   /// Goes in front of the names of named mutexes, so that each process has a world of its own; it
   /// is the process id unless set before they are made.

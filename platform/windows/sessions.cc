@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/inspection.h"
 #include "platform/win32/native.h"
 // Both need windows.h.
 #include <userenv.h>
@@ -76,6 +77,32 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t 
                              creationFlags, environment, nullptr, &startup, &native);
   process = {toSeam(native.hProcess), toSeam(native.hThread)};
   return started;
+}
+
+SessionFacts inspectSession(std::uint32_t session) {
+  constexpr USHORT console = 0;  // Any other client is a remote one.
+  SessionFacts facts;
+  wchar_t* text = nullptr;
+  DWORD size = 0;
+  if (::WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, ::WTSUserName, &text,
+                                    &size)) {
+    facts.user = textFromPath(reinterpret_cast<const char16_t*>(text));
+    ::WTSFreeMemory(text);
+  }
+  if (::WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, ::WTSClientProtocolType,
+                                    &text, &size)) {
+    facts.remote = size >= sizeof(USHORT) && *reinterpret_cast<const USHORT*>(text) != console;
+    ::WTSFreeMemory(text);
+  }
+  // A token is given out to LocalSystem alone; whoever else asks learns nothing from a refusal.
+  HANDLE token = 0;
+  if (WTSQueryUserToken(session, token)) {
+    facts.startsPrograms = true;
+    CloseHandle(token);
+  } else if (::GetLastError() == ERROR_NO_TOKEN) {
+    facts.startsPrograms = false;
+  }
+  return facts;
 }
 
 }  // namespace platform

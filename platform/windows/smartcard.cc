@@ -1,5 +1,8 @@
 #include "platform/smartcard.h"
 
+#include <algorithm>
+
+#include "platform/inspection.h"
 #include "platform/win32/native.h"
 // Needs windows.h.
 #include <winscard.h>
@@ -110,6 +113,18 @@ std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t attribute, std::uin
   const LONG result =
       ::SCardGetAttrib(static_cast<::SCARDHANDLE>(card), attribute, value, &nativeLength);
   length = nativeLength;
+  return toCode(result);
+}
+
+std::uint32_t inspectReader(SCARDCONTEXT context, const std::string& reader, ReaderFacts& facts) {
+  ::SCARD_READERSTATEA state{};
+  state.szReader = reader.c_str();
+  const LONG result = ::SCardGetStatusChangeA(static_cast<::SCARDCONTEXT>(context), 0, &state, 1);
+  if (result == SCARD_S_SUCCESS) {
+    facts.state = state.dwEventState & 0xFFFF;  // Above: a count of events.
+    facts.atr.assign(state.rgbAtr,
+                     state.rgbAtr + std::min<std::size_t>(state.cbAtr, sizeof(state.rgbAtr)));
+  }
   return toCode(result);
 }
 

@@ -4,23 +4,10 @@
 #include "platform/command_line.h"
 #include "platform/program.h"
 #include "platform/win32/native.h"
+#include "platform/windows/system_program.h"
 
 namespace platform {
 namespace {
-
-/// The path of a program in Windows' own folder. Empty if that can't be told.
-std::u16string systemProgram(const std::string& name) {
-  std::u16string path(MAX_PATH, u'\0');
-  const UINT length =
-      ::GetSystemDirectoryW(win32::toNative(path.data()), static_cast<UINT>(path.size()));
-  if (length == 0 || length >= path.size()) {
-    return {};
-  }
-  path.resize(length);
-  path += pathSeparator;
-  path.append(name.begin(), name.end());
-  return path + u".exe";
-}
 
 /// Whether a service runs, or is on its way there or back. False too if it can't be asked.
 bool isServiceAlive(const std::string& name) {

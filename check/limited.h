@@ -1,0 +1,71 @@
+// Work that may hang, on a thread of its own.
+#ifndef KV500_CHECK_LIMITED_H
+#define KV500_CHECK_LIMITED_H
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+namespace check {
+
+/// Work that has been started. Work that hangs stays behind until the process ends.
+template <typename Result>
+class Limited {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// Starts the work, which must own all that it uses. A failure that comes out of it counts as no
+  /// result, and so does a thread that can't be started.
+  explicit Limited(std::function<Result()> work) {
+    try {
+      std::thread([state = state_, work = std::move(work)] { run(*state, work); }).detach();
+    } catch (const std::system_error&) {
+      state_->ended = true;
+    }
+  }
+
+  /// The result, or none if there is none by then.
+  std::optional<Result> resultBy(Clock::time_point deadline) const {
+    std::unique_lock guard(state_->mutex);
+    state_->changed.wait_until(guard, deadline, [this] { return state_->ended; });
+    return state_->result;
+  }
+
+ private:
+  struct State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool ended = false;
+    std::optional<Result> result;
+  };
+
+  static void run(State& state, const std::function<Result()>& work) {
+    std::optional<Result> result;
+    try {
+      result = work();
+    } catch (...) {
+      // Memory has run out, or the system's library is out of order: nothing has been learned.
+    }
+    const std::lock_guard guard(state.mutex);
+    state.result = std::move(result);
+    state.ended = true;
+    state.changed.notify_all();
+  }
+
+  const std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+/// The result of work that gets so much time. None if it takes longer.
+template <typename Result>
+std::optional<Result> within(std::chrono::milliseconds limit, std::function<Result()> work) {
+  return Limited<Result>(std::move(work)).resultBy(Limited<Result>::Clock::now() + limit);
+}
+
+}  // namespace check
+
+#endif

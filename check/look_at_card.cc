@@ -1,0 +1,96 @@
+#include "check/limited.h"
+#include "check/looks.h"
+#include "check/pcsc_look.h"
+#include "check/texts.h"
+#include "platform/inspection.h"
+
+namespace check {
+namespace {
+
+using platform::ReaderFacts;
+
+/// How long another program may be in a transaction before it counts as holding the card.
+constexpr std::chrono::milliseconds transactionLimit{1200};
+
+std::string hexText(const std::vector<std::uint8_t>& bytes) {
+  constexpr const char* digits = "0123456789ABCDEF";
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += text.empty() ? "" : " ";
+    text += digits[byte >> 4];
+    text += digits[byte & 0xF];
+  }
+  return text;
+}
+
+/// Opens a connection beside those of others, asks whether the card is there and leaves it as it
+/// is. While another program is in a transaction this waits for its end.
+Findings connectOnce(const std::string& reader) {
+  const PcscLook pcsc;
+  platform::SCARDHANDLE card = 0;
+  std::uint32_t protocol = 0;
+  std::uint32_t result = pcsc.result();
+  if (result == platform::SCARD_S_SUCCESS) {
+    result = platform::SCardConnectA(pcsc.context(), reader.c_str(), platform::SCARD_SHARE_SHARED,
+                                     platform::SCARD_PROTOCOL_T0 | platform::SCARD_PROTOCOL_T1,
+                                     card, protocol);
+  }
+  if (result == platform::SCARD_S_SUCCESS) {
+    std::uint32_t state = 0;
+    std::uint8_t atr[33];
+    std::uint32_t length = sizeof(atr);
+    result = platform::SCardStatusA(card, state, atr, length);
+    platform::SCardDisconnect(card, platform::SCARD_LEAVE_CARD);
+  }
+  switch (result) {
+    case platform::SCARD_S_SUCCESS:
+      return {};
+    case platform::SCARD_E_SHARING_VIOLATION:
+      return {{Level::Fail, texts::cardExclusive, texts::cardHeldAdvice}};
+    case platform::SCARD_E_NO_SMARTCARD:
+    case platform::SCARD_W_REMOVED_CARD:
+      return {{Level::Warn, texts::cardNone, texts::cardNoneAdvice}};
+    case platform::SCARD_W_UNRESPONSIVE_CARD:
+    case platform::SCARD_W_UNPOWERED_CARD:
+      return {{Level::Fail, texts::cardMute, texts::cardMuteAdvice}};
+    default:
+      return {{Level::Fail, {texts::cardFails, {codeText(result)}}, texts::cardFailsAdvice}};
+  }
+}
+
+Findings judgeReader(const std::string& reader, const ReaderFacts& facts) {
+  if ((facts.state & platform::SCARD_STATE_PRESENT) == 0) {
+    return {{Level::Warn, texts::cardNone, texts::cardNoneAdvice}};
+  }
+  if ((facts.state & platform::SCARD_STATE_MUTE) != 0) {
+    return {{Level::Fail, texts::cardMute, texts::cardMuteAdvice}};
+  }
+  if ((facts.state & platform::SCARD_STATE_EXCLUSIVE) != 0) {
+    return {{Level::Fail, texts::cardExclusive, texts::cardHeldAdvice}};
+  }
+  const auto trouble = within<Findings>(transactionLimit, [reader] { return connectOnce(reader); });
+  if (!trouble) {
+    return {{Level::Fail, texts::cardTransaction, texts::cardHeldAdvice}};
+  }
+  return trouble->empty() ? Findings{{Level::Ok, {texts::cardIn, {hexText(facts.atr)}}}} : *trouble;
+}
+
+}  // namespace
+
+Findings lookAtCard() {
+  const PcscLook pcsc;
+  std::vector<std::string> names;
+  pcsc.listReaders(names);
+  const auto served = servedReaders(names);
+  if (served.size() != 1) {
+    return {{Level::Warn, texts::cardNoReader, texts::seeReaders}};
+  }
+  ReaderFacts facts;
+  const std::uint32_t result = platform::inspectReader(pcsc.context(), served.front(), facts);
+  if (result != platform::SCARD_S_SUCCESS) {
+    return {{Level::Fail, {texts::cardFails, {codeText(result)}}, texts::cardFailsAdvice}};
+  }
+  return judgeReader(served.front(), facts);
+}
+
+}  // namespace check

@@ -1,0 +1,109 @@
+#include <algorithm>
+
+#include "check/log_lines.h"
+#include "check/looks.h"
+#include "check/texts.h"
+#include "platform/inspection.h"
+#include "support/log_texts.h"
+
+namespace check {
+namespace {
+
+namespace log_texts = kv500::log_texts;
+using Kind = platform::FileFacts::Kind;
+
+constexpr std::uint64_t megabyte = 1'000'000;
+constexpr std::uint64_t largestLog = 50 * megabyte;
+constexpr std::int64_t freshStart = 15;  // Seconds, after which a start has had its say.
+
+/// A reason that the log can give, and the look that tells more.
+struct Reason {
+  const Phrase& phrase;
+  const char* look;
+  std::vector<std::string> beginnings;
+};
+
+const std::vector<Reason>& reasons() {
+  static const std::vector<Reason> all = {
+      {texts::logPort, "port", {log_texts::portNotOpened}},
+      {texts::logSmartcard,
+       "smartcard-service",
+       {log_texts::noSmartcardService, log_texts::noContext, log_texts::pcscError,
+        log_texts::startingSmartcardService}},
+      {texts::logSettings, "settings", {log_texts::badFile, log_texts::badValue}},
+      {texts::logSeveral, "readers", {log_texts::severalReaders}},
+  };
+  return all;
+}
+
+/// The lines since the last start; with those of the start before if the last one was just now, as
+/// it may not have failed yet.
+std::vector<LogLine> linesOfLastStart(const std::vector<LogLine>& lines) {
+  const auto isStart = [](const LogLine& line) { return line.text == log_texts::started; };
+  auto last = std::find_if(lines.rbegin(), lines.rend(), isStart);
+  if (last != lines.rend() && logTimeNow() - last->time < freshStart) {
+    last = std::find_if(last + 1, lines.rend(), isStart);
+  }
+  return last == lines.rend() ? lines : std::vector<LogLine>(last.base() - 1, lines.end());
+}
+
+Findings judgeLines(const std::vector<LogLine>& lines) {
+  Findings findings;
+  for (const Reason& reason : reasons()) {
+    const auto gives = [&reason](const LogLine& line) {
+      return std::any_of(
+          reason.beginnings.begin(), reason.beginnings.end(),
+          [&line](const auto& beginning) { return line.text.starts_with(beginning); });
+    };
+    const auto found = std::find_if(lines.rbegin(), lines.rend(), gives);
+    if (found != lines.rend()) {
+      findings.push_back(
+          {Level::Warn, {reason.phrase, {found->text}}, {texts::logReasonAdvice, {reason.look}}});
+    }
+  }
+  return findings;
+}
+
+Findings judgeAbsence(const Folder& folder) {
+  const std::string folderText = platform::textFromPath(folder.path);
+  const auto service = platform::inspectService(platform::InspectedService::Kv500);
+  const bool shouldBeThere = service.state == platform::ServiceFacts::State::Running &&
+                             service.program.starts_with(folder.file(""));
+  return {
+      shouldBeThere
+          ? Finding{Level::Fail, {texts::logUnwritable, {folderText}}, texts::logUnwritableAdvice}
+          : Finding{Level::Warn, {texts::logAbsent, {folderText}}, texts::logAbsentAdvice}};
+}
+
+}  // namespace
+
+Findings lookAtLog(const Folder& folder) {
+  const platform::FileFacts facts = platform::inspectFile(folder.file("log.txt"));
+  if (facts.kind == Kind::Absent && !facts.unwritable) {
+    return judgeAbsence(folder);
+  }
+  if (facts.kind == Kind::Folder || facts.kind == Kind::Other || facts.unwritable) {
+    return {{Level::Fail,
+             {texts::logUnwritable, {platform::textFromPath(folder.path)}},
+             texts::logUnwritableAdvice}};
+  }
+  Findings findings;
+  if (!facts.readable) {
+    findings.push_back({Level::Warn,
+                        {texts::logUnreadable, {std::to_string(facts.size)}},
+                        texts::logUnreadableAdvice});
+  } else {
+    findings = judgeLines(linesOfLastStart(lastLogLines(folder)));
+  }
+  if (facts.size > largestLog) {
+    findings.push_back({Level::Warn,
+                        {texts::logLarge, {std::to_string(facts.size / megabyte)}},
+                        texts::logLargeAdvice});
+  }
+  if (findings.empty()) {
+    findings.push_back({Level::Ok, {texts::logGood, {std::to_string(facts.size)}}});
+  }
+  return findings;
+}
+
+}  // namespace check

@@ -1,0 +1,46 @@
+#include "check/known_devices.h"
+#include "check/looks.h"
+#include "check/pcsc_look.h"
+#include "check/texts.h"
+
+namespace check {
+namespace {
+
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text;
+}
+
+Finding judgeNames(const std::vector<std::string>& names) {
+  const auto served = servedReaders(names);
+  if (served.size() > 1) {
+    return {Level::Fail, {texts::readersSeveral, {joined(served)}}, texts::oneReaderAdvice};
+  }
+  if (served.empty() && names.empty()) {
+    return {Level::Fail, texts::readersNone, texts::readersNoneAdvice};
+  }
+  if (served.empty()) {
+    return {Level::Fail, {texts::readersOthers, {joined(names)}}, texts::readersNoneAdvice};
+  }
+  if (knownDevices().empty()) {
+    return {Level::Fail, {texts::readersNoUsb, {served.front()}}, texts::readersNoUsbAdvice};
+  }
+  return {Level::Ok, {texts::readersOne, {served.front()}}};
+}
+
+}  // namespace
+
+Findings lookAtReaders() {
+  const PcscLook pcsc;
+  std::vector<std::string> names;
+  if (pcsc.listReaders(names) != platform::SCARD_S_SUCCESS) {
+    return {{pcsc.wouldStart() ? Level::Warn : Level::Fail, texts::readersUnknown,
+             pcsc.wouldStart() ? texts::readersUnknownAdvice : texts::seeSmartcard}};
+  }
+  return {judgeNames(names)};
+}
+
+}  // namespace check

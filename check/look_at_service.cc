@@ -1,0 +1,105 @@
+#include <algorithm>
+#include <cctype>
+
+#include "check/log_lines.h"
+#include "check/looks.h"
+#include "check/texts.h"
+#include "platform/inspection.h"
+#include "platform/program.h"
+#include "support/log_texts.h"
+
+namespace check {
+namespace {
+
+using platform::ServiceFacts;
+using State = ServiceFacts::State;
+
+constexpr std::int64_t lately = 600;  // Seconds.
+constexpr std::uint32_t manyStarts = 3;
+
+std::uint32_t startsOfLate(const Folder& folder) {
+  const auto lines = lastLogLines(folder);
+  const std::int64_t now = logTimeNow();
+  return static_cast<std::uint32_t>(std::count_if(lines.begin(), lines.end(), [now](const auto& l) {
+    return l.text == kv500::log_texts::started && l.time <= now && l.time > now - lately;
+  }));
+}
+
+bool isSameName(const std::string& a, const std::string& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+    return std::tolower(x) == std::tolower(y);
+  });
+}
+
+bool hasSimulator(const Folder& folder) {
+  using Kind = platform::FileFacts::Kind;
+  return platform::inspectFile(folder.file("kv500-simulator")).kind == Kind::Ordinary ||
+         platform::inspectFile(folder.file("kv500-simulator.exe")).kind == Kind::Ordinary;
+}
+
+Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
+  const std::string exitCode = std::to_string(facts.exitCode);
+  if (starts >= manyStarts) {
+    return {Level::Fail,
+            {texts::serviceFlaps, {std::to_string(starts), exitCode}},
+            texts::serviceFlapsAdvice};
+  }
+  switch (facts.state) {
+    case State::Running:
+      return {Level::Ok, {texts::serviceRuns, {std::to_string(facts.processId), facts.account}}};
+    case State::Starting:
+      return {Level::Warn, texts::serviceStarting, texts::serviceWaitAdvice};
+    case State::Stopping:
+      return {Level::Warn, texts::serviceStopping, texts::serviceWaitAdvice};
+    default:
+      break;
+  }
+  if (facts.disabled) {
+    return {
+        Level::Fail, texts::serviceDisabled, {texts::serviceEnableAdvice, {facts.enableCommand}}};
+  }
+  return {Level::Fail,
+          {texts::serviceStopped, {exitCode}},
+          {texts::serviceStartAdvice, {facts.startCommand}}};
+}
+
+}  // namespace
+
+std::u16string Folder::file(const std::string& name) const {
+  return path + platform::pathSeparator + std::u16string(name.begin(), name.end());
+}
+
+Findings lookAtService(const Folder& folder) {
+  const ServiceFacts facts = platform::inspectService(platform::InspectedService::Kv500);
+  const std::string folderText = platform::textFromPath(folder.path);
+  const bool isAbsent = facts.state == State::Absent;
+  const bool isUnknown = facts.state == State::Unknown;
+  if ((isAbsent && folder.isGiven) || ((isAbsent || isUnknown) && hasSimulator(folder))) {
+    return {{Level::Warn, {texts::serviceTrial, {folderText}}, texts::serviceTrialAdvice}};
+  }
+  if (isUnknown) {
+    return {{Level::Warn, texts::serviceUnknown, texts::serviceUnknownAdvice}};
+  }
+  if (isAbsent) {
+    return {{Level::Fail, texts::serviceAbsent, texts::serviceAbsentAdvice}};
+  }
+  Findings findings;
+  const bool isElsewhere = !facts.program.empty() && !facts.program.starts_with(folder.file(""));
+  if (isElsewhere) {
+    findings.push_back(
+        {Level::Warn,
+         {texts::serviceElsewhere, {folderText, platform::textFromPath(facts.program)}},
+         texts::serviceElsewhereAdvice});
+  }
+  // The log of another folder tells nothing of this service.
+  findings.push_back(
+      judgeState(facts, std::max(facts.restarts, isElsewhere ? 0 : startsOfLate(folder))));
+  if (!facts.account.empty() && !isSameName(facts.account, facts.usualAccount)) {
+    findings.push_back({Level::Warn,
+                        {texts::serviceAccount, {facts.account, facts.usualAccount}},
+                        texts::serviceAccountAdvice});
+  }
+  return findings;
+}
+
+}  // namespace check

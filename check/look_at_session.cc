@@ -1,0 +1,52 @@
+#include "check/looks.h"
+#include "check/texts.h"
+#include "platform/inspection.h"
+#include "platform/sessions.h"
+
+namespace check {
+namespace {
+
+Finding judgeActive(std::uint32_t id, const platform::SessionFacts& facts, Level trouble) {
+  const std::string number = std::to_string(id);
+  if (facts.remote) {
+    return {Level::Warn, texts::sessionRemote, texts::sessionAdvice};
+  }
+  if (facts.user.empty()) {
+    return {trouble, {texts::sessionNobody, {number}}, texts::sessionAdvice};
+  }
+  if (!facts.startsPrograms) {
+    return {Level::Ok, {texts::sessionMaybe, {number, facts.user}}};
+  }
+  return *facts.startsPrograms
+             ? Finding{Level::Ok, {texts::sessionGood, {number, facts.user}}}
+             : Finding{trouble, {texts::sessionNoWay, {number, facts.user}}, texts::sessionAdvice};
+}
+
+}  // namespace
+
+Findings lookAtSession(const kv500::Settings& settings) {
+  // Who wants no browser is short of messages alone.
+  const Level trouble = settings.callBrowser ? Level::Fail : Level::Warn;
+  std::vector<std::uint32_t> active;
+  bool hasRemote = false;
+  for (const platform::Session& session : platform::listSessions()) {
+    if (session.state == platform::WTSActive) {
+      active.push_back(session.id);
+    } else {
+      hasRemote = hasRemote || platform::inspectSession(session.id).remote;
+    }
+  }
+  if (active.empty()) {
+    return {{trouble, hasRemote ? texts::sessionRemote : texts::sessionNone, texts::sessionAdvice}};
+  }
+  Findings findings{judgeActive(active.front(), platform::inspectSession(active.front()), trouble)};
+  if (active.size() > 1) {
+    findings.push_back(
+        {Level::Warn,
+         {texts::sessionSeveral, {std::to_string(active.size()), std::to_string(active.front())}},
+         texts::sessionAdvice});
+  }
+  return findings;
+}
+
+}  // namespace check

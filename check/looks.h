@@ -1,0 +1,37 @@
+// The looks at the machine. Each asks the platform, which may make it wait, and says what it has
+// found, at least one finding. Any thread.
+#ifndef KV500_CHECK_LOOKS_H
+#define KV500_CHECK_LOOKS_H
+
+#include <string>
+
+#include "check/finding.h"
+#include "device/settings.h"
+
+namespace check {
+
+/// Where config.txt and log.txt lie.
+struct Folder {
+  std::u16string path;
+  bool isGiven = false;  ///< By the person who runs this; the service may lie elsewhere.
+
+  std::u16string file(const std::string& name) const;
+};
+
+Findings lookAtService(const Folder& folder);
+/// `settings` becomes what the service works with: the defaults where the file does not count.
+Findings lookAtSettings(const Folder& folder, kv500::Settings& settings);
+Findings lookAtAccess(const kv500::Settings& settings);
+Findings lookAtPort(const kv500::Settings& settings);
+Findings lookAtAnswer(const kv500::Settings& settings);
+Findings lookAtLog(const Folder& folder);
+Findings lookAtSmartcardService();
+Findings lookAtReaders();
+Findings lookAtUsb();
+Findings lookAtCard();
+Findings lookAtSession(const kv500::Settings& settings);
+Findings lookAtBrowserPolicy(const kv500::Settings& settings);
+
+}  // namespace check
+
+#endif

@@ -1,0 +1,7 @@
+// The process entry of kv500-check.
+#include "check/program.h"
+#include "support/process_end.h"
+
+int main(int count, char** arguments) {
+  kv500::endProcess(check::runProgram({arguments + 1, arguments + count}));
+}

@@ -1,0 +1,20 @@
+// Bytes from outside, made fit for a terminal.
+#ifndef KV500_CHECK_PRINTABLE_H
+#define KV500_CHECK_PRINTABLE_H
+
+#include <cstddef>
+#include <string>
+
+namespace check {
+
+/// The text in UTF-8 (RFC 3629) with a question mark in place of each control character (C0, C1,
+/// DEL, and those that turn the direction of writing) and of each byte that is no UTF-8. Line feeds
+/// become blanks unless they are kept. Any thread.
+std::string printable(const std::string& bytes, bool keepLineFeeds = false);
+
+/// The text itself, or its first `size` bytes and an ellipsis. Any thread.
+std::string shortened(const std::string& text, std::size_t size);
+
+}  // namespace check
+
+#endif

@@ -1,0 +1,190 @@
+#include "check/program.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "check/limited.h"
+#include "check/looks.h"
+#include "check/options.h"
+#include "check/output.h"
+#include "check/report.h"
+#include "check/texts.h"
+#include "platform/inspection.h"
+#include "platform/program.h"
+
+namespace check {
+namespace {
+
+using Clock = Limited<Findings>::Clock;
+using kv500::Settings;
+
+constexpr std::chrono::milliseconds passPause{1000};
+/// For what comes before and behind the two rounds of looks, so that all ends within 10 seconds.
+constexpr std::chrono::milliseconds shortLimit{1500};
+
+struct Look {
+  const char* id;
+  std::function<Findings()> work;
+};
+
+/// Runs looks side by side. One that hangs is not started a second time.
+class Runner {
+ public:
+  Findings run(const std::vector<Look>& looks) {
+    for (const Look& look : looks) {
+      pending_.try_emplace(look.id, look.work);
+    }
+    const auto deadline = Clock::now() + lookLimit;
+    Findings all;
+    for (const Look& look : looks) {
+      const auto entry = pending_.find(look.id);
+      const auto result = entry->second.resultBy(deadline);
+      if (result) {
+        pending_.erase(entry);
+      }
+      for (Finding finding :
+           result.value_or(Findings{{Level::Fail, texts::noAnswerInTime, texts::noAnswerAdvice}})) {
+        finding.id = look.id;
+        all.push_back(std::move(finding));
+      }
+    }
+    return all;
+  }
+
+ private:
+  std::map<std::string, Limited<Findings>> pending_;
+};
+
+/// The settings of a look that may come to its end after its time.
+class LockedSettings {
+ public:
+  Settings get() const {
+    const std::lock_guard guard(mutex_);
+    return settings_;
+  }
+  void set(const Settings& settings) {
+    const std::lock_guard guard(mutex_);
+    settings_ = settings;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  Settings settings_;
+};
+
+/// Everything, in two rounds: where to look follows from the settings.
+Findings lookAround(const Folder& folder, Runner& runner) {
+  const auto read = std::make_shared<LockedSettings>();
+  const Findings settingsFindings = runner.run({{"settings", [folder, read] {
+                                                   Settings settings;
+                                                   Findings found =
+                                                       lookAtSettings(folder, settings);
+                                                   read->set(settings);
+                                                   return found;
+                                                 }}});
+  const Settings settings = read->get();
+  Findings findings = runner.run({
+      {"service", [folder] { return lookAtService(folder); }},
+      {"access", [settings] { return lookAtAccess(settings); }},
+      {"port", [settings] { return lookAtPort(settings); }},
+      {"answer", [settings] { return lookAtAnswer(settings); }},
+      {"log", [folder] { return lookAtLog(folder); }},
+      {"smartcard-service", lookAtSmartcardService},
+      {"readers", lookAtReaders},
+      {"usb", lookAtUsb},
+      {"card", lookAtCard},
+      {"session", [settings] { return lookAtSession(settings); }},
+      {"browser-policy", [settings] { return lookAtBrowserPolicy(settings); }},
+  });
+  const auto behindService = std::find_if(findings.begin(), findings.end(),
+                                          [](const Finding& f) { return f.id != "service"; });
+  findings.insert(behindService, settingsFindings.begin(), settingsFindings.end());
+  return findings;
+}
+
+/// Until nothing fails or the time is over, at least once.
+Findings lookUntil(Clock::time_point end, const Folder& folder) {
+  Runner runner;
+  Findings findings = lookAround(folder, runner);
+  while (worstOf(findings) == Level::Fail && Clock::now() + passPause < end) {
+    std::this_thread::sleep_for(passPause);
+    findings = lookAround(folder, runner);
+  }
+  return findings;
+}
+
+/// Where the files lie. None if there is no such folder.
+std::optional<Folder> chooseFolder(const std::optional<std::string>& given) {
+  if (!given) {
+    const auto program = within<std::u16string>(shortLimit, [] {
+      return platform::inspectService(platform::InspectedService::Kv500).program;
+    });
+    const std::u16string path =
+        program && !program->empty() ? *program : platform::GetModuleFileNameW();
+    return Folder{path.substr(0, path.rfind(platform::pathSeparator))};
+  }
+  std::u16string path = platform::pathFromText(*given);
+  while (path.size() > 1 && path.back() == platform::pathSeparator) {
+    path.pop_back();
+  }
+  const auto facts =
+      within<platform::FileFacts>(shortLimit, [path] { return platform::inspectFile(path); });
+  // A folder that does not answer is one; the looks say so.
+  const bool isFolder = !facts || facts->kind == platform::FileFacts::Kind::Folder;
+  return isFolder ? std::optional(Folder{path, true}) : std::nullopt;
+}
+
+bool report(const std::string& path, const Folder& folder, const Findings& findings,
+            Language language) {
+  return within<bool>(shortLimit,
+                      [=] { return writeReport(path, composeReport(folder, findings, language)); })
+      .value_or(false);
+}
+
+int refuse(const Message& message, Language language) {
+  const std::string text = "kv500-check: " + message.in(language) + "\n";
+  std::fputs(text.c_str(), stderr);
+  return exitUsage;
+}
+
+int check(const Options& options) {
+  const auto end = Clock::now() + options.wait;
+  const auto folder = chooseFolder(options.folder);
+  if (!folder) {
+    return refuse({texts::noFolder, {*options.folder}}, options.language);
+  }
+  const Findings findings = lookUntil(end, *folder);
+  platform::printText(options.json ? asJson(findings, options.language)
+                                   : asLines(findings, options.language));
+  if (options.reportFile && !report(*options.reportFile, *folder, findings, options.language)) {
+    return refuse({texts::reportUnwritable, {*options.reportFile}}, options.language);
+  }
+  return static_cast<int>(worstOf(findings));
+}
+
+}  // namespace
+
+int runProgram(const std::vector<std::string>& arguments) {
+  try {
+    const bool isGerman = platform::userLanguage().starts_with("de");
+    const Options options =
+        parseOptions(arguments, isGerman ? Language::German : Language::English);
+    if (options.help) {
+      platform::printText(Message(texts::help).in(options.language));
+      return 0;
+    }
+    if (options.version) {
+      platform::printText(programVersion + "\n");
+      return 0;
+    }
+    return check(options);
+  } catch (const UsageError& error) {
+    return refuse(error.message, error.language);
+  }
+}
+
+}  // namespace check

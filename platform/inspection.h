@@ -1,0 +1,158 @@
+// What can be learned of the machine without changing it, and where it is written down: services,
+// files, ports, a reader's state, sessions, policies of browsers.
+//
+// Nothing here takes a port, starts a program that stays, or sends anything to a card. Texts are
+// bytes from outside, UTF-8 as far as their source keeps to it. All operations may be called from
+// any thread; each can take as long as the machine lets it wait, so that a caller with a limit
+// calls it on a thread of its own.
+#ifndef KV500_PLATFORM_INSPECTION_H
+#define KV500_PLATFORM_INSPECTION_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/smartcard.h"
+
+namespace platform {
+
+// Services.
+
+enum class InspectedService { Kv500, SmartCard };
+
+/// What the service manager says of a service.
+struct ServiceFacts {
+  /// Unknown: there is no service manager, or it does not say.
+  enum class State { Unknown, Absent, Stopped, Starting, Running, Stopping };
+  State state = State::Unknown;
+  bool disabled = false;        ///< It can't be started before somebody enables it.
+  bool onDemand = false;        ///< Stopped, and started by the first program that asks for it.
+  std::string account;          ///< Whom it runs as; empty if not told.
+  std::string usualAccount;     ///< Whom the installer has it run as.
+  std::u16string program;       ///< The path of its program; empty if not told.
+  std::uint32_t processId = 0;  ///< 0 if it does not run.
+  std::uint32_t exitCode = 0;   ///< Of its last end.
+  std::uint32_t restarts = 0;   ///< How often it was started again by itself of late, if counted.
+  // What an administrator types.
+  std::string startCommand;
+  std::string enableCommand;
+  std::string installCommand;  ///< Empty: it is a part of the system.
+};
+ServiceFacts inspectService(InspectedService service);
+
+// Files.
+
+struct FileFacts {
+  enum class Kind { Absent, Ordinary, Folder, Other, Hidden };
+  Kind kind = Kind::Absent;  ///< Hidden: this user may not even know.
+  bool readable = false;     ///< By this process.
+  bool unwritable = false;   ///< By anybody, the service included.
+  std::uint64_t size = 0;    ///< Bytes.
+};
+FileFacts inspectFile(const std::u16string& path);
+
+/// The last `bytes` bytes of an ordinary file, or all of a shorter one. Empty if it can't be read.
+std::string readFileEnd(const std::u16string& path, std::size_t bytes);
+
+/// Whether a program can be started by that text: a path, or a name that is looked up where the
+/// system looks for programs.
+bool isProgram(const std::string& command);
+
+// Ports.
+
+/// Somebody who listens on a port of this machine.
+struct Listener {
+  bool ipv6 = false;
+  std::uint32_t processId = 0;  ///< 0 where this user's rights don't go so far.
+  std::string program;          ///< File name of the program; empty as above.
+};
+std::vector<Listener> listenersOn(std::uint16_t port);
+
+/// A range of ports, both ends included, that the system keeps back from all programs.
+struct PortRange {
+  std::uint16_t first;
+  std::uint16_t last;
+};
+std::vector<PortRange> reservedPorts();
+
+/// What came back on one connection to 127.0.0.1.
+struct Reply {
+  bool connected = false;
+  bool ended = false;  ///< The other side has closed the connection in time.
+  std::string bytes;   ///< The first 64 KiB at most.
+};
+/// Connects, sends the request and reads until the other side closes, 64 KiB have come or
+/// `milliseconds` are over.
+Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t milliseconds);
+
+// Readers.
+
+inline constexpr std::uint32_t SCARD_STATE_EMPTY = 0x10;
+inline constexpr std::uint32_t SCARD_STATE_PRESENT = 0x20;
+inline constexpr std::uint32_t SCARD_STATE_EXCLUSIVE = 0x80;
+inline constexpr std::uint32_t SCARD_STATE_MUTE = 0x200;
+
+// What these operations give besides the codes of platform/smartcard.h.
+inline constexpr std::uint32_t SCARD_E_NO_ACCESS = 0x80100027;
+inline constexpr std::uint32_t SCARD_W_UNRESPONSIVE_CARD = 0x80100066;
+inline constexpr std::uint32_t SCARD_W_UNPOWERED_CARD = 0x80100067;
+inline constexpr std::uint32_t SCARD_W_SECURITY_VIOLATION = 0x8010006A;
+
+struct ReaderFacts {
+  std::uint32_t state = 0;  ///< SCARD_STATE_ bits.
+  std::vector<std::uint8_t> atr;
+};
+/// The state of a reader without a connection to the card (SCardGetStatusChange). 0 or a WinSCard
+/// error code.
+std::uint32_t inspectReader(SCARDCONTEXT context, const std::string& reader, ReaderFacts& facts);
+
+/// The number that the device manager shows for the trouble of a USB device of listUsbDevices, such
+/// as 28 for a driver that is missing. 0: none, or a system that knows of no such numbers.
+std::uint32_t deviceProblem(const std::u16string& path);
+
+// People and browsers.
+
+struct SessionFacts {
+  std::string user;                    ///< Empty: nobody is logged on.
+  bool remote = false;                 ///< The screen is that of another computer.
+  std::optional<bool> startsPrograms;  ///< None where this user's rights don't go so far.
+};
+/// A session of listSessions.
+SessionFacts inspectSession(std::uint32_t session);
+
+enum class Browser { Chrome, Edge, Firefox };
+
+/// One value that an administrator has set for a browser. Parts of the name are separated by "/";
+/// an entry of a list has its number as the last one.
+struct PolicyValue {
+  Browser browser;
+  std::string name;
+  std::string value;
+};
+/// The values whose names begin with "LocalNetworkAccess" or "LoopbackNetwork".
+std::vector<PolicyValue> browserPolicies();
+
+// This program's surroundings.
+
+/// Between a path and the UTF-8 text that a person types or reads, without loss where paths are
+/// bytes.
+std::u16string pathFromText(const std::string& text);
+std::string textFromPath(const std::u16string& path);
+
+/// Name and version of the system, in one line.
+std::string systemDescription();
+
+/// The language of the user's texts, as a tag such as "de-DE"; empty if not set.
+std::string userLanguage();
+
+/// Writes a text in UTF-8 to the standard output, whatever character set a terminal there has.
+void printText(const std::string& text);
+
+/// Writes a file, over one of that name. False if not all of it could be written.
+bool writeFile(const std::u16string& path, const std::string& content);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,181 @@
+// Files, one connection, the terminal: what every POSIX system gives.
+#include "platform/inspection.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+#include "platform/posix/path_text.h"
+
+namespace platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t mostReply = 65536;  // Bytes.
+
+FileFacts::Kind kindOf(::mode_t mode) {
+  return S_ISREG(mode)   ? FileFacts::Kind::Ordinary
+         : S_ISDIR(mode) ? FileFacts::Kind::Folder
+                         : FileFacts::Kind::Other;
+}
+
+/// Whether nobody can write: not even root, or on a file system that is only read.
+bool isUnwritable(const std::string& path) {
+  return ::access(path.c_str(), W_OK) != 0 && (errno == EROFS || ::geteuid() == 0);
+}
+
+/// Closed at its end.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) {
+      ::close(number_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return number_; }
+
+ private:
+  const int number_;
+};
+
+bool isProgramFile(const std::string& path) {
+  struct ::stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         ::access(path.c_str(), X_OK) == 0;
+}
+
+bool isReady(int socket, short event, Clock::time_point end) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+  ::pollfd entry{socket, event, 0};
+  return left > 0 && ::poll(&entry, 1, static_cast<int>(left)) == 1;
+}
+
+bool connectToLoopback(int socket, std::uint16_t port, Clock::time_point end) {
+  ::sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (::connect(socket, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)) == 0) {
+    return true;
+  }
+  int error = 0;
+  ::socklen_t length = sizeof(error);
+  return errno == EINPROGRESS && isReady(socket, POLLOUT, end) &&
+         ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+}
+
+}  // namespace
+
+FileFacts inspectFile(const std::u16string& path) {
+  const std::string name = posix::toBytes(path);
+  FileFacts facts;
+  struct ::stat status;
+  if (::stat(name.c_str(), &status) != 0) {
+    facts.kind = errno == EACCES ? FileFacts::Kind::Hidden : FileFacts::Kind::Absent;
+    const auto slash = name.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+    facts.unwritable = ::access(folder.c_str(), F_OK) == 0 && isUnwritable(folder);
+    return facts;
+  }
+  facts.kind = kindOf(status.st_mode);
+  facts.readable = ::access(name.c_str(), R_OK) == 0;
+  facts.unwritable = isUnwritable(name);
+  facts.size = static_cast<std::uint64_t>(status.st_size);
+  return facts;
+}
+
+std::string readFileEnd(const std::u16string& path, std::size_t bytes) {
+  const Descriptor file(::open(posix::toBytes(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct ::stat status;
+  if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return {};
+  }
+  const auto size = static_cast<std::size_t>(status.st_size);
+  std::string content(std::min(size, bytes), '\0');
+  const auto got = ::pread(file.get(), content.data(), content.size(),
+                           static_cast<::off_t>(size - content.size()));
+  content.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+  return content;
+}
+
+bool isProgram(const std::string& command) {
+  if (command.find('/') != std::string::npos) {
+    return isProgramFile(command);
+  }
+  const char* const path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (!folder.empty() && isProgramFile(folder + "/" + command)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t milliseconds) {
+  const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+  const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  Reply reply;
+  reply.connected = connectToLoopback(socket.get(), port, end);
+  // A request of a line or two fits into the system's buffer.
+  if (!reply.connected || ::send(socket.get(), request.data(), request.size(), MSG_NOSIGNAL) < 0) {
+    reply.ended = reply.connected;
+    return reply;
+  }
+  char buffer[4096];
+  while (reply.bytes.size() < mostReply && isReady(socket.get(), POLLIN, end)) {
+    const auto got = ::recv(socket.get(), buffer, sizeof(buffer), 0);
+    if (got <= 0) {
+      reply.ended = got == 0 || errno != EAGAIN;
+      return reply;
+    }
+    reply.bytes.append(buffer, static_cast<std::size_t>(got));
+  }
+  return reply;
+}
+
+bool writeFile(const std::u16string& path, const std::string& content) {
+  std::FILE* const file = std::fopen(posix::toBytes(path).c_str(), "we");
+  const bool written =
+      file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+  return file != nullptr && std::fclose(file) == 0 && written;
+}
+
+std::u16string pathFromText(const std::string& text) {
+  return posix::toUnits(text);
+}
+
+std::string textFromPath(const std::u16string& path) {
+  return posix::toBytes(path);
+}
+
+std::string userLanguage() {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* const value = std::getenv(name);
+    if (value != nullptr && *value != '\0') {
+      return value;
+    }
+  }
+  return {};
+}
+
+void printText(const std::string& text) {
+  std::cout << text << std::flush;
+}
+
+}  // namespace platform

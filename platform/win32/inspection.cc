@@ -1,0 +1,231 @@
+// Files, one connection, the terminal: what every Windows gives.
+#include "platform/inspection.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "platform/program.h"
+#include "platform/win32/native.h"
+
+namespace platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using win32::toNative;
+
+constexpr std::size_t mostReply = 65536;  // Bytes.
+constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+/// A file opened for the given access, closed at its end.
+class File {
+ public:
+  File(const std::u16string& path, DWORD access, DWORD disposition = OPEN_EXISTING)
+      : handle_(::CreateFileW(toNative(path.c_str()), access, shared, nullptr, disposition,
+                              FILE_ATTRIBUTE_NORMAL, nullptr)) {}
+  ~File() {
+    if (isOpen()) {
+      ::CloseHandle(handle_);
+    }
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  bool isOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
+  bool isOrdinary() const { return isOpen() && ::GetFileType(handle_) == FILE_TYPE_DISK; }
+  ::HANDLE handle() const { return handle_; }
+
+ private:
+  const ::HANDLE handle_;
+};
+
+/// The socket library for as long as it is needed.
+class SocketLibrary {
+ public:
+  SocketLibrary() : started_(::WSAStartup(MAKEWORD(2, 2), &data_) == 0) {}
+  ~SocketLibrary() {
+    if (started_) {
+      ::WSACleanup();
+    }
+  }
+  SocketLibrary(const SocketLibrary&) = delete;
+  SocketLibrary& operator=(const SocketLibrary&) = delete;
+
+ private:
+  ::WSADATA data_{};
+  const bool started_;
+};
+
+class Connection {
+ public:
+  Connection() : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    u_long on = 1;
+    ::ioctlsocket(socket_, static_cast<long>(FIONBIO), &on);
+  }
+  ~Connection() { ::closesocket(socket_); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  bool connect(std::uint16_t port, Clock::time_point end) const {
+    ::sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::connect(socket_, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address));
+    return isReady(end, true);
+  }
+
+  bool isReadable(Clock::time_point end) const { return isReady(end, false); }
+  ::SOCKET socket() const { return socket_; }
+
+ private:
+  bool isReady(Clock::time_point end, bool toWrite) const {
+    using std::chrono::microseconds;
+    const auto left = std::chrono::duration_cast<microseconds>(end - Clock::now()).count();
+    ::fd_set wanted;
+    wanted.fd_count = 1;
+    wanted.fd_array[0] = socket_;
+    ::fd_set failed = wanted;
+    constexpr std::int64_t second = 1'000'000;
+    ::timeval limit{static_cast<long>(left / second), static_cast<long>(left % second)};
+    return left > 0 &&
+           ::select(0, toWrite ? nullptr : &wanted, toWrite ? &wanted : nullptr, &failed, &limit) >
+               0 &&
+           wanted.fd_count == 1 && failed.fd_count == 0;
+  }
+
+  const ::SOCKET socket_;
+};
+
+/// Whether what a file lacks is the right of anybody: it is marked as one that is only read.
+bool isUnwritable(DWORD attributes) {
+  return (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+}  // namespace
+
+FileFacts inspectFile(const std::u16string& path) {
+  FileFacts facts;
+  ::WIN32_FILE_ATTRIBUTE_DATA data{};
+  if (!::GetFileAttributesExW(toNative(path.c_str()), GetFileExInfoStandard, &data)) {
+    facts.kind =
+        ::GetLastError() == ERROR_ACCESS_DENIED ? FileFacts::Kind::Hidden : FileFacts::Kind::Absent;
+    return facts;
+  }
+  if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    facts.kind = FileFacts::Kind::Folder;
+    return facts;
+  }
+  const File file(path, GENERIC_READ);
+  facts.readable = file.isOpen();
+  facts.kind =
+      facts.readable && !file.isOrdinary() ? FileFacts::Kind::Other : FileFacts::Kind::Ordinary;
+  facts.unwritable = isUnwritable(data.dwFileAttributes);
+  facts.size = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
+  return facts;
+}
+
+std::string readFileEnd(const std::u16string& path, std::size_t bytes) {
+  const File file(path, GENERIC_READ);
+  ::LARGE_INTEGER size{};
+  if (!file.isOrdinary() || !::GetFileSizeEx(file.handle(), &size)) {
+    return {};
+  }
+  std::string content(std::min(static_cast<std::uint64_t>(size.QuadPart), std::uint64_t{bytes}),
+                      '\0');
+  ::LARGE_INTEGER begin{};
+  begin.QuadPart = size.QuadPart - static_cast<std::int64_t>(content.size());
+  DWORD got = 0;
+  if (!::SetFilePointerEx(file.handle(), begin, nullptr, FILE_BEGIN) ||
+      !::ReadFile(file.handle(), content.data(), static_cast<DWORD>(content.size()), &got,
+                  nullptr)) {
+    return {};
+  }
+  content.resize(got);
+  return content;
+}
+
+bool isProgram(const std::string& command) {
+  // As CreateProcess looks for it: with ".exe" behind a name without an ending.
+  const std::u16string name = pathFromText(command);
+  std::u16string path(MAX_PATH, u'\0');
+  const DWORD length =
+      ::SearchPathW(nullptr, toNative(name.c_str()), L".exe", static_cast<DWORD>(path.size()),
+                    toNative(path.data()), nullptr);
+  if (length == 0) {
+    return false;
+  }
+  path.resize(length);
+  DWORD type = 0;
+  return length > MAX_PATH || ::GetBinaryTypeW(toNative(path.c_str()), &type);
+}
+
+Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t milliseconds) {
+  const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+  const SocketLibrary library;
+  const Connection connection;
+  Reply reply;
+  reply.connected = connection.connect(port, end);
+  // A request of a line or two fits into the system's buffer.
+  if (!reply.connected ||
+      ::send(connection.socket(), request.data(), static_cast<int>(request.size()), 0) < 0) {
+    reply.ended = reply.connected;
+    return reply;
+  }
+  char buffer[4096];
+  while (reply.bytes.size() < mostReply && connection.isReadable(end)) {
+    const int got = ::recv(connection.socket(), buffer, sizeof(buffer), 0);
+    if (got <= 0) {
+      reply.ended = got == 0 || ::WSAGetLastError() != WSAEWOULDBLOCK;
+      return reply;
+    }
+    reply.bytes.append(buffer, static_cast<std::size_t>(got));
+  }
+  return reply;
+}
+
+bool writeFile(const std::u16string& path, const std::string& content) {
+  const File file(path, GENERIC_WRITE, CREATE_ALWAYS);
+  DWORD written = 0;
+  return file.isOpen() &&
+         ::WriteFile(file.handle(), content.data(), static_cast<DWORD>(content.size()), &written,
+                     nullptr) &&
+         written == content.size();
+}
+
+std::u16string pathFromText(const std::string& text) {
+  const int size = static_cast<int>(text.size());
+  const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
+  std::u16string path(static_cast<std::size_t>(length), u'\0');
+  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, toNative(path.data()), length);
+  return path;
+}
+
+std::string textFromPath(const std::u16string& path) {
+  const int size = static_cast<int>(path.size());
+  const wchar_t* const units = toNative(path.data());
+  const int length = ::WideCharToMultiByte(CP_UTF8, 0, units, size, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  ::WideCharToMultiByte(CP_UTF8, 0, units, size, text.data(), length, nullptr, nullptr);
+  return text;
+}
+
+std::string userLanguage() {
+  return PRIMARYLANGID(::GetUserDefaultUILanguage()) == LANG_GERMAN ? "de" : "en";
+}
+
+void printText(const std::string& text) {
+  const ::HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  DWORD written = 0;
+  if (::GetConsoleMode(output, &mode)) {
+    const std::u16string units = pathFromText(text);
+    ::WriteConsoleW(output, toNative(units.data()), static_cast<DWORD>(units.size()), &written,
+                    nullptr);
+  } else {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+  }
+}
+
+}  // namespace platform

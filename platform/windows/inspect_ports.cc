@@ -1,0 +1,105 @@
+// Who listens on a port, and which ports Windows keeps back.
+#include <array>
+#include <chrono>
+#include <sstream>
+#include <thread>
+
+#include "platform/inspection.h"
+#include "platform/win32/native.h"
+#include "platform/windows/system_program.h"
+// Both need winsock2.h.
+#include <ws2ipdef.h>
+
+#include <iphlpapi.h>
+
+namespace platform {
+namespace {
+
+/// A table of listeners with their processes, in a buffer of the size that Windows asks for.
+std::vector<std::uint64_t> listenerTable(ULONG family) {
+  std::vector<std::uint64_t> buffer(1024);
+  for (int i = 0; i < 8; ++i) {  // The table may grow between two calls.
+    auto size = static_cast<DWORD>(buffer.size() * sizeof(buffer[0]));
+    const DWORD result =
+        ::GetExtendedTcpTable(buffer.data(), &size, FALSE, family, TCP_TABLE_OWNER_PID_LISTENER, 0);
+    if (result == NO_ERROR) {
+      return buffer;
+    }
+    if (result != ERROR_INSUFFICIENT_BUFFER) {
+      break;
+    }
+    buffer.resize(size / sizeof(buffer[0]) + 1);
+  }
+  return {0};
+}
+
+/// The file name of a process' program, empty where this user's rights don't go so far.
+std::string programOf(DWORD process) {
+  const ::HANDLE handle = ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
+  if (handle == nullptr) {
+    return {};
+  }
+  std::u16string path(32768, u'\0');
+  auto length = static_cast<DWORD>(path.size());
+  const bool isKnown =
+      ::QueryFullProcessImageNameW(handle, 0, win32::toNative(path.data()), &length);
+  ::CloseHandle(handle);
+  path.resize(isKnown ? length : 0);
+  return textFromPath(path.substr(path.rfind(u'\\') + 1));
+}
+
+std::uint16_t portOf(DWORD networkOrder) {
+  return ::ntohs(static_cast<std::uint16_t>(networkOrder));
+}
+
+}  // namespace
+
+std::vector<Listener> listenersOn(std::uint16_t port) {
+  std::vector<Listener> listeners;
+  const auto add = [&listeners](bool ipv6, DWORD process) {
+    listeners.push_back({ipv6, process, programOf(process)});
+  };
+  const auto table = listenerTable(AF_INET);
+  const auto& ipv4 = *reinterpret_cast<const ::MIB_TCPTABLE_OWNER_PID*>(table.data());
+  for (DWORD i = 0; i < ipv4.dwNumEntries; ++i) {
+    const auto& row = ipv4.table[i];
+    const DWORD address = ::ntohl(row.dwLocalAddr);
+    if (portOf(row.dwLocalPort) == port && (address == INADDR_ANY || address >> 24 == 127)) {
+      add(false, row.dwOwningPid);
+    }
+  }
+  const auto table6 = listenerTable(AF_INET6);
+  const auto& ipv6 = *reinterpret_cast<const ::MIB_TCP6TABLE_OWNER_PID*>(table6.data());
+  constexpr std::array<UCHAR, 16> loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+  for (DWORD i = 0; i < ipv6.dwNumEntries; ++i) {
+    const auto& row = ipv6.table[i];
+    std::array<UCHAR, 16> address{};
+    std::copy(std::begin(row.ucLocalAddr), std::end(row.ucLocalAddr), address.begin());
+    const bool isForAll = address == std::array<UCHAR, 16>{};
+    if (portOf(row.dwLocalPort) == port && (isForAll || address == loopback)) {
+      add(true, row.dwOwningPid);
+    }
+  }
+  return listeners;
+}
+
+std::vector<PortRange> reservedPorts() {
+  // No operation of Windows lists what its virtual networks have reserved, but this program does: a
+  // line a range, two numbers, with a "*" behind a range that an administrator has set aside, which
+  // a program that names its port may use.
+  std::istringstream lines(
+      outputOfSystemProgram("netsh", "netsh interface ipv4 show excludedportrange protocol=tcp"));
+  std::vector<PortRange> ranges;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    unsigned first = 0;
+    unsigned last = 0;
+    std::string mark;
+    if (words >> first >> last && !(words >> mark) && first <= last && last <= 65535) {
+      ranges.push_back({static_cast<std::uint16_t>(first), static_cast<std::uint16_t>(last)});
+    }
+  }
+  return ranges;
+}
+
+}  // namespace platform
