@@ -110,7 +110,7 @@ TEST_F(CheckTest, ServiceStates) {
   for (const Row& row : rows) {
     makeWell();
     row.change();
-    EXPECT_FINDING(row, lookAtService(here()));
+    EXPECT_FINDING(row, lookAtService(here(), askServiceManager()));
   }
 }
 
@@ -196,7 +196,7 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
   for (const Row& row : ports) {
     makeWell();
     row.change();
-    EXPECT_FINDING(row, lookAtPort(settings));
+    EXPECT_FINDING(row, lookAtPort(settings, askServiceManager()));
   }
   const Row devices[] = {
       {[] {}, "ok", "vid_2406&pid_5003, SIM0001"},
@@ -312,7 +312,7 @@ TEST_F(CheckTest, ReadersAndCard) {
       {state(platform::SCARD_STATE_MUTE), "ok", "", "ok", "", "fail", "does not answer"},
       {state(platform::SCARD_STATE_EXCLUSIVE), "ok", "", "ok", "", "fail", "for itself alone"},
       {[&] { readers()->holdExclusively(true); }, "ok", "", "ok", "", "fail", "for itself alone"},
-      {[&] { readers()->setTransactionTime(std::chrono::seconds(2)); }, "ok", "", "ok", "", "fail",
+      {[&] { readers()->setTransactionTime(std::chrono::seconds(3)); }, "ok", "", "ok", "", "fail",
        "in a transaction"},
       {failing("SCardConnectA", platform::SCARD_W_UNPOWERED_CARD), "ok", "", "ok", "", "fail",
        "does not"},
@@ -321,9 +321,11 @@ TEST_F(CheckTest, ReadersAndCard) {
   for (const auto& row : rows) {
     makeWell();
     row.change();
-    EXPECT_FINDING((Row{{}, row.serviceLevel, row.serviceText}), lookAtSmartcardService());
-    EXPECT_FINDING((Row{{}, row.readersLevel, row.readersText}), lookAtReaders());
-    EXPECT_FINDING((Row{{}, row.cardLevel, row.cardText}), lookAtCard());
+    EXPECT_FINDING((Row{{}, row.serviceLevel, row.serviceText}),
+                   lookAtSmartcardService(askServiceManager()));
+    EXPECT_FINDING((Row{{}, row.readersLevel, row.readersText}),
+                   lookAtReaders(askServiceManager()));
+    EXPECT_FINDING((Row{{}, row.cardLevel, row.cardText}), lookAtCard(askServiceManager()));
     EXPECT_EQ(world().readers.openConnections(), 0u);
     EXPECT_EQ(world().faults.calls("SCardTransmit"), 0u);
   }
@@ -383,7 +385,7 @@ TEST_F(CheckTest, Log) {
   for (const Row& row : rows) {
     makeWell();
     row.change();
-    EXPECT_FINDING(row, lookAtLog(here()));
+    EXPECT_FINDING(row, lookAtLog(here(), askServiceManager()));
   }
 }
 

@@ -9,8 +9,9 @@ namespace {
 
 using platform::ReaderFacts;
 
-/// How long another program may be in a transaction before it counts as holding the card.
-constexpr std::chrono::milliseconds transactionLimit{1200};
+/// How long a transaction may last before somebody counts as holding the card. The service, too, is
+/// in one while it reads a card.
+constexpr std::chrono::milliseconds transactionLimit{2500};
 
 std::string hexText(const std::vector<std::uint8_t>& bytes) {
   constexpr const char* digits = "0123456789ABCDEF";
@@ -25,8 +26,8 @@ std::string hexText(const std::vector<std::uint8_t>& bytes) {
 
 /// Opens a connection beside those of others, asks whether the card is there and leaves it as it
 /// is. While another program is in a transaction this waits for its end.
-Findings connectOnce(const std::string& reader) {
-  const PcscLook pcsc;
+Findings connectOnce(const std::string& reader, const Services& services) {
+  const PcscLook pcsc(services);
   platform::SCARDHANDLE card = 0;
   std::uint32_t protocol = 0;
   std::uint32_t result = pcsc.result();
@@ -58,7 +59,8 @@ Findings connectOnce(const std::string& reader) {
   }
 }
 
-Findings judgeReader(const std::string& reader, const ReaderFacts& facts) {
+Findings judgeReader(const std::string& reader, const ReaderFacts& facts,
+                     const Services& services) {
   if ((facts.state & platform::SCARD_STATE_PRESENT) == 0) {
     return {{Level::Warn, texts::cardNone, texts::cardNoneAdvice}};
   }
@@ -68,7 +70,8 @@ Findings judgeReader(const std::string& reader, const ReaderFacts& facts) {
   if ((facts.state & platform::SCARD_STATE_EXCLUSIVE) != 0) {
     return {{Level::Fail, texts::cardExclusive, texts::cardHeldAdvice}};
   }
-  const auto trouble = within<Findings>(transactionLimit, [reader] { return connectOnce(reader); });
+  const auto trouble = within<Findings>(
+      transactionLimit, [reader, services] { return connectOnce(reader, services); });
   if (!trouble) {
     return {{Level::Fail, texts::cardTransaction, texts::cardHeldAdvice}};
   }
@@ -77,8 +80,8 @@ Findings judgeReader(const std::string& reader, const ReaderFacts& facts) {
 
 }  // namespace
 
-Findings lookAtCard() {
-  const PcscLook pcsc;
+Findings lookAtCard(const Services& services) {
+  const PcscLook pcsc(services);
   std::vector<std::string> names;
   pcsc.listReaders(names);
   const auto served = servedReaders(names);
@@ -90,7 +93,7 @@ Findings lookAtCard() {
   if (result != platform::SCARD_S_SUCCESS) {
     return {{Level::Fail, {texts::cardFails, {codeText(result)}}, texts::cardFailsAdvice}};
   }
-  return judgeReader(served.front(), facts);
+  return judgeReader(served.front(), facts, services);
 }
 
 }  // namespace check

@@ -64,9 +64,8 @@ Findings judgeLines(const std::vector<LogLine>& lines) {
   return findings;
 }
 
-Findings judgeAbsence(const Folder& folder) {
+Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& service) {
   const std::string folderText = platform::textFromPath(folder.path);
-  const auto service = platform::inspectService(platform::InspectedService::Kv500);
   const bool shouldBeThere = service.state == platform::ServiceFacts::State::Running &&
                              service.program.starts_with(folder.file(""));
   return {
@@ -77,10 +76,10 @@ Findings judgeAbsence(const Folder& folder) {
 
 }  // namespace
 
-Findings lookAtLog(const Folder& folder) {
+Findings lookAtLog(const Folder& folder, const Services& services) {
   const platform::FileFacts facts = platform::inspectFile(folder.file("log.txt"));
   if (facts.kind == Kind::Absent && !facts.unwritable) {
-    return judgeAbsence(folder);
+    return judgeAbsence(folder, services.kv500);
   }
   if (facts.kind == Kind::Folder || facts.kind == Kind::Other || facts.unwritable) {
     return {{Level::Fail,

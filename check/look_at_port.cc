@@ -40,7 +40,7 @@ Finding judgeOther(const Listener& listener, std::uint16_t port) {
 
 }  // namespace
 
-Findings lookAtPort(const kv500::Settings& settings) {
+Findings lookAtPort(const kv500::Settings& settings, const Services& services) {
   const std::uint16_t port = settings.port;
   const auto listeners = platform::listenersOn(port);
   const auto ipv4 = std::find_if(listeners.begin(), listeners.end(),
@@ -49,8 +49,7 @@ Findings lookAtPort(const kv500::Settings& settings) {
   if (ipv4 == listeners.end()) {
     findings.push_back(judgeNobody(port));
   } else {
-    const auto service = platform::inspectService(platform::InspectedService::Kv500);
-    if (isService(*ipv4, service.processId)) {
+    if (isService(*ipv4, services.kv500.processId)) {
       findings.push_back({Level::Ok, {texts::portServed, {std::to_string(port)}}});
     } else if (ipv4->processId == 0 && ipv4->program.empty()) {
       // What answers there shows whether it is the service.

@@ -33,8 +33,8 @@ Finding judgeNames(const std::vector<std::string>& names) {
 
 }  // namespace
 
-Findings lookAtReaders() {
-  const PcscLook pcsc;
+Findings lookAtReaders(const Services& services) {
+  const PcscLook pcsc(services);
   std::vector<std::string> names;
   if (pcsc.listReaders(names) != platform::SCARD_S_SUCCESS) {
     return {{pcsc.wouldStart() ? Level::Warn : Level::Fail, texts::readersUnknown,

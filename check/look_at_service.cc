@@ -69,8 +69,13 @@ std::u16string Folder::file(const std::string& name) const {
   return path + platform::pathSeparator + std::u16string(name.begin(), name.end());
 }
 
-Findings lookAtService(const Folder& folder) {
-  const ServiceFacts facts = platform::inspectService(platform::InspectedService::Kv500);
+Services askServiceManager() {
+  return {platform::inspectService(platform::InspectedService::Kv500),
+          platform::inspectService(platform::InspectedService::SmartCard)};
+}
+
+Findings lookAtService(const Folder& folder, const Services& services) {
+  const ServiceFacts& facts = services.kv500;
   const std::string folderText = platform::textFromPath(folder.path);
   const bool isAbsent = facts.state == State::Absent;
   const bool isUnknown = facts.state == State::Unknown;

@@ -21,8 +21,8 @@ bool isAway(std::uint32_t code) {
 
 }  // namespace
 
-Findings lookAtSmartcardService() {
-  const auto facts = platform::inspectService(platform::InspectedService::SmartCard);
+Findings lookAtSmartcardService(const Services& services) {
+  const platform::ServiceFacts& facts = services.smartcard;
   if (facts.state == State::Absent) {
     return {{Level::Fail,
              texts::smartcardAbsent,
@@ -33,7 +33,7 @@ Findings lookAtSmartcardService() {
              texts::smartcardDisabled,
              {texts::serviceEnableAdvice, {facts.enableCommand}}}};
   }
-  const PcscLook pcsc;
+  const PcscLook pcsc(services);
   if (pcsc.wouldStart()) {
     return {{Level::Ok, texts::smartcardOnDemand}};
   }

@@ -7,6 +7,7 @@
 
 #include "check/finding.h"
 #include "device/settings.h"
+#include "platform/inspection.h"
 
 namespace check {
 
@@ -18,17 +19,24 @@ struct Folder {
   std::u16string file(const std::string& name) const;
 };
 
-Findings lookAtService(const Folder& folder);
+/// What the service manager says. Asked once, before the looks.
+struct Services {
+  platform::ServiceFacts kv500;
+  platform::ServiceFacts smartcard;
+};
+Services askServiceManager();
+
+Findings lookAtService(const Folder& folder, const Services& services);
 /// `settings` becomes what the service works with: the defaults where the file does not count.
 Findings lookAtSettings(const Folder& folder, kv500::Settings& settings);
 Findings lookAtAccess(const kv500::Settings& settings);
-Findings lookAtPort(const kv500::Settings& settings);
+Findings lookAtPort(const kv500::Settings& settings, const Services& services);
 Findings lookAtAnswer(const kv500::Settings& settings);
-Findings lookAtLog(const Folder& folder);
-Findings lookAtSmartcardService();
-Findings lookAtReaders();
+Findings lookAtLog(const Folder& folder, const Services& services);
+Findings lookAtSmartcardService(const Services& services);
+Findings lookAtReaders(const Services& services);
 Findings lookAtUsb();
-Findings lookAtCard();
+Findings lookAtCard(const Services& services);
 Findings lookAtSession(const kv500::Settings& settings);
 Findings lookAtBrowserPolicy(const kv500::Settings& settings);
 

@@ -4,12 +4,11 @@
 #include <iterator>
 
 #include "device/reader_list.h"
-#include "platform/inspection.h"
 
 namespace check {
 
-PcscLook::PcscLook()
-    : wouldStart_(platform::inspectService(platform::InspectedService::SmartCard).onDemand),
+PcscLook::PcscLook(const Services& services)
+    : wouldStart_(services.smartcard.onDemand),
       result_(wouldStart_
                   ? platform::SCARD_E_NO_SERVICE
                   : platform::SCardEstablishContext(platform::SCARD_SCOPE_SYSTEM, context_)) {}

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "check/looks.h"
 #include "platform/smartcard.h"
 
 namespace check {
@@ -17,7 +18,7 @@ inline const std::string readerModel = "KV500";
 /// start the service.
 class PcscLook {
  public:
-  PcscLook();
+  explicit PcscLook(const Services& services);
   ~PcscLook();
   PcscLook(const PcscLook&) = delete;
   PcscLook& operator=(const PcscLook&) = delete;

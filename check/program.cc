@@ -77,7 +77,7 @@ class LockedSettings {
 };
 
 /// Everything, in two rounds: where to look follows from the settings.
-Findings lookAround(const Folder& folder, Runner& runner) {
+Findings lookAround(const Folder& folder, const Services& services, Runner& runner) {
   const auto read = std::make_shared<LockedSettings>();
   const Findings settingsFindings = runner.run({{"settings", [folder, read] {
                                                    Settings settings;
@@ -88,15 +88,15 @@ Findings lookAround(const Folder& folder, Runner& runner) {
                                                  }}});
   const Settings settings = read->get();
   Findings findings = runner.run({
-      {"service", [folder] { return lookAtService(folder); }},
+      {"service", [folder, services] { return lookAtService(folder, services); }},
       {"access", [settings] { return lookAtAccess(settings); }},
-      {"port", [settings] { return lookAtPort(settings); }},
+      {"port", [settings, services] { return lookAtPort(settings, services); }},
       {"answer", [settings] { return lookAtAnswer(settings); }},
-      {"log", [folder] { return lookAtLog(folder); }},
-      {"smartcard-service", lookAtSmartcardService},
-      {"readers", lookAtReaders},
+      {"log", [folder, services] { return lookAtLog(folder, services); }},
+      {"smartcard-service", [services] { return lookAtSmartcardService(services); }},
+      {"readers", [services] { return lookAtReaders(services); }},
       {"usb", lookAtUsb},
-      {"card", lookAtCard},
+      {"card", [services] { return lookAtCard(services); }},
       {"session", [settings] { return lookAtSession(settings); }},
       {"browser-policy", [settings] { return lookAtBrowserPolicy(settings); }},
   });
@@ -106,25 +106,28 @@ Findings lookAround(const Folder& folder, Runner& runner) {
   return findings;
 }
 
+/// Before any other thread is at work: where the service manager is a program that is started, a
+/// process with few threads starts it best. Nothing is known of services that it does not tell of.
+Services askServices() {
+  return within<Services>(shortLimit, askServiceManager).value_or(Services());
+}
+
 /// Until nothing fails or the time is over, at least once.
-Findings lookUntil(Clock::time_point end, const Folder& folder) {
+Findings lookUntil(Clock::time_point end, const Folder& folder, const Services& first) {
   Runner runner;
-  Findings findings = lookAround(folder, runner);
+  Findings findings = lookAround(folder, first, runner);
   while (worstOf(findings) == Level::Fail && Clock::now() + passPause < end) {
     std::this_thread::sleep_for(passPause);
-    findings = lookAround(folder, runner);
+    findings = lookAround(folder, askServices(), runner);
   }
   return findings;
 }
 
 /// Where the files lie. None if there is no such folder.
-std::optional<Folder> chooseFolder(const std::optional<std::string>& given) {
+std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
+                                   const std::u16string& service) {
   if (!given) {
-    const auto program = within<std::u16string>(shortLimit, [] {
-      return platform::inspectService(platform::InspectedService::Kv500).program;
-    });
-    const std::u16string path =
-        program && !program->empty() ? *program : platform::GetModuleFileNameW();
+    const std::u16string path = service.empty() ? platform::GetModuleFileNameW() : service;
     return Folder{path.substr(0, path.rfind(platform::pathSeparator))};
   }
   std::u16string path = platform::pathFromText(*given);
@@ -153,11 +156,12 @@ int refuse(const Message& message, Language language) {
 
 int check(const Options& options) {
   const auto end = Clock::now() + options.wait;
-  const auto folder = chooseFolder(options.folder);
+  const Services services = askServices();
+  const auto folder = chooseFolder(options.folder, services.kv500.program);
   if (!folder) {
     return refuse({texts::noFolder, {*options.folder}}, options.language);
   }
-  const Findings findings = lookUntil(end, *folder);
+  const Findings findings = lookUntil(end, *folder, services);
   platform::printText(options.json ? asJson(findings, options.language)
                                    : asLines(findings, options.language));
   if (options.reportFile && !report(*options.reportFile, *folder, findings, options.language)) {

@@ -360,8 +360,8 @@ inline constexpr Phrase cardMuteAdvice{
 inline constexpr Phrase cardExclusive{"another program holds the card for itself alone",
                                       "ein anderes Programm hält die Karte für sich allein"};
 inline constexpr Phrase cardTransaction{
-    "another program has been in a transaction with the card for over a second",
-    "ein anderes Programm ist seit über einer Sekunde in einer Transaktion mit der "
+    "another program has been in a transaction with the card for over two seconds",
+    "ein anderes Programm ist seit über zwei Sekunden in einer Transaktion mit der "
     "Karte"};
 inline constexpr Phrase cardHeldAdvice{"End the other program that works with cards.",
                                        "Beenden Sie das andere Programm, das mit Karten arbeitet."};

@@ -92,7 +92,7 @@ class CheckTest(unittest.TestCase):
         status, found = self.check(user=USER_ID, group=GROUP_ID, extra_groups=[])
         self.assertIn("ok somebody listens", found["port"], self.output)
         self.assertNotIn("fail", "".join(found[name] for name in found
-                                         if name not in ("smartcard-service", "readers")))
+                                         if name not in ("usb", "readers")), self.output)
         report = self.machine.folder / "report"
         self.assertEqual(self.check("--report", report)[0], 0)
         for part in [self.output, "AllowOrigin=https://practice.example\n", "Service started!"]:
