@@ -89,6 +89,7 @@ grep -q '"Nachname":"Mustermann"' "$work/answer" || fail "the card's data are no
 echo
 echo "Try next: ./demo.sh --keep, then type: remove | insert examples/cards/bankkarte | unplug | plug"
 echo "and look at http://127.0.0.1:$port/?action=status and http://127.0.0.1:$port/?action=read"
+echo "On a machine with the service, kv500-check tells what is wrong and what to do."
 echo quit >&3
 wait $pid || fail "the simulator ended with status $?"
 pid=

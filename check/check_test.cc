@@ -312,7 +312,7 @@ TEST_F(CheckTest, ReadersAndCard) {
       {state(platform::SCARD_STATE_MUTE), "ok", "", "ok", "", "fail", "does not answer"},
       {state(platform::SCARD_STATE_EXCLUSIVE), "ok", "", "ok", "", "fail", "for itself alone"},
       {[&] { readers()->holdExclusively(true); }, "ok", "", "ok", "", "fail", "for itself alone"},
-      {[&] { readers()->setTransactionTime(std::chrono::seconds(3)); }, "ok", "", "ok", "", "fail",
+      {[&] { readers()->otherLock(); }, "ok", "", "ok", "", "fail",
        "in a transaction"},
       {failing("SCardConnectA", platform::SCARD_W_UNPOWERED_CARD), "ok", "", "ok", "", "fail",
        "does not"},
@@ -327,7 +327,7 @@ TEST_F(CheckTest, ReadersAndCard) {
                    lookAtReaders(askServiceManager()));
     EXPECT_FINDING((Row{{}, row.cardLevel, row.cardText}), lookAtCard(askServiceManager()));
     EXPECT_EQ(world().readers.openConnections(), 0u);
-    EXPECT_EQ(world().faults.calls("SCardTransmit"), 0u);
+    EXPECT_EQ(world().readers.openTransactions() + world().faults.calls("SCardTransmit"), 0u);
   }
 }
 
@@ -470,7 +470,7 @@ TEST_F(CheckTest, Program) {
   std::string output;
   makeWell();
   writeFile("config.txt", "Port=" + std::to_string(freePort()) + "\nURL=\x1b]0;\"\\\n");
-  world().readers.setTransactionTime(std::chrono::seconds(30));
+  world().readers.otherLock();
   const std::string report = (folder / "report.txt").string();
   EXPECT_EQ(run({"--language", "de", "--report", report}, output), 2);
   EXPECT_NE(output.find("[fail] answer: keine Verbindung"), std::string::npos) << output;

@@ -24,7 +24,8 @@ using kv500::Settings;
 
 constexpr std::chrono::milliseconds passPause{1000};
 /// For what comes before and behind the two rounds of looks, so that all ends within 10 seconds.
-constexpr std::chrono::milliseconds shortLimit{1500};
+constexpr std::chrono::milliseconds managerLimit{1500};
+constexpr std::chrono::milliseconds shortLimit{700};
 
 struct Look {
   const char* id;
@@ -109,7 +110,7 @@ Findings lookAround(const Folder& folder, const Services& services, Runner& runn
 /// Before any other thread is at work: where the service manager is a program that is started, a
 /// process with few threads starts it best. Nothing is known of services that it does not tell of.
 Services askServices() {
-  return within<Services>(shortLimit, askServiceManager).value_or(Services());
+  return within<Services>(managerLimit, askServiceManager).value_or(Services());
 }
 
 /// Until nothing fails or the time is over, at least once.

@@ -13,7 +13,7 @@ namespace simulated {
 struct Inspection {
   Inspection();
 
-  platform::ServiceFacts service;  ///< Runs, in the program's folder, unless set.
+  platform::ServiceFacts service;  ///< Runs unless set.
   /// Without one the smart-card service says of itself what the readers' model has it do.
   std::optional<platform::ServiceFacts> smartcardService;
   std::vector<platform::Listener> listeners;

@@ -11,7 +11,8 @@ import unittest
 
 import pcsc
 from isolation import GROUP_ID, USER_ID, mount, run_isolated
-from machine import BUILD, PORT, READER, Machine, wait_until
+from common import wait_until
+from machine import BUILD, READER, MachineTest
 
 # In the place of "systemctl show": the properties of a unit, from a file of its name.
 SYSTEMCTL = """#!/bin/sh
@@ -21,13 +22,12 @@ cat {folder}/$unit 2>/dev/null || echo LoadState=not-found
 LIMIT = 10.0  # Seconds for everything, whatever hangs.
 
 
-class CheckTest(unittest.TestCase):
+class CheckTest(MachineTest):
     def setUp(self):
-        self.machine = Machine()
-        self.addCleanup(self.machine.close)
-        shutil.copy(BUILD / "kv500-check", self.machine.program)
+        self.machine = self.workstation()
+        shutil.copy(BUILD / "kv500-check", self.machine.folder)
         self.machine.script(self.machine.bin / "systemctl",
-                            SYSTEMCTL.format(folder=self.machine.folder))
+                            SYSTEMCTL.format(folder=self.machine.base))
         self.machine.configure(AllowOrigin="https://practice.example")
         self.unit("pcscd.socket", ActiveState="active")
         self.unit("pcscd.service", ActiveState="active")
@@ -37,19 +37,15 @@ class CheckTest(unittest.TestCase):
 
     def unit(self, name, **properties):
         properties = {"LoadState": "loaded", "UnitFileState": "enabled", "User": "",
-                      "ExecStart": f"{{ path={self.machine.program}/KV500Service ; argv[]=x }}",
+                      "ExecStart": f"{{ path={self.machine.folder}/KV500Service ; argv[]=x }}",
                       } | properties
-        (self.machine.folder / name).write_text(
+        (self.machine.base / name).write_text(
             "".join(f"{key}={value}\n" for key, value in properties.items()))
 
     def start(self, card="mustermann"):
-        self.machine.add_reader()
-        self.machine.start_daemon()
-        if card:
-            self.machine.insert(card)
-        self.machine.start_service()
+        self.machine.switch_on(card=card, config="AllowOrigin=https://practice.example\n")
         self.unit("kv500service.service", ActiveState="active", MainPID=self.machine.service.pid)
-        self.assertTrue(self.machine.reaches("card" if card else "reader", 4))
+        wait_until(lambda: (b"OK_Card" if card else b"NO_Card") in self.machine.ask("status"))
 
     def check(self, *options, **start):
         """Exit status, the lines by their ids with their levels, and the seconds it took."""
@@ -57,7 +53,7 @@ class CheckTest(unittest.TestCase):
                        "UMOCKDEV_DIR": self.machine.usb.get_root_dir(),
                        "LD_PRELOAD": "libumockdev-preload.so.0"}
         begin = time.monotonic()
-        result = subprocess.run([self.machine.program / "kv500-check", *options], env=environment,
+        result = subprocess.run([self.machine.folder / "kv500-check", *options], env=environment,
                                 capture_output=True, timeout=30, **start)
         self.seconds = time.monotonic() - begin
         self.output = result.stdout.decode()
@@ -87,13 +83,13 @@ class CheckTest(unittest.TestCase):
             "session": "ok session 1 of kvuser", "browser-policy": "ok no policy"})
         self.assertEqual(status, 0, self.output)
         self.assertLess(self.seconds, 1)
-        self.assertEqual(self.machine.answer("read")["status"], "OK", "nothing was disturbed")
+        self.assertIn(b"Mustermann", self.machine.ask("read"), "nothing was disturbed")
         # An ordinary user learns less, and no wrong thing.
         status, found = self.check(user=USER_ID, group=GROUP_ID, extra_groups=[])
         self.assertIn("ok somebody listens", found["port"], self.output)
         self.assertNotIn("fail", "".join(found[name] for name in found
                                          if name not in ("usb", "readers")), self.output)
-        report = self.machine.folder / "report"
+        report = self.machine.base / "report"
         self.assertEqual(self.check("--report", report)[0], 0)
         for part in [self.output, "AllowOrigin=https://practice.example\n", "Service started!"]:
             self.assertIn(part, report.read_text())
@@ -118,7 +114,9 @@ class CheckTest(unittest.TestCase):
         self.expect({"card": "warn no card"})
         self.machine.service.send_signal(signal.SIGSTOP)
         self.machine.insert("mustermann")
-        other = wait_until(lambda: self.try_exclusive(), 3)
+        holders = []
+        wait_until(lambda: holders.append(self.try_exclusive()) or holders[-1])
+        other = holders[-1]
         self.expect({"card": "fail another program holds the card for itself", "answer": "fail"})
         other.close()
         other = pcsc.Card(READER)
@@ -133,6 +131,7 @@ class CheckTest(unittest.TestCase):
         mount("-t", "tmpfs", "tmpfs", "/etc/opt")
         policies = pathlib.Path("/etc/opt/chrome/policies/managed")
         policies.mkdir(parents=True)
+        self.addCleanup(shutil.rmtree, policies)
         (policies / "x.json").write_text('{"a": {"b": [1, "\\u00e4"]},\n'
                                          '"LoopbackNetworkBlockedForUrls": ["*"]}')
         self.expect({"browser-policy": "fail a policy forbids Chrome"})
@@ -154,8 +153,8 @@ class CheckTest(unittest.TestCase):
             os.kill(pid, signal.SIGCONT)
 
     def test_files_that_are_none(self):
-        config = self.machine.program / "config.txt"
-        log = self.machine.program / "log.txt"
+        config = self.machine.folder / "config.txt"
+        log = self.machine.folder / "log.txt"
         for make, text in [
                 (lambda: os.truncate(config, 100_000_000), "fail config.txt has 100000000 bytes"),
                 (lambda: os.truncate(config, 1000), "fail the whole of config.txt counts for nothing"),
@@ -163,7 +162,7 @@ class CheckTest(unittest.TestCase):
                 (lambda: (config.unlink(), config.mkdir()), "fail config.txt is no ordinary file")]:
             make()
             self.expect({"settings": text})
-            self.check("--report", self.machine.folder / "report")
+            self.check("--report", self.machine.base / "report")
         log.write_bytes(b"")
         os.truncate(log, 1_000_000_000)
         with open(log, "ab") as file:
@@ -176,19 +175,19 @@ class CheckTest(unittest.TestCase):
 
     def test_another_program_on_the_port(self):
         self.machine.start_daemon()
-        listener = socket.create_server(("127.0.0.1", PORT))
+        listener = socket.create_server(("127.0.0.1", 5724))
         self.addCleanup(listener.close)
         self.expect({"port": f"(process {os.getpid()})", "answer": "fail connected, but no whole answer"})
 
         def talk_for_ever():
-            while True:
-                client = listener.accept()[0]
+            while listener.fileno() >= 0:
                 try:
-                    while True:
-                        client.sendall(b"\x1b[2J garbage " * 100)
-                        time.sleep(0.01)
+                    with listener.accept()[0] as client:
+                        while True:
+                            client.sendall(b"\x1b[2J garbage " * 100)
+                            time.sleep(0.01)
                 except OSError:
-                    client.close()
+                    pass  # He has had enough.
         threading.Thread(target=talk_for_ever, daemon=True).start()
         self.check()  # The first one is answered to those that have gone.
         self.expect({"answer": "fail what answers is not the service: ?[2J garbage"})
