@@ -40,7 +40,7 @@ Findings connectOnce(const std::string& reader, const Services& services) {
     std::uint32_t state = 0;
     std::uint8_t atr[33];
     std::uint32_t length = sizeof(atr);
-    result = platform::SCardStatusA(card, state, atr, length);
+    result = platform::SCardStatusA(card, state, protocol, atr, length);
     platform::SCardDisconnect(card, platform::SCARD_LEAVE_CARD);
   }
   switch (result) {

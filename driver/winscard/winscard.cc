@@ -14,6 +14,10 @@
 #include "platform/simulated/world.h"
 #include "platform/smartcard.h"
 #include "simulator/commands.h"
+
+// The seam's value of a name that Windows' headers define as a macro.
+static constexpr std::uint32_t seamResetCard = platform::SCARD_W_RESET_CARD;
+
 // Declares what is exported here; see winscard.def.
 #include <winscard.h>
 #include "platform/win32/native.h"
@@ -73,9 +77,8 @@ LONG inWorld(DWORD* length, Call call) {
 /// of the simulated world takes note of a reset by itself.
 template <typename Call>
 LONG onCardWithoutReset(::SCARDHANDLE card, Call call) {
-  return inWorld([&] {
-    return simulated::world().readers.wasReset(card) ? platform::SCARD_W_RESET_CARD : call();
-  });
+  return inWorld(
+      [&] { return simulated::world().readers.wasReset(card) ? seamResetCard : call(); });
 }
 
 }  // namespace
