@@ -10,8 +10,8 @@
 
 namespace platform::host {
 
-/// The named mutex of platform::CreateMutexA under exactly this name, between processes; on Linux for
-/// the simulated world alone.
+/// The named mutex of platform::CreateMutexA under exactly this name, between processes; on Linux
+/// for the simulated world alone.
 HANDLE createNamedMutex(const char* name);
 
 /// Starts the program of a command line quoted by Windows' rules, as the user of this process and

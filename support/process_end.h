@@ -13,9 +13,9 @@ namespace kv500 {
 [[noreturn]] void endProcess(int exitCode);
 
 /// Runs `work`, on a thread above which no handler stands. A text that comes out of it is written
-/// to the log as it is, if that is open yet, and to whoever has started the program, and the process
-/// ends with exit code 1: the service manager sees that and starts the service again, where a thread
-/// that is gone in silence would leave a service that looks alive and answers nobody.
+/// to the log as it is, if that is open yet, and to whoever has started the program, and the
+/// process ends with exit code 1: the service manager sees that and starts the service again, where
+/// a thread that is gone in silence would leave a service that looks alive and answers nobody.
 void endProcessOnFailure(const std::function<void()>& work);
 
 }  // namespace kv500

@@ -1,6 +1,6 @@
 // The named mutex of the simulated world as a Unix socket in Linux' abstract name space: a name can
-// be bound once, the kernel gives it free when the process ends in whatever way, and nothing is left
-// in a folder. Any user can bind any name, which nobody minds in a world of memory.
+// be bound once, the kernel gives it free when the process ends in whatever way, and nothing is
+// left in a folder. Any user can bind any name, which nobody minds in a world of memory.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

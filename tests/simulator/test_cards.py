@@ -3,8 +3,8 @@ import time
 import unittest
 
 from simulator import SimulatorTest
-from common import (CARD, CARDS, NO_CARD, NO_DATA, NO_READER, READ_FAILED, make_card, read_all,
-                    read_answer, wait_until)
+from common import (CARD, CARDS, CLOSED, NO_CARD, NO_DATA, NO_READER, READ_FAILED, make_card,
+                    read_all, read_answer, wait_until)
 
 SELECT_MF = "> 00 A4 00 0C 02 3F 00"
 SELECT_HCA = "> 00 A4 04 0C 06 D2 76 00 00 01 02"
@@ -79,6 +79,33 @@ class Cards(SimulatorTest):
                     simulator.do(command)
                 simulator.wait_for_status(CARD)
                 self.assertEqual(simulator.ask("read"), GOOD)
+
+    def test_another_program_at_the_card(self):
+        simulator, trace = self.start_traced("--card", CARDS / "mustermann")
+        simulator.wait_for_status(CARD)
+        self.assertRegex(simulator.command("other exclusive on"), "error:.+")
+        for action, expected in [("status", CARD), ("read", GOOD), ("close", CLOSED)]:
+            for command in ("other lock", "other lock", "other reset"):
+                simulator.do(command)
+            with simulator.connect() as client:
+                client.sendall(f"GET /?action={action} HTTP/1.1\r\n\r\n".encode())
+                client.settimeout(0.5)
+                self.assertRaises(TimeoutError, client.recv, 1)
+                client.settimeout(None)
+                simulator.do("other unlock")
+                self.assertTrue(read_all(client).endswith(expected))
+        for _ in range(10):
+            simulator.do("other reset")
+            self.assertEqual(simulator.ask("read"), GOOD)
+        # The end of the card is the end of waiting for it.
+        simulator.do("other lock")
+        simulator.do("remove")
+        simulator.wait_for_status(NO_CARD)
+        simulator.do("other exclusive on")
+        simulator.do(f"insert {CARDS / 'mustermann'}")
+        simulator.wait_for_status(NO_READER)
+        simulator.do("other exclusive off")
+        simulator.wait_for_status(CARD)
 
 
 if __name__ == "__main__":

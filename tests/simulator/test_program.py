@@ -82,7 +82,8 @@ class Program(SimulatorTest):
         bad_card = make_card(simulator.folder / "bad", ["00B0810000 fial"])
         rows = [
             ("remove", "error:"), ("unplug", "error:"), (f"insert {card}", "error:"),
-            ("plug", "ok"), ("remove", "error:"),
+            ("plug", "ok"), ("remove", "error:"), ("other lock", "error:"),
+            ("other reset", "error:"), ("other unlock", "ok"), ("other", "error:"),
             ("insert", "error:"), ("insert /nowhere", "error:.*/nowhere"),
             (f"insert {bad_card}", "error:.*overrides.txt.*1"),
             (f"insert {card}", "ok"), (f"insert {card}", "error:"),
