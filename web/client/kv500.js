@@ -1,80 +1,44 @@
 /**
- * Client of the card reader service on this workstation, for pages and for Node 18 and later.
- *
- *     import { KV500 } from './kv500.js';
- *     const reader = new KV500();
- *     const stop = reader.onCard(async ({ type }) => {
- *       if (type === 'card-in') console.log((await reader.read()).daten);
- *     });
- *
- * A call resolves with the answer as a plain object or rejects with a KV500Error: its `code` is for
- * the page, its `message` for a person.
+ * Client of the card reader service on this workstation, for pages and for Node 18 and later: one
+ * file, no dependencies. What each export does stands in kv500.d.ts.
  */
 
-/**
- * @typedef {object} DeviceMessage The state of an attached reader.
- * @property {string} deviceStatus "KV500_PRESENT"
- * @property {string} ApiVersion
- * @property {string} SerialNumber The reader's, not the card's.
- * @property {string} CardPresence "OK_Card_Presence" or "NO_Card_found"
- *
- * @typedef {object} Answer
- * @property {string} action "status", "read" or "close"
- * @property {string} status
- * @property {string | DeviceMessage} message
- * @property {number} serv_version
- * @property {object | null} [daten] Of `read` alone.
- *
- * @typedef {object} CallOptions
- * @property {AbortSignal} [signal] Ends the call with an AbortedError.
- *
- * @typedef {object} CardEvent
- * @property {'ready' | 'reader-in' | 'reader-out' | 'card-in' | 'card-out' | 'failed'} type
- *   `ready`: the service answers, for the first time or again. `failed`: it does not; told once for
- *   each kind of failure.
- * @property {Answer} [status] The answer that told it; not with `failed`.
- * @property {KV500Error} [error] With `failed`.
- */
+/** @typedef {import('./kv500.d.ts').CallOptions} CallOptions */
+/** @typedef {import('./kv500.d.ts').WatchOptions} WatchOptions */
 
-/** What a call rejects with. */
+const usualAddress = 'http://127.0.0.1:5724';
+
 export class KV500Error extends Error {
-  /**
-   * @param {string} code
-   * @param {string} message
-   * @param {unknown} [cause] The failure underneath.
-   */
-  constructor(code, message, cause) {
+  /** @param {string} code @param {string} message @param {object} [members] @param {unknown} [cause] */
+  constructor(code, message, members, cause) {
     super(message, { cause });
-    this.name = 'KV500Error';
-    this.code = code;
+    Object.assign(this, { code }, members);
   }
 }
 
-/** Nothing answers at the address. */
 export class ServiceNotRunningError extends KV500Error {
+  /** @param {string} address @param {unknown} [cause] */
   constructor(address, cause) {
     super(
       'not-running',
-      `Nothing answers at ${address}. Start the card reader service, and check that it listens ` +
-        'there. If it runs, it may be busy: try again in ten seconds.',
+      `Nothing answers at ${address}. Start the card reader service, and compare the address with ` +
+        'the Port in its config.txt. If it runs, it may be busy: try again in ten seconds.',
+      { address },
       cause,
     );
-    this.address = address;
   }
 }
 
-/** Somebody denied this page the local machine. */
 export class PermissionDeniedError extends KV500Error {
   constructor() {
     super(
       'permission-denied',
-      'The browser does not let this page reach programs on this computer. In the site settings ' +
-        '(left of the address) allow access to apps on this device, and load the page again.',
+      'The browser does not let this page reach programs on this computer. Allow it in the site ' +
+        'settings (left of the address), and load the page again.',
     );
   }
 }
 
-/** The browser's question is open. */
 export class PermissionNotAskedError extends KV500Error {
   constructor() {
     super(
@@ -85,347 +49,436 @@ export class PermissionNotAskedError extends KV500Error {
   }
 }
 
-/** By plain HTTP the browser does not even ask. */
 export class InsecurePageError extends KV500Error {
+  /** @param {unknown} [cause] */
   constructor(cause) {
     super(
       'insecure-page',
-      'This page was not loaded by HTTPS, and browsers keep such pages away from programs on this ' +
-        'computer. Open it with https://. If it worked before, start the card reader service.',
+      'The browser does not let pages by plain HTTP reach programs on this computer. Open this page ' +
+        'with https://. If it worked before, start the card reader service.',
+      {},
       cause,
     );
   }
 }
 
-/** The service answers, but AllowOrigin names another origin than this page's. */
 export class OriginNotAllowedError extends KV500Error {
+  /** @param {string} origin */
   constructor(origin) {
     super(
       'origin-not-allowed',
-      `The card reader service does not allow pages of ${origin}. Set AllowOrigin=${origin} in its ` +
-        'config.txt and start it again. (Or another program has its port.)',
+      `The card reader service does not allow pages of ${origin}. Write AllowOrigin=${origin} into ` +
+        'its config.txt and start it again. (Or another program has its port.)',
+      { origin },
     );
-    this.origin = origin;
   }
 }
 
-/** The service closed the connection without an answer, each time. */
 export class NoAnswerError extends KV500Error {
+  /** @param {number} tries @param {unknown} [cause] */
   constructor(tries, cause) {
     super(
       'no-answer',
-      `The card reader service closed the connection without an answer, ${tries} times. All its ` +
+      `The card reader service closed the connection without an answer, ${tries} times. Its ` +
         'connections are busy: close other pages that use it and try again in ten seconds.',
+      { tries },
       cause,
     );
-    this.tries = tries;
   }
 }
 
-/** Characters on the card broke the JSON. `text` is what came. */
 export class BrokenJsonError extends KV500Error {
+  /** @param {string} text @param {unknown} [cause] */
   constructor(text, cause) {
     super(
       'broken-json',
-      'Quotation marks or other characters on the card break the answer. The data can be copied ' +
-        'from its raw text by hand.',
+      'Quotation marks or other characters on the card break the answer. Copy the data from its ' +
+        'raw text by hand.',
+      { text },
       cause,
     );
-    this.text = text;
   }
 }
 
-/** Some other program answers at the address. `text` is what came. */
 export class ForeignAnswerError extends KV500Error {
-  constructor(address, text) {
+  /** @param {string} address @param {string} text @param {unknown} [cause] */
+  constructor(address, text, cause) {
     super(
       'foreign-answer',
       `At ${address} another program answers, not the card reader service. Set another Port in its ` +
         'config.txt and in this page.',
+      { address, text },
+      cause,
     );
-    this.address = address;
-    this.text = text;
   }
 }
 
-const actionTexts = {
-  read: 'The card could not be read. Take it out, wipe the chip and put it in again.',
-  close: 'No card is in the reader: there is nothing to close.',
-};
-
-/** The service answered with the status "ERROR". */
 export class ActionError extends KV500Error {
+  /** @param {import('./kv500.d.ts').ErrorAnswer} answer */
   constructor(answer) {
     const { action } = answer;
-    super('action-failed', actionTexts[action] ?? `The action "${action}" failed.`);
-    this.action = action;
-    this.answer = answer;
+    super(
+      'action-failed',
+      action === 'read'
+        ? 'The card could not be read. Take it out, wipe the chip and put it in again.'
+        : 'No card is in the reader.',
+      { action, answer },
+    );
   }
 }
 
-/** No complete answer in time. */
+export class OtherCardError extends KV500Error {
+  constructor() {
+    super('other-card', 'This is not a health card. Take it out and put in a health card.');
+  }
+}
+
 export class TimeoutError extends KV500Error {
+  /** @param {number} milliseconds */
   constructor(milliseconds) {
     super(
       'timeout',
       `The card reader service took longer than ${milliseconds / 1000} seconds. Take the card out ` +
         'and put it in again, or start the service again.',
+      { milliseconds },
     );
-    this.milliseconds = milliseconds;
   }
 }
 
-/** The caller's AbortSignal ended the call; `cause` is the signal's reason. */
 export class AbortedError extends KV500Error {
+  /** @param {unknown} [cause] */
   constructor(cause) {
-    super('aborted', 'The request was given up by the page.', cause);
-    this.name = 'AbortError';
+    super('aborted', 'The request was given up by the page.', {}, cause);
   }
+}
+
+export class BadAddressError extends KV500Error {
+  /** @param {string} address */
+  constructor(address) {
+    super(
+      'bad-address',
+      `${address} is no address of the card reader service. Write ${usualAddress}, with the Port in ` +
+        'its config.txt.',
+      { address },
+    );
+  }
+}
+
+// A bundler may give the classes other names.
+for (const [name, type] of Object.entries({
+  KV500Error, ServiceNotRunningError, PermissionDeniedError, PermissionNotAskedError,
+  InsecurePageError, OriginNotAllowedError, NoAnswerError, BrokenJsonError, ForeignAnswerError,
+  ActionError, OtherCardError, TimeoutError, AbortedError, BadAddressError,
+})) {
+  type.prototype.name = name;
 }
 
 const decoder = new TextDecoder('iso-8859-15');
-const shortestInterval = 250; // Milliseconds; the service itself looks at the card no more often.
-// Milliseconds after which it is a person who keeps the page waiting: refusing a connection takes up
-// to two seconds (on Windows).
-const longestRefusal = 3000;
-// Failures that look alike from one request to the next.
-const silent = ['not-running', 'no-answer', 'origin-not-allowed'];
+const largestAnswer = 1e6; // Bytes; a card holds thousands.
+const shortestInterval = 250; // Milliseconds; the service looks no more often.
+const longestDelay = 5000; // Milliseconds; a timer that is later slept with the computer.
 const longestTimer = 2 ** 31 - 1; // With more, timers fire at once.
+const longestRefusal = 3000; // Milliseconds (Windows: 2000); what takes longer is a person.
+const silent = ['not-running', 'no-answer', 'origin-not-allowed']; // Alike to the page.
 
-/** What an answer says of reader and card. */
+/** @param {{ message: unknown }} answer */
 export function stateOf(answer) {
   const { deviceStatus, CardPresence, SerialNumber } = Object(answer.message);
   return {
     reader: deviceStatus === 'KV500_PRESENT',
     card: CardPresence === 'OK_Card_Presence',
-    serialNumber: SerialNumber ?? '',
+    serialNumber: String(SerialNumber ?? ''),
   };
 }
 
-/** JSON.parse, but members of one name become an array, where JSON.parse keeps the last alone. */
+/** @param {string} text @returns {any} */
 export function parseRepeated(text) {
   JSON.parse(text); // From here on the grammar is known to hold.
-  const tokens = text.match(/"(?:[^"\\]|\\.)*"|[{}[\]:,]|[^\s{}[\]:,"]+/g);
-  let next = 0;
-  const items = (end, item) => {
-    while (tokens[next] !== end) {
-      item();
-      if (tokens[next] === ',') ++next;
-    }
-    ++next;
-  };
-  const value = () => {
-    const token = tokens[next++];
-    if (token === '[') {
-      const list = [];
-      items(']', () => list.push(value()));
-      return list;
-    }
-    if (token !== '{') return JSON.parse(token);
+  let count = 0;
+  // A number before each name tells equal names apart.
+  const numbered = text.replace(/"(?:[^"\\]|\\.)*"(\s*:)?/g, (token, colon) =>
+    colon ? `"${count++} ${token.slice(1)}` : token,
+  );
+  return JSON.parse(numbered, (_, value) => {
+    if (Object(value) !== value || Array.isArray(value)) return value;
     const members = new Map();
-    items('}', () => {
-      const name = JSON.parse(tokens[next]);
-      next += 2; // The name and its colon.
-      members.set(name, [...(members.get(name) ?? []), value()]);
-    });
-    // fromEntries, unlike an assignment, takes "__proto__" as the plain name that it is here.
+    for (const [numberAndName, one] of Object.entries(value)) {
+      const name = numberAndName.slice(numberAndName.indexOf(' ') + 1);
+      members.set(name, [...(members.get(name) ?? []), one]);
+    }
+    // To fromEntries, unlike to an assignment, "__proto__" is a plain name.
     return Object.fromEntries([...members].map(([name, all]) => [name, all.length > 1 ? all : all[0]]));
-  };
-  return value();
+  });
 }
 
-/** Resolves after the time, or at once when the signal aborts. */
-function pause(milliseconds, signal) {
-  return new Promise((resolve) => {
+/** Ends early with the signal. @param {number} time @param {AbortSignal} signal */
+const pause = (time, signal) =>
+  new Promise((resolve) => {
     const end = () => {
       clearTimeout(timer);
       signal.removeEventListener('abort', end);
-      resolve();
+      resolve(0);
     };
-    const timer = setTimeout(end, Math.min(milliseconds, longestTimer));
+    const timer = setTimeout(end, Math.min(time, longestTimer));
     signal.addEventListener('abort', end);
     if (signal.aborted) end();
   });
+
+/** What a handler throws is the page's to see. @param {any} handler @param {any} [value] */
+function tell(handler, value) {
+  try {
+    handler?.(value);
+  } catch (fault) {
+    queueMicrotask(() => {
+      throw fault;
+    });
+  }
 }
 
-/** Resolves when the page is seen, or when the signal aborts. Outside a page at once. */
-function visible(signal) {
-  const page = globalThis.document;
-  if (!page?.hidden || signal.aborted) return Promise.resolve();
-  return new Promise((resolve) => {
-    const look = () => {
-      if (page.hidden && !signal.aborted) return;
-      page.removeEventListener('visibilitychange', look);
-      signal.removeEventListener('abort', look);
-      resolve();
-    };
-    page.addEventListener('visibilitychange', look);
-    signal.addEventListener('abort', look);
-  });
+/**
+ * The body, or its beginning where it is too long. In Node fetch itself can miss the signal by now.
+ * @param {Response} response @param {AbortSignal} signal
+ */
+async function bodyOf(response, signal) {
+  const reader = response.body?.getReader();
+  const cancel = () => reader?.cancel().catch(() => {});
+  signal.addEventListener('abort', cancel);
+  for (let text = ''; ; ) {
+    const { value, done } = (await reader?.read()) ?? { done: true };
+    signal.throwIfAborted();
+    if (done || text.length > largestAnswer) {
+      cancel();
+      return text;
+    }
+    text += decoder.decode(value);
+  }
 }
+
+/** Has it what every answer has? @param {any} answer */
+const isAnswer = ({ action, status, message, daten }) =>
+  typeof status === 'string' &&
+  typeof (Object(message).CardPresence ?? message) === 'string' &&
+  (action !== 'read' || typeof daten === 'object');
 
 /** No page, or one of this machine: no browser stands in its way. */
-function isLocal(page) {
-  return !page || /^(|(.*\.)?localhost|127(\.\d+){3}|\[::1\])$/.test(page.hostname);
-}
+const isLocal = () =>
+  /^(|(.*\.)?localhost|127(\.\d+){3}|\[::1\])$/.test(globalThis.location?.hostname ?? '');
 
-/** "granted", "denied", "prompt", or undefined where the browser knows no such permission. */
-async function loopbackPermission() {
-  // The newer name first.
-  for (const name of ['loopback-network', 'local-network-access']) {
-    try {
-      return (await navigator.permissions.query({ name: /** @type {any} */ (name) })).state;
-    } catch {
-      // Not known under this name.
-    }
-  }
-  return undefined;
-}
+/** @param {any} name */
+const permissionFor = async (name) => (await navigator.permissions.query({ name })).state;
 
+/** "granted", "denied", "prompt"; undefined where the browser knows neither name, new nor old. */
+const loopbackPermission = () =>
+  permissionFor('loopback-network').catch(() => permissionFor('local-network-access').catch(() => undefined));
+
+/** @template {boolean} [R=false] */
 export class KV500 {
   #address;
   #options;
   #answers = 0; // Answers so far, of any call.
+  #fault; // The address's.
 
-  /**
-   * @param {object} [options]
-   * @param {string} [options.address] Where the service listens. Use 127.0.0.1: "localhost" may
-   *   mean ::1, where nobody listens.
-   * @param {number} [options.timeout] Milliseconds for one call, its further tries included.
-   * @param {number} [options.retries] Further tries when a connection ends without an answer.
-   * @param {number} [options.pause] Milliseconds before the first further try; doubled each time.
-   * @param {boolean} [options.repeated] Members of one name that occur several times become an
-   *   array; otherwise the last one stands.
-   */
-  constructor({ address = 'http://127.0.0.1:5724', timeout = 30000, retries = 3, pause = 250, repeated = false } = {}) {
+  /** @param {import('./kv500.d.ts').Options<R>} [options] */
+  constructor({ address = usualAddress, timeout = 30000, retries = 3, pause = 250, repeated } = {}) {
     this.#address = address.replace(/\/+$/, '');
     this.#options = { timeout, retries, pause, repeated };
+    try {
+      new URL(address);
+    } catch {
+      this.#fault = new BadAddressError(address);
+    }
   }
 
-  /** State of reader and card. @param {CallOptions} [options] @returns {Promise<Answer>} */
+  /** @param {CallOptions} [options] */
   status(options) {
     return this.#call('status', options);
   }
 
-  /** Reads the card in the reader. @param {CallOptions} [options] @returns {Promise<Answer>} */
+  /** @param {CallOptions} [options] */
   read(options) {
     return this.#call('read', options);
   }
 
-  /** Ends the card connection. @param {CallOptions} [options] @returns {Promise<Answer>} */
+  /** @param {CallOptions} [options] */
   close(options) {
     return this.#call('close', options);
   }
 
-  /**
-   * Tells changes of reader and card. Polls `status`: a request each interval, never two at once,
-   * none while the page is hidden. What comes and goes between two polls is not seen.
-   * @param {(event: CardEvent) => void} callback
-   * @param {object} [options]
-   * @param {number} [options.interval] Milliseconds between two polls, at least 250.
-   * @param {AbortSignal} [options.signal] Stops as the returned function does.
-   * @returns {() => void} Stops; no callback comes after it.
-   */
-  onCard(callback, { interval = 1000, signal } = {}) {
-    const ending = new AbortController();
-    const stop = () => {
-      ending.abort();
-      signal?.removeEventListener('abort', stop);
-    };
-    signal?.addEventListener('abort', stop);
-    if (signal?.aborted) stop();
-    this.#watch(callback, Math.max(Number(interval) || 0, shortestInterval), ending.signal);
-    return stop;
-  }
-
-  async #watch(callback, interval, signal) {
-    let last = { reader: false, card: false };
-    let error;
-    let answered = false;
-    let failures = 0; // In a row.
-    const fail = (failure) => {
-      last = { reader: false, card: false };
-      if (failure.code !== error?.code) tell({ type: 'failed', error: failure });
-      error = failure;
-      answered = false;
-    };
-    const tell = (event) => {
-      if (signal.aborted) return;
-      try {
-        callback(event);
-      } catch (fault) {
-        // The caller's to see.
-        queueMicrotask(() => {
-          throw fault;
-        });
-      }
-    };
-    for (;;) { // Until the signal, which is looked at in each round.
-      await visible(signal);
-      if (signal.aborted) return;
-      let status;
-      let underWay = true;
-      // The browser's question keeps the poll waiting, but not the page.
-      const hint = setTimeout(async () => {
-        if ((await this.#isAsking()) && underWay) fail(new PermissionNotAskedError());
-      }, longestRefusal);
-      try {
-        status = await this.#poll(signal, failures++ % 10 ? error : undefined);
-      } catch (failure) {
-        fail(failure);
-      }
-      underWay = false;
-      clearTimeout(hint);
-      if (status) {
-        error = undefined;
-        failures = 0;
-        const now = stateOf(status);
-        if (!answered) tell({ type: 'ready', status });
-        answered = true;
-        if (last.card && !now.card) tell({ type: 'card-out', status });
-        if (last.reader !== now.reader) tell({ type: now.reader ? 'reader-in' : 'reader-out', status });
-        if (!last.card && now.card) tell({ type: 'card-in', status });
-        last = now;
-      }
-      await pause(interval, signal);
-    }
-  }
-
-  /** One request; a failure is looked into by more, unless `lastError` may still hold. */
-  async #poll(signal, lastError) {
-    return this.#bounded(signal, async (inner) => {
-      const since = Date.now();
-      try {
-        return await this.#exchange('status', inner);
-      } catch (failure) {
-        if (!(failure instanceof TypeError)) throw failure;
-        const obstacle = await this.#obstacle(failure, since);
-        if (obstacle) throw obstacle;
-        if (silent.includes(lastError?.code)) throw lastError;
-        return this.#persist('status', inner);
-      }
+  /** @param {(event: import('./kv500.d.ts').CardEvent) => void} callback @param {WatchOptions} [options] */
+  onCard(callback, options) {
+    return this.#watch(options, (/** @type {any} */ event) => {
+      if (!/polled|stopped/.test(event.type)) tell(callback, event);
     });
   }
 
+  /** @param {import('./kv500.d.ts').PatientHandlers<R>} handlers @param {WatchOptions} [options] */
+  onPatient({ read, gone, failed, reading, event }, options) {
+    /** @type {AbortController | undefined} */
+    let held; // While something is being read or holds.
+    const drop = (/** @type {string} */ reason) => {
+      if (!held) return;
+      held.abort();
+      held = undefined;
+      tell(gone, reason);
+    };
+    const begin = async () => {
+      const own = new AbortController();
+      held = own;
+      tell(reading);
+      let failure;
+      try {
+        const answer = await this.read(own);
+        if (held !== own) return;
+        const { daten, message } = answer;
+        if (daten) return tell(read, { daten, readAt: new Date(), answer });
+        // Gone before it was read; if it is back, the next poll begins anew.
+        if (typeof message === 'string') return drop('card-out');
+        failure = new OtherCardError();
+      } catch (error) {
+        // A card that is pulled fails first and is seen to be out then.
+        const state = await this.status(own).then(stateOf, () => undefined);
+        if (held !== own) return;
+        if (!state?.card) return drop(state ? 'card-out' : 'service-out');
+        failure = error;
+      }
+      tell(failed, failure);
+    };
+    return this.#watch(options, (/** @type {any} */ told) => {
+      const { type, status, error } = told;
+      if (type === 'polled') {
+        const { reader, card } = stateOf(status);
+        if (!card) return drop(reader ? 'card-out' : 'reader-out');
+        return held ?? begin();
+      }
+      if (type === 'ready') drop('service-back');
+      if (type === 'failed') drop('service-out');
+      if (type === 'hidden' || type === 'stopped') drop(type);
+      if (type !== 'stopped') tell(event, told);
+      if (!error) return;
+      held = new AbortController();
+      tell(failed, error);
+    });
+  }
+
+  /**
+   * Polls while the page is seen. Tells onCard's events, each answer ("polled") and "stopped".
+   * @param {WatchOptions | undefined} options @param {any} told
+   */
+  #watch({ interval = 500, hiddenFor = 0, signal } = {}, told) {
+    const page = globalThis.document;
+    let polling = new AbortController();
+    let hiddenSince = 0;
+    let stopped = false;
+    /** @type {any} */
+    let timer;
+    const poll = () => this.#pollUntil(polling.signal, Math.max(Number(interval) || 0, shortestInterval), told);
+    const hide = () => {
+      polling.abort();
+      told({ type: 'hidden' });
+    };
+    const look = () => {
+      clearTimeout(timer);
+      if (page.hidden) {
+        hiddenSince = Date.now();
+        timer = setTimeout(hide, Math.min(hiddenFor, longestTimer));
+        return;
+      }
+      // Timers of hidden pages stand still at times.
+      if (!polling.signal.aborted && Date.now() - hiddenSince >= hiddenFor) hide();
+      if (!polling.signal.aborted) return;
+      polling = new AbortController();
+      poll();
+    };
+    const stop = () => {
+      if (stopped) return;
+      stopped = true;
+      clearTimeout(timer);
+      polling.abort();
+      page?.removeEventListener('visibilitychange', look);
+      signal?.removeEventListener('abort', stop);
+      told({ type: 'stopped' });
+    };
+    page?.addEventListener('visibilitychange', look);
+    signal?.addEventListener('abort', stop);
+    if (signal?.aborted) stop();
+    else if (page?.hidden) polling.abort();
+    else poll();
+    return stop;
+  }
+
+  /** @param {AbortSignal} signal @param {number} interval @param {any} told */
+  async #pollUntil(signal, interval, told) {
+    /** @type {any} */
+    let last; // The state told last.
+    /** @type {any} */
+    let error;
+    let failures = 0; // In a row.
+    const fail = (/** @type {any} */ failure) => {
+      const known = failure.code === error?.code;
+      [last, error] = [undefined, failure];
+      if (!known && !signal.aborted) told({ type: 'failed', error });
+    };
+    while (!signal.aborted) {
+      // The browser's question keeps the poll waiting, but not the page.
+      const hint = setTimeout(async () => {
+        if ((await this.#isAsking()) && !polled) fail(new PermissionNotAskedError());
+      }, longestRefusal);
+      let polled = false;
+      try {
+        const known = failures++ % 10 ? error : undefined;
+        const status = await this.#bounded(signal, (inner) => this.#persist('status', inner, known));
+        const now = stateOf(status);
+        const before = last ?? stateOf({ message: '' });
+        const types = [
+          !last && 'ready',
+          before.card && !now.card && 'card-out',
+          before.reader !== now.reader && `reader-${now.reader ? 'in' : 'out'}`,
+          !before.card && now.card && 'card-in',
+          'polled',
+        ];
+        [last, error, failures] = [now, undefined, 0];
+        for (const type of types) {
+          if (type && !signal.aborted) told({ type, status });
+        }
+      } catch (failure) {
+        fail(failure);
+      }
+      polled = true;
+      clearTimeout(hint);
+      const since = Date.now();
+      await pause(interval, signal);
+      if (signal.aborted || Date.now() - since < interval + longestDelay) continue;
+      last = error = undefined;
+      told({ type: 'hidden' });
+    }
+  }
+
+  /** @param {string} action @param {CallOptions} [options] */
   #call(action, options) {
     return this.#bounded(options?.signal, (inner) => this.#persist(action, inner));
   }
 
-  /** Work under the caller's signal and the time limit. */
+  /**
+   * Work that ends with the caller's signal and the time limit, whatever it does.
+   * @param {AbortSignal | undefined} signal @param {(signal: AbortSignal) => Promise<any>} work
+   */
   async #bounded(signal, work) {
+    if (this.#fault) throw this.#fault;
     if (signal?.aborted) throw new AbortedError(signal.reason);
     const { timeout } = this.#options;
     const controller = new AbortController();
+    const inner = controller.signal;
     const abort = () => controller.abort();
     const timer = setTimeout(abort, Math.min(timeout, longestTimer));
     signal?.addEventListener('abort', abort);
     try {
-      const answer = await work(controller.signal);
+      const ended = new Promise((_, reject) => inner.addEventListener('abort', reject));
+      const answer = await Promise.race([work(inner), ended]);
       if (answer.status === 'ERROR') throw new ActionError(answer);
       return answer;
     } catch (failure) {
       if (signal?.aborted) throw new AbortedError(signal.reason);
-      if (!controller.signal.aborted) throw failure;
+      if (!inner.aborted) throw failure;
       throw (await this.#isAsking()) ? new PermissionNotAskedError() : new TimeoutError(timeout);
     } finally {
       clearTimeout(timer);
@@ -433,8 +486,11 @@ export class KV500 {
     }
   }
 
-  /** One exchange, and further ones where a connection ended without an answer. */
-  async #persist(action, signal) {
+  /**
+   * One exchange, and more where it had no answer, unless `lastError` may still hold.
+   * @param {string} action @param {AbortSignal} signal @param {any} [lastError]
+   */
+  async #persist(action, signal, lastError) {
     const { retries, pause: firstPause } = this.#options;
     const answersBefore = this.#answers;
     let heard = false;
@@ -449,6 +505,7 @@ export class KV500 {
       }
       const obstacle = await this.#obstacle(failure, since);
       if (obstacle) throw obstacle;
+      if (silent.includes(lastError?.code)) throw lastError;
       if (this.#answers === answersBefore && (await this.#answersUnseen(signal))) {
         // Once can be chance, a connection that came free; twice it is the origin.
         if (heard) throw new OriginNotAllowedError(location.origin);
@@ -462,36 +519,47 @@ export class KV500 {
     }
   }
 
-  /** Sends one request and takes the answer apart. A TypeError means: no (complete) answer. */
+  /**
+   * Sends one request and takes the answer apart. A TypeError means: no whole answer.
+   * @param {string} action @param {AbortSignal} signal
+   */
   async #exchange(action, signal) {
     const response = await fetch(`${this.#address}/?action=${action}`, {
       signal,
       cache: 'no-store',
       credentials: 'omit',
-      redirect: 'error',
+      redirect: 'manual',
       referrerPolicy: 'no-referrer',
     });
-    // response.json() would take it for UTF-8.
-    const text = decoder.decode(await response.arrayBuffer());
+    const text = await bodyOf(response, signal); // response.json() would take it for UTF-8.
     ++this.#answers;
-    if (!response.ok || !text.startsWith(`{\n"action": "${action}",\n`)) {
-      throw new ForeignAnswerError(this.#address, text);
+    let cause;
+    if (response.ok && text.startsWith(`{\n"action": "${action}",\n`)) {
+      try {
+        const answer = this.#options.repeated ? parseRepeated(text) : JSON.parse(text);
+        if (isAnswer(answer)) return answer;
+      } catch (fault) {
+        // Only the texts of a card can break it, between braces of the service.
+        if (action === 'read' && text.endsWith('}\n}\n')) throw new BrokenJsonError(text, fault);
+        cause = fault;
+      }
     }
-    try {
-      return this.#options.repeated ? parseRepeated(text) : JSON.parse(text);
-    } catch (cause) {
-      throw new BrokenJsonError(text, cause);
-    }
+    throw new ForeignAnswerError(this.#address, text, cause);
   }
 
-  /** What stands in the way, as far as known without asking the service. */
+  /**
+   * What stands in the way, as far as known without asking the service.
+   * @param {TypeError} failure @param {number} since
+   */
   async #obstacle(failure, since) {
     // Node tells why; browsers tell pages nothing.
     if (failure.cause) {
-      const closed = failure.message === 'terminated' || /ECONNRESET|EPIPE|ERR_SOCKET/.test(failure.cause.code);
+      const { code } = Object(failure.cause);
+      if (/^(HPE|Z|UND_ERR_(HEADERS|RES))_/.test(code)) return new ForeignAnswerError(this.#address, '', failure);
+      const closed = failure.message === 'terminated' || /ECONNRESET|EPIPE|ERR_SOCKET/.test(code);
       return closed ? undefined : new ServiceNotRunningError(this.#address, failure);
     }
-    if (isLocal(globalThis.location)) return undefined;
+    if (isLocal()) return undefined;
     if (!globalThis.isSecureContext) {
       // Whoever has had an answer is let through.
       return this.#answers ? undefined : new InsecurePageError(failure);
@@ -506,18 +574,14 @@ export class KV500 {
 
   /** May the browser be asking the person whether this page is to be let through? */
   async #isAsking() {
-    if (this.#answers || isLocal(globalThis.location)) return false;
-    return (await loopbackPermission()) === 'prompt';
+    return !this.#answers && !isLocal() && (await loopbackPermission()) === 'prompt';
   }
 
-  /** Does the service answer where the page may not see it? Asks for nothing of reader or card. */
+  /** Does the service answer where the page may not see it? @param {AbortSignal} signal */
   async #answersUnseen(signal) {
     if (!globalThis.location) return false;
-    try {
-      await fetch(`${this.#address}/`, { method: 'HEAD', mode: 'no-cors', cache: 'no-store', signal });
-      return true;
-    } catch {
-      return false;
-    }
+    // Asks for nothing of reader or card.
+    const answer = fetch(`${this.#address}/`, { method: 'HEAD', mode: 'no-cors', cache: 'no-store', signal });
+    return answer.then(() => true, () => false);
   }
 }

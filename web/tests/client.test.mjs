@@ -1,91 +1,77 @@
-// The client against the real service on a simulated reader, and against servers that misbehave.
+// The client in each state of service, reader and card.
 import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
+import { join } from 'node:path';
 import { test } from 'node:test';
-import { gzipSync } from 'node:zlib';
 import * as client from '../client/kv500.js';
-import { freePort } from '../demo/simulator.mjs';
-import { card, oddCard, occupy, sleep, startServer, startSimulator, until } from './bench.mjs';
+import { FakeService } from '../fake/fake.js';
+import { card, occupy, sleep, startSimulator, until } from './bench.mjs';
 
 const { KV500, parseRepeated, stateOf } = client;
 
+async function startFake(t, options) {
+  const fake = await FakeService.start(options);
+  t.after(() => fake.stop().catch(() => {}));
+  return fake;
+}
+
+const sample = async (name, change = (xml) => xml) => ({
+  VD: await readFile(join(card(name), 'VD.xml')),
+  PD: Buffer.from(change(await readFile(join(card(name), 'PD.xml'), 'latin1')), 'latin1'),
+});
+
 const fails = (promise, type, members) =>
   assert.rejects(promise, (error) => {
-    assert.ok(error instanceof type && error instanceof client.KV500Error, String(error.stack));
+    assert.ok(error instanceof client[type] && error instanceof client.KV500Error, String(error.stack));
+    assert.equal(error.name, type);
     assert.ok(error.message.length > 20, 'a text for a person');
     for (const [name, value] of Object.entries(members)) assert.deepEqual(error[name], value, name);
     return true;
   });
 
-test('the state of reader and card, as plain objects', async (t) => {
-  const simulator = await startSimulator(t);
-  const reader = new KV500({ address: `${simulator.address}/` });
-  const present = { deviceStatus: 'KV500_PRESENT', ApiVersion: '1.1.8', SerialNumber: 'SIM0001' };
-  const empty = { ...present, CardPresence: 'NO_Card_found' };
-  const full = { ...present, CardPresence: 'OK_Card_Presence' };
+test('each state, as plain objects', async (t) => {
+  const fake = await startFake(t);
+  const reader = new KV500({ address: `${fake.address}/` });
+  const device = (CardPresence) => ({ deviceStatus: 'KV500_PRESENT', ApiVersion: '1.1.8', SerialNumber: 'SIM0001', CardPresence });
   const absent = 'USB_device_not_found';
   const cases = [
-    { state: { reader: true, card: false, serialNumber: 'SIM0001' }, status: empty, read: ['OK', 'NO_Card_found'], close: null },
-    { go: `insert ${card('bankkarte')}`, state: { reader: true, card: true, serialNumber: 'SIM0001' }, status: full, read: ['OK', full], close: ['OK', 'CLOSED'] },
-    { go: 'unplug', state: { reader: false, card: false, serialNumber: '' }, status: absent, read: ['undefined', absent], close: ['NO_DEVICE', 'called close command'] },
+    [() => {}, [true, false, 'SIM0001'], device('NO_Card_found'), ['OK', 'NO_Card_found'], undefined],
+    [() => fake.insert('other'), [true, true, 'SIM0001'], device('OK_Card_Presence'), ['OK', device('OK_Card_Presence')], ['OK', 'CLOSED']],
+    [() => fake.unplug(), [false, false, ''], absent, ['undefined', absent], ['NO_DEVICE', 'called close command']],
   ];
-  for (const { go, state, status, read, close } of cases) {
-    if (go) assert.equal(await simulator.command(go), 'ok');
-    // The first look after a change may still close the old connection.
-    await until(async () => stateOf(await reader.status()).card === state.card, go);
+  for (const [go, [hasReader, hasCard, serialNumber], message, read, close] of cases) {
+    go();
     const answer = await reader.status();
-    assert.deepEqual(answer, { action: 'status', status: 'RUNNING', message: status, serv_version: 97 });
-    assert.deepEqual(stateOf(answer), state);
+    assert.deepEqual(answer, { action: 'status', status: 'RUNNING', message, serv_version: 97 });
+    assert.deepEqual(stateOf(answer), { reader: hasReader, card: hasCard, serialNumber });
     assert.deepEqual(await reader.read(), { action: 'read', status: read[0], message: read[1], serv_version: 97, daten: null });
-    if (close) {
-      assert.deepEqual(await reader.close(), { action: 'close', status: close[0], message: close[1], serv_version: 97 });
-    } else {
-      await fails(reader.close(), client.ActionError, { code: 'action-failed', action: 'close' });
-    }
+    if (close) assert.deepEqual(await reader.close(), { action: 'close', status: close[0], message: close[1], serv_version: 97 });
+    else await fails(reader.close(), 'ActionError', { code: 'action-failed', action: 'close' });
   }
 });
 
 test('what stands on a card', async (t) => {
-  const simulator = await startSimulator(t);
-  const reader = new KV500({ address: simulator.address });
-  const listed = new KV500({ address: simulator.address, repeated: true });
-  const person = (answer) => answer.daten.PersoenlicheVersicherungsdaten.Versicherter.Person;
-  const insert = async (folder) => {
-    await simulator.command('remove');
-    assert.equal(await simulator.command(`insert ${folder}`), 'ok');
-    await until(async () => stateOf(await reader.status()).card, folder);
-  };
+  const fake = await startFake(t);
+  const reader = new KV500({ address: fake.address });
+  const person = async (from = reader) => (await from.read()).daten.PersoenlicheVersicherungsdaten.Versicherter.Person;
 
-  await t.test('letters of ISO-8859-15', async () => {
-    await insert(await oddCard(t, 'sonderzeichen', (xml) => xml.replaceAll('&quot;', "'")));
-    const { Vorname, Nachname, StrassenAdresse } = person(await reader.read());
-    assert.equal(`${Vorname} ${Nachname}`, 'Žaneta Þórunn Šœnfußñer-Ÿäöü');
-    assert.equal(StrassenAdresse.Strasse, 'Straße der 1000 €');
-    assert.equal(StrassenAdresse.Ort, 'Überöd & Ärmelswört');
+  fake.insert(await sample('sonderzeichen', (xml) => xml.replaceAll('&quot;', "'")));
+  const { Vorname, Nachname, StrassenAdresse } = await person();
+  assert.equal(`${Vorname} ${Nachname}, ${StrassenAdresse.Strasse}`, 'Žaneta Þórunn Šœnfußñer-Ÿäöü, Straße der 1000 €');
+  fake.insert(await sample('sonderzeichen'));
+  await reader.read().then(assert.fail, ({ code, text }) => {
+    assert.equal(code, 'broken-json');
+    assert.match(text, /"Anschriftenzusatz":"c\/o Gästehaus "Zum Öchsle" & Söhne"/);
   });
-  await t.test('quotation marks that break the JSON', async () => {
-    await insert(card('sonderzeichen'));
-    await assert.rejects(reader.read(), (error) => {
-      assert.ok(error instanceof client.BrokenJsonError && error.code === 'broken-json');
-      assert.match(error.text, /"Anschriftenzusatz":"c\/o Gästehaus "Zum Öchsle" & Söhne"/);
-      return true;
-    });
-  });
-  await t.test('several elements of one name', async () => {
-    await insert(await oddCard(t, 'mustermann', (xml) => xml.replace('<Titel>', '<Titel>Prof.</Titel><Titel>')));
-    assert.equal(person(await reader.read()).Titel, 'Dr. med.');
-    assert.deepEqual(person(await listed.read()).Titel, ['Prof.', 'Dr. med.']);
-    assert.equal(person(await listed.read()).Nachname, 'Mustermann');
-  });
-  await t.test('damaged', async () => {
-    await insert(card('beschaedigt'));
-    await fails(reader.read(), client.ActionError, { code: 'action-failed', action: 'read' });
-    await reader.read().catch((error) => assert.equal(error.answer.daten, null));
-  });
+  fake.insert(await sample('mustermann', (xml) => xml.replace('<Titel>', '<Titel>Prof.</Titel><Titel>')));
+  assert.equal((await person()).Titel, 'Dr. med.');
+  assert.deepEqual((await person(new KV500({ address: fake.address, repeated: true }))).Titel, ['Prof.', 'Dr. med.']);
+  fake.insert('damaged');
+  await fails(reader.read(), 'ActionError', { code: 'action-failed', action: 'read' });
 });
 
 test('parseRepeated takes what JSON takes, and loses no member', () => {
-  const plain = ['{}', '[]', 'null', '-1.5e3', '"a\\"}b\\u00e4\\\\"', '[1,[true,{"a":null}],"x,]"]', ' {"a" : {"b":[{},[]]} , "c":"{:" }\n'];
+  const plain = ['{}', '[]', 'null', '-1.5e3', '"a\\"}b\\u00e4\\\\"', '[1,[true,{"a":null}],"x,]"]', ' {"a" : {"b":[{},[]]} , "c":"{:", "1 d":"e:" }\n', '{"b":1,"a\\"":2}'];
   for (const text of plain) assert.deepEqual(parseRepeated(text), JSON.parse(text), text);
   assert.deepEqual(parseRepeated('{"a":1,"b":2,"a":{"c":3,"c":4},"a":[]}'), { a: [1, { c: [3, 4] }, []], b: 2 });
   assert.deepEqual(Object.keys(parseRepeated('{"__proto__":{"a":1}}')), ['__proto__']);
@@ -94,82 +80,45 @@ test('parseRepeated takes what JSON takes, and loses no member', () => {
   }
 });
 
-test('failures are told apart', async (t) => {
+test('all connections of the service busy: tried again, then given up', async (t) => {
   const simulator = await startSimulator(t);
-  const busy = new KV500({ address: simulator.address, retries: 2, pause: 20 });
+  const release = await occupy(t, simulator.port, 8);
+  await fails(new KV500({ address: simulator.address, retries: 2, pause: 20 }).status(), 'NoAnswerError', { code: 'no-answer', tries: 3 });
+  const patient = new KV500({ address: simulator.address, retries: 5, pause: 100 }).status();
+  await sleep(150);
+  release();
+  assert.equal((await patient).status, 'RUNNING');
+});
 
-  await t.test('not running: said at once', async () => {
-    const address = `http://127.0.0.1:${await freePort()}`;
-    const before = Date.now();
-    await fails(new KV500({ address, pause: 5000 }).status(), client.ServiceNotRunningError, { code: 'not-running', address });
-    assert.ok(Date.now() - before < 2000);
-  });
-  await t.test('an address where nobody can be: not taken for a busy service', async () => {
-    // Neither a refused connection nor one that was closed: the port is one that fetch never asks.
-    await fails(new KV500({ address: 'http://127.0.0.1:1', pause: 5000 }).status(), client.ServiceNotRunningError, { code: 'not-running' });
-  });
-  await t.test('all connections busy: tried again, then given up', async () => {
-    const release = await occupy(t, simulator.port, 8);
-    await fails(busy.status(), client.NoAnswerError, { code: 'no-answer', tries: 3 });
-    const patient = new KV500({ address: simulator.address, retries: 5, pause: 100 }).status();
-    await sleep(150);
-    release();
-    assert.equal((await patient).status, 'RUNNING');
-  });
-  await t.test('a silent service, an impatient caller', async () => {
-    const address = await startServer(t, () => {});
-    await fails(new KV500({ address, timeout: 200 }).read(), client.TimeoutError, { code: 'timeout', milliseconds: 200 });
-    const controller = new AbortController();
-    const call = new KV500({ address }).read({ signal: controller.signal });
-    setTimeout(() => controller.abort('enough'), 50);
-    await fails(call, client.AbortedError, { code: 'aborted', name: 'AbortError', cause: 'enough' });
-    await fails(new KV500({ address }).read({ signal: controller.signal }), client.AbortedError, { code: 'aborted' });
-  });
-  await t.test('some other server', async () => {
-    const bodies = { html: '<html>', json: '{"action": "status"}', wrong: '{\n"action": "read",\n"status": "OK"}' };
-    const address = await startServer(t, (request, response) => response.end(bodies[request.url.split('/')[1]]));
-    for (const [path, text] of Object.entries(bodies)) {
-      const own = new KV500({ address: `${address}/${path}` });
-      await fails(own.status(), client.ForeignAnswerError, { code: 'foreign-answer', text });
-    }
-  });
-  await t.test('an answer cut short counts as none', async () => {
-    let requests = 0;
-    const address = await startServer(t, (request, response) => {
-      ++requests;
-      response.writeHead(200, { 'Content-Length': 100 });
-      response.write('{\n"action"');
-      setTimeout(() => response.destroy(), 20);
-    });
-    await fails(new KV500({ address, retries: 1, pause: 10 }).status(), client.NoAnswerError, { tries: 2 });
-    assert.equal(requests, 2);
-  });
+test('failures know their cause', async (t) => {
+  const fake = await startFake(t);
+  fake.fail('stall');
+  const { address } = fake;
+  await fails(new KV500({ address, timeout: 200 }).read(), 'TimeoutError', { code: 'timeout', milliseconds: 200 });
+  const controller = new AbortController();
+  setTimeout(() => controller.abort('enough'), 50);
+  await fails(new KV500({ address }).read(controller), 'AbortedError', { code: 'aborted', cause: 'enough' });
+  await fails(new KV500({ address }).read(controller), 'AbortedError', { code: 'aborted' });
+  await fake.stop();
+  await fails(new KV500({ address, pause: 20 }).status(), 'ServiceNotRunningError', { code: 'not-running', address });
+  await fails(new KV500({ address: 'http://127.0.0.1:99999' }).status(), 'BadAddressError', { code: 'bad-address' });
 });
 
 test('onCard tells what comes and goes', async (t) => {
-  const simulator = await startSimulator(t, { args: ['--unplugged'] });
-  const reader = new KV500({ address: simulator.address, retries: 1, pause: 50 });
+  const fake = await startFake(t);
+  fake.unplug();
   const events = [];
-  const stop = reader.onCard(({ type, error }) => events.push(error?.code ?? type), { interval: 250 });
+  const stop = new KV500({ address: fake.address, retries: 1, pause: 50 }).onCard(({ type, error }) => events.push(error?.code ?? type), { interval: 250 });
   t.after(stop);
-  const stopForCard = () => {
-    simulator.args = ['--card', card('mustermann')];
-    return simulator.stop();
-  };
   const steps = [
     [() => {}, ['ready']],
-    [() => simulator.command('plug'), ['reader-in']],
-    [() => simulator.command(`insert ${card('mustermann')}`), ['card-in']],
-    [() => simulator.command('remove'), ['card-out']],
-    [() => simulator.command(`insert ${card('mustermann')}`), ['card-in']],
-    [() => simulator.command('unplug'), ['card-out', 'reader-out']],
-    [() => simulator.stop(), ['not-running']],
-    [() => simulator.start(), ['ready']],
-    [() => simulator.command('plug'), ['reader-in']],
-    [() => simulator.command(`insert ${card('mustermann')}`), ['card-in']],
-    [stopForCard, ['not-running']],
-    // The card that was in is told again.
-    [() => simulator.start(), ['ready', 'reader-in', 'card-in']],
+    [() => fake.plug(), ['reader-in']],
+    [() => fake.insert('other'), ['card-in']],
+    [() => fake.remove(), ['card-out']],
+    [() => fake.insert('other'), ['card-in']],
+    [() => fake.stop(), ['not-running']],
+    [() => fake.start(), ['ready', 'reader-in', 'card-in']], // The card that was in is told again.
+    [() => fake.unplug(), ['card-out', 'reader-out']],
   ];
   for (const [act, expected] of steps) {
     await act();
@@ -177,55 +126,61 @@ test('onCard tells what comes and goes', async (t) => {
     assert.deepEqual(events.splice(0), expected);
   }
   stop();
-  await simulator.command('plug');
+  fake.plug();
   await sleep(600);
   assert.deepEqual(events, []);
 });
 
-test('onCard asks one at a time, once an interval, and not while the page is hidden', async (t) => {
-  let requests = 0;
-  let underWay = 0;
-  let most = 0;
-  let delay = 0;
-  const address = await startServer(t, async (request, response) => {
-    ++requests;
-    most = Math.max(most, ++underWay);
-    await sleep(delay);
-    --underWay;
-    response.end('{\n"action": "status",\n"status": "RUNNING",\n"message": "USB_device_not_found",\n"serv_version": 97\n}\n');
-  });
+test('one request at a time, once an interval, and none while the page is hidden', async (t) => {
+  const fake = await startFake(t);
+  fake.insert({});
   globalThis.document = Object.assign(new EventTarget(), { hidden: false });
   t.after(() => delete globalThis.document);
   const show = (shown) => {
     document.hidden = !shown;
     document.dispatchEvent(new Event('visibilitychange'));
   };
+  const told = [];
+  const handlers = { read: () => told.push('read'), gone: (reason) => told.push(reason), failed: ({ code }) => told.push(code) };
   const controller = new AbortController();
-  // An interval below the least one is raised to it.
-  new KV500({ address }).onCard(() => {}, { interval: 1, signal: controller.signal });
-  t.after(() => controller.abort());
-
-  await sleep(1100);
-  assert.ok(requests >= 3 && requests <= 5, `${requests} requests in 1.1 s at an interval of 250 ms`);
-  delay = 700;
-  await sleep(1600);
-  assert.equal(most, 1);
-  delay = 0;
+  const watch = (options) => new KV500({ address: fake.address }).onPatient(handlers, { interval: 1, signal: controller.signal, ...options });
+  const requestsIn = async (time) => {
+    const before = fake.requests.status;
+    await sleep(time);
+    return fake.requests.status - before;
+  };
+  watch();
+  await until(() => told.length, 'the data');
+  const polls = await requestsIn(1100);
+  assert.ok(polls >= 3 && polls <= 5, `${polls} requests in 1.1 s at the least interval, 250 ms`);
+  fake.delay(700, 'status');
+  assert.ok((await requestsIn(1500)) <= 2, 'never two at once');
+  fake.heal();
   show(false);
-  await sleep(800);
-  requests = 0;
-  await sleep(600);
-  assert.equal(requests, 0, 'hidden');
+  await until(() => told.includes('hidden'), 'what was told is gone');
+  await sleep(300);
+  assert.equal(await requestsIn(600), 0, 'hidden');
+  fake.delay(300, 'read');
   show(true);
-  await until(() => requests > 0, 'a request when the page is seen again');
+  await sleep(150);
+  show(false); // In the middle of reading.
+  await sleep(500);
+  show(true);
+  await until(() => told.filter((one) => one === 'read').length === 2, 'read again');
   controller.abort();
-  await sleep(100);
-  requests = 0;
-  await sleep(600);
-  assert.equal(requests, 0, 'stopped');
-});
+  assert.equal(await requestsIn(600), 0, 'stopped');
+  assert.deepEqual(told.splice(0), ['read', 'hidden', 'hidden', 'read', 'stopped']);
 
-test('a client of less than 6 kB compressed', async () => {
-  const source = await readFile(new URL('../client/kv500.js', import.meta.url));
-  assert.ok(gzipSync(source, { level: 9 }).length < 6000);
+  // A page may want to go on for a while, and to be told if its timers stood still meanwhile.
+  fake.heal();
+  const stop = watch({ hiddenFor: 1000, signal: undefined });
+  await until(() => told.length, 'the data');
+  show(false);
+  assert.ok((await requestsIn(700)) > 0);
+  show(true);
+  assert.deepEqual(told, ['read']);
+  show(false);
+  await until(() => told.length === 2, 'hidden for long');
+  stop();
+  assert.deepEqual(told, ['read', 'hidden']);
 });
