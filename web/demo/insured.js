@@ -1,4 +1,4 @@
-// From the answer's `daten` to lines for people. Whatever the card holds, of any shape, is taken
+// From the answer's `daten` to what a person reads. Whatever the card holds, of any shape, is taken
 // as text or left out; nothing here writes HTML.
 
 /** The text of a member, however often it stands on the card. */
@@ -17,22 +17,36 @@ function part(value, ...names) {
   }, value);
 }
 
-/** YYYYMMDD in the language's form; parts that are not known are zeros, and left out. What is no
- * date stays as it is. */
-export function dateText(value, language) {
+/** Year, month and day of YYYYMMDD, where 0 is not known; undefined for what is no date. */
+function dateParts(value) {
   const match = /^(\d{4})(\d\d)?(\d\d)?$/.exec(text(value));
-  if (!match) return text(value);
-  const [year, month, day] = match.slice(1).map(Number);
-  if (!year) return '';
-  const form = { year: 'numeric', timeZone: 'UTC' };
-  if (month) form.month = 'long';
-  if (month && day) form.day = 'numeric';
+  if (!match) return undefined;
+  const [year, month, day] = match.slice(1).map((digits) => Number(digits ?? 0));
   const date = new Date(Date.UTC(year, (month || 1) - 1, (month && day) || 1));
   // Date takes 1 to 99 for years of 1900, and the 31st of February for a day in March.
-  if (date.getUTCFullYear() !== year || (month && date.getUTCMonth() + 1 !== month) || (month && day && date.getUTCDate() !== day)) {
-    return text(value);
-  }
-  return new Intl.DateTimeFormat(language === 'de' ? 'de-DE' : 'en-GB', form).format(date);
+  const isReal = date.getUTCFullYear() === year && (!month || date.getUTCMonth() + 1 === month) &&
+    (!month || !day || date.getUTCDate() === day);
+  return isReal || year === 0 ? { year, month, day: month && day, date } : undefined;
+}
+
+/** YYYYMMDD in the language's form, without the parts that are not known. What is no date stays as it is. */
+export function dateText(value, language) {
+  const parts = dateParts(value);
+  if (!parts) return text(value);
+  if (!parts.year) return '';
+  const form = { year: 'numeric', timeZone: 'UTC' };
+  if (parts.month) form.month = 'long';
+  if (parts.day) form.day = 'numeric';
+  return new Intl.DateTimeFormat(language === 'de' ? 'de-DE' : 'en-GB', form).format(parts.date);
+}
+
+/** How old somebody is: { years }, { months } in the first year; undefined where the day is not known. */
+export function ageAt(value, now) {
+  const { year, month, day } = dateParts(value) ?? {};
+  if (!year || !day) return undefined;
+  const months = (now.getFullYear() - year) * 12 + now.getMonth() + 1 - month - (now.getDate() < day ? 1 : 0);
+  if (months < 0) return undefined;
+  return months < 12 ? { months } : { years: Math.floor(months / 12) };
 }
 
 /** The page's word for a code of the card; a code without one stays as it is. */
@@ -52,9 +66,11 @@ function addressText(address) {
  * @param {object} daten
  * @param {object} texts The page's words in its language.
  * @param {string} language "de" or "en"
- * @returns {{ name: string, lines: [string, string][] }} What is not on the card is left out.
+ * @param {Date} now For the age.
+ * @returns {{ name: string, about: string, number: string, lines: [string, string][] }} `about` is
+ *   birth and sex. What is not on the card is left out.
  */
-export function describeInsured(daten, texts, language) {
+export function describeInsured(daten, texts, language, now) {
   const insured = part(daten, 'PersoenlicheVersicherungsdaten', 'Versicherter');
   const person = part(insured, 'Person');
   const cover = part(daten, 'AllgemeineVersicherungsdaten', 'Versicherter');
@@ -63,22 +79,28 @@ export function describeInsured(daten, texts, language) {
     const number = text(part(one, 'Kostentraegerkennung'));
     return words(part(one, 'Name'), number && `(${number})`);
   };
-  const kind = text(part(cover, 'Zusatzinfos', 'ZusatzinfosGKV', 'Versichertenart'));
-  const sex = text(part(person, 'Geschlecht'));
   const name = words(
     part(person, 'Titel'), part(person, 'Vorname'), part(person, 'Namenszusatz'),
     part(person, 'Vorsatzwort'), part(person, 'Nachname'),
   );
+  const birth = part(person, 'Geburtsdatum');
+  const born = dateText(birth, language);
+  const age = ageAt(birth, now);
+  const sex = wordFor(texts.sexes, text(part(person, 'Geschlecht')));
+  const kind = wordFor(texts.kinds, text(part(cover, 'Zusatzinfos', 'ZusatzinfosGKV', 'Versichertenart')));
   const lines = [
-    [texts.number, text(part(insured, 'Versicherten_ID'))],
-    [texts.born, dateText(part(person, 'Geburtsdatum'), language)],
-    [texts.sex, wordFor(texts.sexes, sex)],
+    [texts.insurance, withNumber(payer)],
+    [texts.insuredAs, kind],
+    [texts.since, dateText(part(cover, 'Versicherungsschutz', 'Beginn'), language)],
+    [texts.until, dateText(part(cover, 'Versicherungsschutz', 'Ende'), language)],
+    [texts.payer, withNumber(part(payer, 'AbrechnenderKostentraeger'))],
     [texts.address, addressText(part(person, 'StrassenAdresse'))],
     [texts.postbox, addressText(part(person, 'PostfachAdresse'))],
-    [texts.insurance, withNumber(payer)],
-    [texts.payer, withNumber(part(payer, 'AbrechnenderKostentraeger'))],
-    [texts.insuredAs, wordFor(texts.kinds, kind)],
-    [texts.since, dateText(part(cover, 'Versicherungsschutz', 'Beginn'), language)],
   ];
-  return { name: name || texts.notGiven, lines: lines.filter(([, value]) => value) };
+  return {
+    name: name || texts.noName,
+    about: [born && texts.born(born, age), sex].filter(Boolean).join(' · '),
+    number: text(part(insured, 'Versicherten_ID')),
+    lines: lines.filter(([, value]) => value),
+  };
 }

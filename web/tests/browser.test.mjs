@@ -1,34 +1,50 @@
-// The demo page in a real browser, on the real service with a simulated reader.
+// The demo page in a real browser: on the real service where its buttons are pressed, else on a fake.
 import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
+import { createServer } from 'node:net';
+import { join } from 'node:path';
 import { test } from 'node:test';
 import { texts } from '../demo/texts.js';
-import { makeKey, oddCard, occupy, startPageServer, startServer, until } from './bench.mjs';
+import { FakeService } from '../fake/fake.js';
+import { card, makeKey, sleep, startPageServer, until } from './bench.mjs';
 import { openPage, picture, startBrowser, startScreen, startStage } from './browser.mjs';
 
-const en = texts.en;
+const { en, de } = texts;
 const axe = await readFile(createRequire(import.meta.url).resolve('axe-core'), 'utf8');
+const browserTest = (name, body) => test(name, { timeout: 120000 }, body);
 
-const shown = (page, selector) => page.locator(selector).innerText();
+/** The page on a web server of its own, and a fake behind it that the test `t` ends. */
+async function startPage(t, options = {}) {
+  const fake = await FakeService.start(options);
+  t.after(() => fake.stop().catch(() => {}));
+  const origin = await startPageServer(t);
+  return { fake, origin, address: `${origin}/demo/index.html?port=${fake.port}` };
+}
 
-/** Waits until the three tiles say this, and gives nothing else to see. */
-async function expectTiles(page, ...expected) {
-  const names = ['service', 'reader', 'card'];
+const sample = async (name, change = (xml) => xml) => ({
+  VD: await readFile(join(card(name), 'VD.xml')),
+  PD: Buffer.from(change(await readFile(join(card(name), 'PD.xml'), 'latin1')), 'latin1'),
+});
+
+/** Waits until the strip says this. */
+async function expectStrip(page, ...expected) {
   let seen;
   await until(async () => {
-    seen = await Promise.all(names.map((name) => shown(page, `#${name}-tile strong`)));
+    seen = await page.locator('#strip dd').allInnerTexts();
     return seen.every((text, i) => text === expected[i]);
   }, expected.join(', ')).catch(() => assert.deepEqual(seen, expected));
 }
 
 const ready = en.readerIn('SIM0001');
-const expectText = (page, selector, text) =>
-  page.locator(selector).filter({ hasText: text }).waitFor({ timeout: 20000 });
+const expectText = (page, selector, text) => page.locator(selector).filter({ hasText: text, visible: true }).waitFor({ timeout: 20000 });
+const expectSituation = (page, situation) => page.locator(`#patient[data-situation="${situation}"]`).waitFor({ timeout: 20000 });
 
-async function expectFailure(page, code) {
-  await expectText(page, '#failure', en.failures[code][0]);
-  await expectText(page, '#failure', en.failures[code][2]);
+/** The failure is shown with its name, and with the line that is to be written. */
+async function expectFailure(page, code, line) {
+  const [name] = en.failures[code]({});
+  await expectText(page, '#failure h2', name);
+  if (line) await expectText(page, '#failure .line', line);
 }
 
 async function expectNoFindings(page, state) {
@@ -38,7 +54,8 @@ async function expectNoFindings(page, state) {
   assert.ok(passes.length > 10);
 }
 
-const browserTest = (name, body) => test(name, { timeout: 120000 }, body);
+/** How far an element ends below the window. */
+const below = (page, selector) => page.locator(selector).evaluate((place) => place.getBoundingClientRect().bottom - innerHeight);
 
 browserTest('each state of service, reader and card has its picture', async (t) => {
   const browser = await startBrowser(t);
@@ -48,76 +65,73 @@ browserTest('each state of service, reader and card has its picture', async (t) 
   const hosts = new Set();
   page.on('pageerror', (error) => faults.push(String(error)));
   page.context().on('request', (request) => hosts.add(new URL(request.url()).origin));
-  const press = (name) => page.getByRole('button', { name, exact: true }).click();
-  const read = () => press(en.readButton);
+  const button = (name) => page.locator(`#simulator button:text-is("${name}"), #simulator button:has(b:text-is("${name}"))`);
+  const enabled = async () => (await page.locator('#simulator [data-act]:not([data-card]):not([aria-disabled=true])').allInnerTexts()).sort();
+  const put = (name) => button(en.samples[name][0]).click();
   const stand = async (name) => {
     await expectNoFindings(page, name);
-    await picture(page, name);
+    await picture(page, name, 'header');
   };
 
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  await expectText(page, '#person', en.nothingRead);
+  await expectStrip(page, en.serviceUp, ready, en.cardOut);
+  await expectText(page, '#situation', en.situations['no-card']);
+  assert.deepEqual(await enabled(), [en.unplug, en.stop].sort());
+  assert.deepEqual((await page.locator('#sample-cards b').allInnerTexts()).filter((name) => Object.values(en.samples).some(([known]) => known === name)), Object.values(en.samples).map(([name]) => name));
   await stand('no-card');
-  await read();
-  await expectText(page, '#person', en.noCard);
 
-  await press(en.sample.mustermann);
-  await expectTiles(page, en.serviceUp, ready, en.cardIn);
-  await read();
+  await put('mustermann');
   await expectText(page, '#person .name', 'Dr. med. Jörg Günther von Mustermann');
-  const person = await shown(page, '#person');
-  for (const text of ['12 August 1964', 'T027618425', 'Große Präsidentenstraße 7a', 'Hinterhaus & Garten', 'D 10178 Berlin', 'Prüfkasse Nord-Süd (999567890)', 'member', '1 January 2019']) {
+  await expectStrip(page, en.serviceUp, ready, en.cardIn);
+  const person = await page.locator('#person').innerText();
+  for (const text of ['born 12 August 1964 (', ' years)', 'male', 'Große Präsidentenstraße 7a', 'Hinterhaus & Garten', 'D 10178 Berlin', 'Prüfkasse Nord-Süd (999567890)', 'member', '1 January 2019']) {
     assert.ok(person.includes(text), `${text} in ${person}`);
   }
-  assert.match(await shown(page, '#raw'), /"Nachname": "Mustermann"/);
+  assert.match(person, /[A-Z]\d{9}/);
+  await expectText(page, '#read-at', /^read \d\d:\d\d:\d\d$/);
+  assert.ok((await below(page, '.foot')) <= 0, 'all of the person is in sight');
+  assert.deepEqual(await enabled(), [en.remove, en.unplug, en.stop].sort());
+  assert.match(await page.locator('#raw').textContent(), /"Nachname": "Mustermann"/);
+  assert.equal(await page.locator('#spoken').innerText(), 'Card read: Dr. med. Jörg Günther von Mustermann');
   await stand('card-read');
-  await picture(page, 'card-read-window', 'header');
+  await page.emulateMedia({ media: 'print' });
+  assert.deepEqual(await page.locator('button, #strip, #simulator, footer').evaluateAll((all) => all.filter((each) => each.checkVisibility()).length), 0);
+  assert.ok(await page.locator('#person .name').isVisible());
+  await page.emulateMedia({ media: 'screen' });
 
-  await press(en.closeButton);
-  await expectText(page, '#person', en.closed);
+  await page.locator('#requests summary').click();
+  await page.locator('#close').click();
+  await expectText(page, '#log tr:first-child', 'close');
+  await page.locator('#requests summary').click();
 
-  await press(en.sample['familienversichertes-kind']); // Swapped under the page.
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  await expectTiles(page, en.serviceUp, ready, en.cardIn);
-  assert.ok(!(await shown(page, '.result')).includes('Mustermann'), 'the data of a card go with it');
-  await read();
+  await put('familienversichertes-kind');
   await expectText(page, '#person .name', 'Lina Sophie Freiin Beispielhausen');
-  await expectText(page, '#person', 'family member');
-
-  await press(en.sample.sonderzeichen);
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  await expectTiles(page, en.serviceUp, ready, en.cardIn);
-  await read();
-  await expectFailure(page, 'broken-json');
-  assert.match(await shown(page, '#raw'), /"Nachname":"Šœnfußñer-Ÿäöü"/);
-  await stand('broken-json');
-
-  for (const [sample, check] of [['bankkarte', () => expectText(page, '#person', en.otherCard)], ['beschaedigt', () => expectFailure(page, 'action-failed')]]) {
-    await press(en.sample[sample]);
-    await expectTiles(page, en.serviceUp, ready, en.cardOut);
-    await expectTiles(page, en.serviceUp, ready, en.cardIn);
-    await read();
-    await check();
-    await stand(sample === 'bankkarte' ? 'other-card' : 'damaged-card');
+  assert.ok(!(await page.locator('body').innerText()).includes('Mustermann'), 'the data of a card go with it');
+  for (const [name, code] of [['sonderzeichen', 'broken-json'], ['bankkarte', 'other-card'], ['beschaedigt', 'action-failed']]) {
+    await put(name);
+    await expectFailure(page, code);
+    await expectStrip(page, en.serviceUp, ready, en.cardIn);
+    if (code === 'broken-json') assert.match(await page.locator('#raw').textContent(), /"Nachname":"Šœnfußñer-Ÿäöü"/);
+    await stand(code);
   }
 
-  await press(en.unplug);
-  await expectTiles(page, en.serviceUp, en.readerOut, en.cardOut);
-  await read();
-  await expectText(page, '#person', en.noReader);
+  await button(en.unplug).click();
+  await expectStrip(page, en.serviceUp, en.readerOut, en.cardOut);
+  await expectText(page, '#situation', en.situations['no-reader']);
+  assert.deepEqual(await enabled(), [en.plug, en.stop].sort());
   await stand('no-reader');
-  await press(en.plug);
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
+  await button(en.plug).click();
+  await expectText(page, '#situation', en.situations['no-card']);
 
-  await press(en.stop);
-  await expectTiles(page, en.serviceDown, en.unknown, en.unknown);
-  await expectFailure(page, 'not-running');
-  await read();
-  await expectText(page, '#person', en.readFailed);
-  await stand('service-stopped');
-  await press(en.start);
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  await page.locator('#failure').waitFor({ state: 'hidden' });
+  await button(en.stop).click();
+  await expectStrip(page, en.serviceDown, en.unknown, en.unknown);
+  await expectFailure(page, 'not-running', `Port=${demo.stage.simulator.port}`);
+  assert.deepEqual(await enabled(), [en.start]);
+  await stand('not-running');
+  await button(en.start).click();
+  await expectStrip(page, en.serviceUp, ready, en.cardOut);
+  await demo.stage.simulator.command('unplug'); // What the panel does not know is refused, in words.
+  await button(en.unplug).click();
+  await expectText(page, '#refusal', en.refused(en.refusals['no reader is plugged in']));
 
   assert.deepEqual(faults, []);
   assert.deepEqual([...hosts].sort(), [demo.origin, demo.service].sort(), 'nothing comes from elsewhere');
@@ -125,107 +139,132 @@ browserTest('each state of service, reader and card has its picture', async (t) 
 
 browserTest('umlauts and the euro sign, in German, in the dark, on a narrow window, by keyboard', async (t) => {
   const browser = await startBrowser(t);
-  const demo = await startStage(t);
-  const page = await openPage(browser, demo.address, { locale: 'de-DE', width: 360, height: 740, colorScheme: 'dark' });
-  await demo.stage.simulator.command(`insert ${await oddCard(t, 'sonderzeichen', (xml) => xml.replaceAll('&quot;', "'"))}`);
-  await expectTiles(page, texts.de.serviceUp, texts.de.readerIn('SIM0001'), texts.de.cardIn);
-
-  const reached = [];
-  for (let i = 0; i < 40 && reached.at(-1) !== texts.de.readButton; ++i) {
-    await page.keyboard.press('Tab');
-    reached.push(await page.evaluate(() => document.activeElement.innerText));
-  }
-  assert.deepEqual(reached, ['Deutsch', 'English', texts.de.readButton]);
-  await page.keyboard.press('Enter');
+  const { fake, address } = await startPage(t);
+  fake.insert(await sample('sonderzeichen', (xml) => xml.replaceAll('&quot;', "'")));
+  const page = await openPage(browser, address, { locale: 'de-DE', width: 380, height: 780, colorScheme: 'dark' });
   await expectText(page, '#person .name', "Prof. Dr. Žaneta Þórunn d' Šœnfußñer-Ÿäöü");
-  const person = await shown(page, '#person');
-  for (const text of ['Straße der 1000 € § 5', 'D 99999 Überöd & Ärmelswört', 'Žižkas Kasse für Übermut & Süßes', '10-€-Kasse Ölßig', '3. November 1959', 'Rentner(in)']) {
+  assert.ok((await below(page, '#person .name')) < 0, 'the name is in sight');
+  const person = await page.locator('#person').innerText();
+  for (const text of ['Straße der 1000 € § 5', 'D 99999 Überöd & Ärmelswört', 'Žižkas Kasse für Übermut & Süßes', '10-€-Kasse Ölßig', 'geboren am 3. November 1959', 'Rentner/in']) {
     assert.ok(person.includes(text), `${text} in ${person}`);
   }
   const overflow = () => page.evaluate(() => document.scrollingElement.scrollWidth - innerWidth);
   assert.ok((await overflow()) <= 0, 'nothing sticks out of a narrow window');
   await expectNoFindings(page, 'narrow and dark');
-  await picture(page, 'narrow-dark-german', '.result');
+  await picture(page, 'narrow-dark-german', 'header');
 
+  const reached = [];
+  for (let i = 0; i < 6; ++i) {
+    await page.keyboard.press('Tab');
+    reached.push(await page.evaluate(() => document.activeElement.innerText));
+  }
+  assert.deepEqual(reached, ['Deutsch', 'English', de.copy, de.readAgain, de.requestsHeading, de.helpHeading]);
+  const before = fake.requests.read;
+  await page.getByRole('button', { name: de.readAgain }).press('Enter');
+  await until(() => fake.requests.read > before, 'another reading');
   await page.getByRole('button', { name: 'English' }).press('Space');
   assert.equal(await page.getAttribute('html', 'lang'), 'en');
-  await expectText(page, '#person', '3 November 1959');
   await page.reload();
-  await expectText(page, '#read', en.readButton); // The choice is kept.
-
-  // What stands folded up reads well, too.
+  await expectText(page, '#person .about', 'born 3 November 1959'); // The choice is kept.
   for (const summary of await page.locator('summary').all()) await summary.press('Enter');
-  await expectNoFindings(page, 'help unfolded');
+  await expectNoFindings(page, 'all unfolded');
   assert.ok((await overflow()) <= 0);
 });
 
-browserTest('two tabs at once, and connections that are busy for a while', async (t) => {
+browserTest('the page never contradicts itself, whatever comes and goes', async (t) => {
   const browser = await startBrowser(t);
-  const demo = await startStage(t, { args: ['--apdu-ms', '50'] });
-  const pages = await Promise.all([openPage(browser, demo.address), openPage(browser, demo.address)]);
-  await demo.stage.act('insert', 'mustermann');
-  for (const page of pages) await expectTiles(page, en.serviceUp, ready, en.cardIn);
-  await Promise.all(pages.map((page) => page.locator('#read').click()));
-  for (const page of pages) await expectText(page, '#person .name', 'Mustermann');
-
-  // The service closes each further connection without an answer, until one is free.
-  const release = await occupy(t, demo.stage.simulator.port, 8);
-  await expectFailure(pages[0], 'not-running');
-  assert.match(en.failures['not-running'][2], /wait ten seconds/);
-  release();
-  await expectTiles(pages[0], en.serviceUp, ready, en.cardIn);
-  const releaseAgain = await occupy(t, demo.stage.simulator.port, 7);
-  await pages[1].locator('#read').click();
-  await expectText(pages[1], '#person .name', 'Mustermann');
-  releaseAgain();
+  const { fake, address } = await startPage(t);
+  const page = await openPage(browser, address);
+  await page.evaluate(() => {
+    globalThis.contradictions = [];
+    globalThis.seen = {};
+    const shown = (id) => !document.getElementById(id).hidden;
+    new MutationObserver(() => {
+      const states = [...document.querySelectorAll('#strip dl > div')].map(({ dataset }) => dataset.state).join(' ');
+      const { situation } = document.getElementById('patient').dataset;
+      const expected = {
+        asking: 'busy unknown unknown', unreachable: 'bad unknown unknown', 'no-reader': 'good bad unknown', 'no-card': 'good good unknown',
+        reading: 'good good good', read: 'good good good', failed: 'good good good',
+      };
+      const parts = ['situation', 'failure', 'person'].filter(shown).join();
+      const part = { read: 'person', failed: 'failure', unreachable: 'failure' }[situation] ?? 'situation';
+      const name = document.querySelector('#person .name').textContent;
+      if (states !== expected[situation] || parts !== part || Boolean(name) !== (situation === 'read')) {
+        contradictions.push([situation, states, parts, name]);
+      }
+      seen[situation] = (seen[situation] ?? 0) + 1;
+    }).observe(document.body, { subtree: true, childList: true, characterData: true, attributes: true });
+  });
+  const person = { PersoenlicheVersicherungsdaten: { Versicherter: { Person: { Nachname: 'Muster' } } } };
+  fake.delay(100, 'read');
+  const cards = ['damaged', person, 'no card', 'no reader', person];
+  for (let i = 0; i < 20; ++i) { // Each of these some time for long, and for short.
+    const next = cards[i % 5];
+    fake.unplug();
+    if (next !== 'no reader') fake.plug();
+    if (!next.startsWith?.('no ')) fake.insert(next);
+    await sleep(i % 4 ? 150 : 900);
+  }
+  fake.insert('damaged');
+  await fake.stop();
+  await expectSituation(page, 'unreachable');
+  await fake.start();
+  await expectSituation(page, 'failed');
+  assert.deepEqual(await page.evaluate(() => globalThis.contradictions), []);
+  const seen = await page.evaluate(() => globalThis.seen);
+  for (const situation of ['no-reader', 'no-card', 'reading', 'read', 'failed', 'unreachable']) assert.ok(seen[situation], `${situation} of ${JSON.stringify(seen)}`);
 });
 
-browserTest('a service that is there for other origins, and custom headers', async (t) => {
+browserTest('a slow card shows its time, and a page hidden meanwhile comes back without an alarm', async (t) => {
   const browser = await startBrowser(t);
-  const demo = await startStage(t);
-  const { simulator } = demo.stage;
-  const allow = async (origin) => {
-    await demo.stage.act('stop');
-    await simulator.configure({ AllowOrigin: origin });
-    await demo.stage.act('start');
-  };
-  const page = await openPage(browser, demo.address);
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  for (const [origin, code] of [['https://praxis.example', 'origin-not-allowed'], [demo.origin, undefined], ['', 'origin-not-allowed'], ['*', undefined]]) {
-    await allow(origin);
-    await page.reload();
-    if (code) {
-      await expectFailure(page, code);
-      if (origin) await picture(page, code);
-    } else {
-      await expectTiles(page, en.serviceUp, ready, en.cardOut);
-    }
-    assert.equal(await page.locator('#failure').isVisible(), Boolean(code), `AllowOrigin=${origin}`);
-  }
+  const { fake, address } = await startPage(t);
+  fake.insert(await sample('mustermann'));
+  fake.delay(3500, 'read');
+  const page = await openPage(browser, address);
+  await expectText(page, '#situation', `${en.situations.reading}`);
+  await expectText(page, '#situation .since', en.readingSince(2));
+  assert.equal(await page.locator('#spoken').innerText(), en.situations.reading, 'spoken once, without the seconds');
+  const setHidden = (hidden) => page.evaluate((value) => {
+    Object.defineProperty(document, 'hidden', { value, configurable: true });
+    document.dispatchEvent(new Event('visibilitychange'));
+  }, hidden);
+  await setHidden(true);
+  await expectSituation(page, 'asking');
+  fake.heal();
+  await setHidden(false);
+  await expectText(page, '#person .name', 'Mustermann');
+  assert.equal(await page.locator('#failure').isVisible(), false);
+  await setHidden(true);
+  await expectSituation(page, 'asking');
+  assert.ok(!(await page.content()).includes('Mustermann'), 'nothing of the card is left on a hidden page');
+});
+
+browserTest('a service for other origins, programs that are none, and ports that are none', async (t) => {
+  const browser = await startBrowser(t);
+  const { fake, origin, address } = await startPage(t, { allowOrigin: 'https://praxis.example' });
+  const page = await openPage(browser, address);
+  await expectFailure(page, 'origin-not-allowed', `AllowOrigin=${origin}`);
+  await picture(page, 'origin-not-allowed', 'header');
   // What is in the way can change while the page is open: it finds out without being loaded again.
-  await demo.stage.act('stop');
-  await expectFailure(page, 'not-running');
-  await allow('https://praxis.example');
-  await expectFailure(page, 'origin-not-allowed');
-  await demo.stage.act('stop');
-  await expectFailure(page, 'not-running');
-  await allow('*');
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-  const fetchWith = (headers) =>
-    page.evaluate(async ([address, init]) => {
-      try {
-        return (await (await fetch(`${address}/?action=status`, init)).json()).status;
-      } catch (failure) {
-        return failure.name;
-      }
-    }, [demo.service, { headers }]);
-  // The first is on the list of the preflight's answer, the second is not.
-  assert.equal(await fetchWith({ 'X-PINGOTHER': 'x' }), 'RUNNING');
-  assert.equal(await fetchWith({ 'X-Other': 'x' }), 'TypeError');
+  for (const [go, code] of [[() => fake.allow(origin)], [() => fake.allow(''), 'origin-not-allowed'], [() => fake.allow('*')], [() => fake.fail('foreign'), 'foreign-answer'], [() => fake.heal()], [() => fake.stop(), 'not-running'], [() => fake.start()]]) {
+    await go();
+    if (code) await expectFailure(page, code);
+    else await expectStrip(page, en.serviceUp, ready, en.cardOut);
+  }
+  const talker = createServer((socket) => socket.on('error', () => {}).end('SSH-2.0-x\r\n'));
+  await new Promise((resolve) => talker.listen(0, '127.0.0.1', resolve));
+  t.after(() => talker.close());
+  for (const [port, code, line] of [['-1', 'bad-address', '?port=5724'], ['99999', 'bad-address'], ['80@x', 'bad-address'], [talker.address().port, 'not-running', 'Port=']]) {
+    await page.goto(address.replace(/port=.*/, `port=${port}`));
+    await expectFailure(page, code, line);
+  }
+  // The first header is on the list of the preflight's answer, the second is not.
+  const fetchWith = (headers) => page.evaluate(([url, init]) => fetch(url, init).then(({ ok }) => ok, ({ name }) => name), [`${fake.address}/?action=status`, { headers }]);
+  assert.deepEqual([await fetchWith({ 'X-PINGOTHER': 'x' }), await fetchWith({ 'X-Other': 'x' })], [true, 'TypeError']);
 });
 
 /** A browser that takes a page of praxis.example for one out in the world, by HTTP and by HTTPS. */
-async function startOutside(t, demo, screen) {
+async function startOutside(t, port, screen) {
   const key = await makeKey(t);
   const [plain, secure] = (await Promise.all([startPageServer(t), startPageServer(t, key)])).map((address) => new URL(address).port);
   const browser = await startBrowser(t, [
@@ -233,7 +272,7 @@ async function startOutside(t, demo, screen) {
     `--ignore-certificate-errors-spki-list=${key.hash}`,
     '--host-resolver-rules=MAP praxis.example 127.0.0.1',
   ], screen);
-  const path = `/demo/index.html?port=${demo.stage.simulator.port}`;
+  const path = `/demo/index.html?port=${port}`;
   const admin = await browser.newBrowserCDPSession();
   const permit = async (setting) => {
     const { browserContextIds } = await admin.send('Target.getBrowserContexts');
@@ -249,10 +288,10 @@ async function startOutside(t, demo, screen) {
 }
 
 browserTest('the permission for the local network, denied and given', async (t) => {
-  const demo = await startStage(t);
-  const { browser, permit, plain, secure } = await startOutside(t, demo);
+  const { fake } = await startPage(t);
+  const { browser, permit, plain, secure } = await startOutside(t, fake.port);
   const insecure = await openPage(browser, plain);
-  await expectFailure(insecure, 'insecure-page');
+  await expectFailure(insecure, 'insecure-page', plain.replace('http:', 'https:'));
   await picture(insecure, 'insecure-page');
   await insecure.context().close();
 
@@ -262,55 +301,44 @@ browserTest('the permission for the local network, denied and given', async (t) 
   await expectFailure(page, 'permission-denied');
   assert.equal(await page.locator('#simulator').isVisible(), false);
   await permit('granted'); // The page finds out by itself.
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
+  await expectStrip(page, en.serviceUp, ready, en.cardOut);
   await permit('denied');
-  await page.locator('#read').click();
-  await expectTiles(page, en.serviceDown, en.unknown, en.unknown);
+  await expectStrip(page, en.serviceDown, en.unknown, en.unknown);
   await expectFailure(page, 'permission-denied');
   await expectNoFindings(page, 'permission-denied');
   await picture(page, 'permission-denied');
   await permit('granted');
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
+  await expectStrip(page, en.serviceUp, ready, en.cardOut);
 });
 
 browserTest('the permission for the local network, while the browser asks', async (t) => {
   // With windows, since without them nobody is there to be asked and the answer is no.
-  const demo = await startStage(t);
-  const { browser, permit, secure } = await startOutside(t, demo, await startScreen(t));
+  const { fake } = await startPage(t);
+  const { browser, permit, secure } = await startOutside(t, fake.port, await startScreen(t));
   const page = await openPage(browser, secure);
   await expectFailure(page, 'permission-not-asked');
+  await expectStrip(page, en.waiting, en.unknown, en.unknown);
+  await expectSituation(page, 'waiting'); // No alarm.
   await picture(page, 'permission-not-asked', 'header');
   // The question comes when a connection stands: without a service there is none to answer.
-  await demo.stage.act('stop');
+  await fake.stop();
   await page.reload();
   await expectFailure(page, 'not-running');
-  await demo.stage.act('start');
+  await fake.start();
   await permit('granted');
   await page.reload();
-  await expectTiles(page, en.serviceUp, ready, en.cardOut);
-});
-
-browserTest('a page on a plain web server, where something else has the port', async (t) => {
-  const browser = await startBrowser(t);
-  const demo = await startStage(t);
-  const foreign = await startServer(t, (request, response) => {
-    response.setHeader('Access-Control-Allow-Origin', '*');
-    response.end('<html>printer</html>');
-  });
-  const page = await openPage(browser, `${demo.origin}/demo/?port=${new URL(foreign).port}`);
-  await expectFailure(page, 'foreign-answer');
-  await picture(page, 'foreign-answer');
+  await expectStrip(page, en.serviceUp, ready, en.cardOut);
 });
 
 browserTest('usable within 200 milliseconds', async (t) => {
   const browser = await startBrowser(t);
-  const demo = await startStage(t);
-  const page = await openPage(browser, demo.address);
+  const { address } = await startPage(t);
+  const page = await openPage(browser, address);
   const times = [];
   for (let i = 0; i < 10; ++i) {
     await page.addInitScript(() => {
       const observer = new MutationObserver(() => {
-        if (document.querySelector('#reader-tile')?.dataset.state === 'good') globalThis.usableAt ??= performance.now();
+        if (document.querySelector('#strip [data-state=good]')) globalThis.usableAt ??= performance.now();
       });
       observer.observe(document, { subtree: true, childList: true, attributes: true });
     });
