@@ -4,12 +4,12 @@ import { createHash, X509Certificate } from 'node:crypto';
 import { cp, mkdtemp, readFile, rm, writeFile } from 'node:fs/promises';
 import { createServer as createHttpServer } from 'node:http';
 import { createServer as createHttpsServer } from 'node:https';
-import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
 import { extname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { promisify } from 'node:util';
 import { freePort, Simulator } from '../demo/simulator.mjs';
+import { FakeService } from '../fake/fake.js';
 
 export const root = fileURLToPath(new URL('../../', import.meta.url));
 export const program = process.env.KV500_SIMULATOR ?? join(root, 'build/release/kv500-simulator');
@@ -45,6 +45,19 @@ export async function hasReader(address) {
     return false; // Node keeps a connection for the next request, and the service has closed it.
   }
 }
+
+/** A service without a reader's logic that the test `t` ends. */
+export async function startFake(t, options) {
+  const fake = await FakeService.start(options);
+  t.after(() => fake.stop().catch(() => {}));
+  return fake;
+}
+
+/** A sample card as the fake takes it, with its personal data changed. */
+export const sample = async (name, change = (xml) => xml) => ({
+  VD: await readFile(join(card(name), 'VD.xml')),
+  PD: Buffer.from(change(await readFile(join(card(name), 'PD.xml'), 'latin1')), 'latin1'),
+});
 
 /** A folder for a card of the test's own: a copy of a sample, with its personal data changed. */
 export async function oddCard(t, sample, change) {
@@ -94,18 +107,4 @@ export function startPageServer(t, key) {
       response.writeHead(404).end();
     }
   }, key);
-}
-
-/** Connections that say nothing, each of which keeps one worker of the service busy. */
-export async function occupy(t, port, count) {
-  const sockets = await Promise.all(
-    Array.from({ length: count }, () => new Promise((resolve, reject) => {
-      const socket = connect(port, '127.0.0.1', () => resolve(socket));
-      socket.on('error', reject);
-    })),
-  );
-  const release = () => sockets.forEach((socket) => socket.destroy());
-  t.after(release);
-  await sleep(300); // The service takes them in one after the other.
-  return release;
 }

@@ -3,11 +3,9 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
 import { createServer } from 'node:net';
-import { join } from 'node:path';
 import { test } from 'node:test';
 import { texts } from '../demo/texts.js';
-import { FakeService } from '../fake/fake.js';
-import { card, makeKey, sleep, startPageServer, until } from './bench.mjs';
+import { makeKey, sample, sleep, startFake, startPageServer, until } from './bench.mjs';
 import { openPage, picture, startBrowser, startScreen, startStage } from './browser.mjs';
 
 const { en, de } = texts;
@@ -16,16 +14,10 @@ const browserTest = (name, body) => test(name, { timeout: 120000 }, body);
 
 /** The page on a web server of its own, and a fake behind it that the test `t` ends. */
 async function startPage(t, options = {}) {
-  const fake = await FakeService.start(options);
-  t.after(() => fake.stop().catch(() => {}));
+  const fake = await startFake(t, options);
   const origin = await startPageServer(t);
   return { fake, origin, address: `${origin}/demo/index.html?port=${fake.port}` };
 }
-
-const sample = async (name, change = (xml) => xml) => ({
-  VD: await readFile(join(card(name), 'VD.xml')),
-  PD: Buffer.from(change(await readFile(join(card(name), 'PD.xml'), 'latin1')), 'latin1'),
-});
 
 /** Waits until the strip says this. */
 async function expectStrip(page, ...expected) {
@@ -97,11 +89,6 @@ browserTest('each state of service, reader and card has its picture', async (t) 
   assert.deepEqual(await page.locator('button, #strip, #simulator, footer').evaluateAll((all) => all.filter((each) => each.checkVisibility()).length), 0);
   assert.ok(await page.locator('#person .name').isVisible());
   await page.emulateMedia({ media: 'screen' });
-
-  await page.locator('#requests summary').click();
-  await page.locator('#close').click();
-  await expectText(page, '#log tr:first-child', 'close');
-  await page.locator('#requests summary').click();
 
   await put('familienversichertes-kind');
   await expectText(page, '#person .name', 'Lina Sophie Freiin Beispielhausen');
@@ -258,9 +245,6 @@ browserTest('a service for other origins, programs that are none, and ports that
     await page.goto(address.replace(/port=.*/, `port=${port}`));
     await expectFailure(page, code, line);
   }
-  // The first header is on the list of the preflight's answer, the second is not.
-  const fetchWith = (headers) => page.evaluate(([url, init]) => fetch(url, init).then(({ ok }) => ok, ({ name }) => name), [`${fake.address}/?action=status`, { headers }]);
-  assert.deepEqual([await fetchWith({ 'X-PINGOTHER': 'x' }), await fetchWith({ 'X-Other': 'x' })], [true, 'TypeError']);
 });
 
 /** A browser that takes a page of praxis.example for one out in the world, by HTTP and by HTTPS. */
@@ -335,20 +319,11 @@ browserTest('usable within 200 milliseconds', async (t) => {
   const { address } = await startPage(t);
   const page = await openPage(browser, address);
   const times = [];
-  for (let i = 0; i < 10; ++i) {
-    await page.addInitScript(() => {
-      const observer = new MutationObserver(() => {
-        if (document.querySelector('#strip [data-state=good]')) globalThis.usableAt ??= performance.now();
-      });
-      observer.observe(document, { subtree: true, childList: true, attributes: true });
-    });
+  for (let i = 0; i < 9; ++i) {
     await page.reload();
-    const usableAt = await until(() => page.evaluate(() => globalThis.usableAt), 'the first state');
-    const { responseEnd, loadEventStart } = await page.evaluate(() => performance.getEntriesByType('navigation')[0].toJSON());
-    times.push({ whole: Math.round(usableAt - responseEnd), loaded: Math.round(usableAt - loadEventStart) });
+    const time = await page.waitForFunction(() => document.querySelector('#strip [data-state=good]') && performance.now() - performance.getEntriesByType('navigation')[0].loadEventStart);
+    times.push(Math.round(await time.jsonValue()));
   }
-  const told = (name) => times.map((time) => time[name]).join(', ');
-  t.diagnostic(`until the reader's state is shown: ${told('loaded')} ms after loading, ${told('whole')} ms after the document has come`);
-  const median = times.map(({ loaded }) => loaded).sort((a, b) => a - b)[times.length / 2];
-  assert.ok(median < 200, told('loaded'));
+  t.diagnostic(`until the reader's state is shown: ${times.join(', ')} ms after loading`);
+  assert.ok(times.sort((a, b) => a - b)[4] < 200, times.join(', '));
 });

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { createServer } from 'node:net';
 import { test } from 'node:test';
-import { KV500 } from '../client/kv500.js';
+import { KV500, KV500Error } from '../client/kv500.js';
 
 const body = '{\n"action": "status",\n"status": "RUNNING",\n"message": "USB_device_not_found",\n"serv_version": 97\n}\n';
 const head = (length, more = '') => `HTTP/1.1 200 OK\r\n${more}Content-Length: ${length}\r\n\r\n`;
@@ -67,6 +67,7 @@ async function ask(t, serve, expected, ending) {
   const signal = ending === 'aborted' ? AbortSignal.timeout(1000) : undefined;
   const outcome = await reader.status({ signal }).then(({ status }) => status, (error) => error);
   assert.equal(outcome.code ?? outcome, ending, outcome.stack);
+  if (ending !== 'RUNNING') assert.ok(outcome instanceof KV500Error && /^[A-Z]\w+Error$/.test(outcome.name) && outcome.message.length > 20);
   // It lets go of the connection as well.
   const isOver = () => sockets.size === 0 || ending === 'RUNNING';
   for (let i = 0; !isOver() && i < 100; ++i) await new Promise((resolve) => setTimeout(resolve, 20));

@@ -1,6 +1,6 @@
 // What a strict TypeScript project writes; each line with "expect-error" has to be one.
 import { ActionError, KV500, KV500Error, parseRepeated, stateOf } from '@kv500/client';
-import type { CardEvent, ErrorCode, Failure, Patient, ReadAnswer } from '@kv500/client';
+import type { CardEvent, Failure, Patient, ReadAnswer } from '@kv500/client';
 import { FakeService } from '@kv500/fake';
 
 const service = await FakeService.start();
@@ -23,7 +23,6 @@ const titles: string | string[] | undefined = [holder?.Person ?? []].flat()[0]?.
 // @ts-expect-error A title can be several.
 const title: string | undefined = [holder?.Person ?? []].flat()[0]?.Titel;
 
-const texts: Record<ErrorCode, string> | undefined = undefined;
 const explain = (failure: Failure): string => {
   switch (failure.code) {
     case 'origin-not-allowed': return failure.origin;

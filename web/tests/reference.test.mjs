@@ -11,7 +11,7 @@ import { test } from 'node:test';
 import { promisify } from 'node:util';
 import { build } from 'esbuild';
 import { parseRepeated } from '../client/kv500.js';
-import { card, oddCard, root, sleep, startServer, startSimulator, until } from './bench.mjs';
+import { card, oddCard, root, startServer, startSimulator, until } from './bench.mjs';
 import { openPage, startBrowser } from './browser.mjs';
 
 const documentedPort = /127\.0\.0\.1:5724/g;
@@ -115,23 +115,6 @@ test('every sample of the reference does what stands below it, in every state', 
       assert.match(said, expected, `${state}, ${named(sample)}`);
       if (state === 'mustermann') assert.equal(said, sample.output.body.trimEnd());
     }));
-  }
-});
-
-test('a card that goes in opens the page of the sample settings', async (t) => {
-  const reference = await readFile(join(root, 'docs/API.md'), 'utf8');
-  const lines = blocksOf(reference).find(({ body }) => body.includes('CallBrowser=')).body.split('\n');
-  const settings = Object.fromEntries(lines.map((line) => /^(\w+)=(.*)$/.exec(line).slice(1)));
-  assert.equal(settings.BrowserCommand, '/usr/bin/chromium');
-  const simulator = await startSimulator(t, { settings: { ...settings, BrowserCommand: '/bin/true' } });
-  const events = [];
-  simulator.onEvent = (line) => events.push(line);
-  for (const [name, address] of [['mustermann', `${settings.URL}T027618425`], ['bankkarte', settings.URL]]) {
-    await simulator.command('remove');
-    await sleep(2000); // Shorter, and the card has only been moved.
-    await simulator.command(`insert ${card(name)}`);
-    await until(() => events.length > 0, 'the browser');
-    assert.deepEqual(events.splice(0), [`browser "/bin/true" "${address}"`]);
   }
 });
 
