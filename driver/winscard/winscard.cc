@@ -5,6 +5,7 @@
 // line a command of the simulator. Each process carries out all of its lines, so that all of them
 // see one world.
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <mutex>
 #include <string>
@@ -29,9 +30,10 @@ using platform::SCARDCONTEXT;
 /// Catches up with the commands. Called before each look at the world, but for those of a
 /// transaction: a command may have to wait for its end.
 void followCommands() {
-  static std::mutex lock;
+  static std::timed_mutex lock;
   static std::streamoff position = 0;
-  const std::unique_lock guard(lock, std::try_to_lock);
+  // Threads that come together all wait for the first one, but not while that one waits.
+  const std::unique_lock guard(lock, std::chrono::milliseconds(500));
   if (!guard || simulated::world().readers.openTransactions() > 0) {
     return;
   }
