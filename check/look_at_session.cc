@@ -28,16 +28,14 @@ Findings lookAtSession(const kv500::Settings& settings) {
   // Who wants no browser is short of messages alone.
   const Level trouble = settings.callBrowser ? Level::Fail : Level::Warn;
   std::vector<std::uint32_t> active;
-  bool hasRemote = false;
   for (const platform::Session& session : platform::listSessions()) {
     if (session.state == platform::WTSActive) {
       active.push_back(session.id);
-    } else {
-      hasRemote = hasRemote || platform::inspectSession(session.id).remote;
     }
   }
   if (active.empty()) {
-    return {{trouble, hasRemote ? texts::sessionRemote : texts::sessionNone, texts::sessionAdvice}};
+    return {{trouble, platform::hasRemoteSession() ? texts::sessionRemote : texts::sessionNone,
+             texts::sessionAdvice}};
   }
   Findings findings{judgeActive(active.front(), platform::inspectSession(active.front()), trouble)};
   if (active.size() > 1) {

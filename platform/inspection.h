@@ -122,6 +122,9 @@ struct SessionFacts {
 /// A session of listSessions.
 SessionFacts inspectSession(std::uint32_t session);
 
+/// Whether somebody works on this machine from another computer.
+bool hasRemoteSession();
+
 enum class Browser { Chrome, Edge, Firefox };
 
 /// One value that an administrator has set for a browser. Parts of the name are separated by "/";

@@ -177,6 +177,17 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t,
   return true;
 }
 
+bool hasRemoteSession() {
+  char** names = nullptr;
+  ::sd_get_sessions(&names);
+  bool found = false;
+  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
+    found = ::sd_session_is_remote(take(*name).c_str()) > 0 || found;
+  }
+  std::free(names);
+  return found;
+}
+
 SessionFacts inspectSession(std::uint32_t session) {
   const std::string name = toSession(session);
   SessionFacts facts;

@@ -1,5 +1,7 @@
 #include "platform/simulated/inspection.h"
 
+#include <algorithm>
+
 #include "platform/program.h"
 #include "platform/simulated/world.h"
 
@@ -59,6 +61,12 @@ SessionFacts inspectSession(std::uint32_t session) {
   const auto& sessions = world().inspection.sessions;
   const auto entry = sessions.find(session);
   return entry == sessions.end() ? SessionFacts{"user", false, true} : entry->second;
+}
+
+bool hasRemoteSession() {
+  const auto& sessions = world().inspection.sessions;
+  return std::any_of(sessions.begin(), sessions.end(),
+                     [](const auto& entry) { return entry.second.remote; });
 }
 
 std::vector<PolicyValue> browserPolicies() {

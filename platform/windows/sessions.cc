@@ -79,6 +79,16 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t 
   return started;
 }
 
+bool hasRemoteSession() {
+  for (const Session& session : listSessions()) {
+    const SessionFacts facts = inspectSession(session.id);
+    if (facts.remote && !facts.user.empty()) {
+      return true;
+    }
+  }
+  return false;
+}
+
 SessionFacts inspectSession(std::uint32_t session) {
   constexpr USHORT console = 0;  // Any other client is a remote one.
   SessionFacts facts;
