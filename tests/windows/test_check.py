@@ -4,7 +4,7 @@ import shutil
 import socket
 import unittest
 
-from wine import BUILD, SERVICE, Service, ServiceTest, Windows, wait_until
+from wine import BUILD, Service, ServiceTest, Windows, wait_until
 
 windows = Windows()
 
@@ -48,8 +48,6 @@ class CheckTest(ServiceTest):
         self.service.stop()
         wait_until(self.service.is_gone, "end of the process")
         self.expect({"service": "fail installed but stopped", "port": "fail nobody"})
-        windows.do("sc", "config", SERVICE, "start=", "disabled")
-        self.expect({"service": "fail is disabled"})
 
     def test_port_settings_and_policies(self):
         self.service.configure("AllowOrgin=x", r"BrowserCommand=C:\no program.exe")
