@@ -31,10 +31,11 @@ endfunction()
 # service with it. For machines without a reader, as those of the tests: see driver/winscard.
 function(kv500_simulated_winscard)
   kv500_sources(simulator_logic simulator)
-  add_library(winscard SHARED driver/winscard/winscard.cc driver/winscard/winscard.def
+  # Not named as the library itself, which the service is linked with.
+  add_library(simulated_winscard SHARED driver/winscard/winscard.cc driver/winscard/winscard.def
     ${simulator_logic})
-  set_target_properties(winscard PROPERTIES PREFIX "")
-  target_link_libraries(winscard PRIVATE platform_simulated)
+  set_target_properties(simulated_winscard PROPERTIES PREFIX "" OUTPUT_NAME winscard)
+  target_link_libraries(simulated_winscard PRIVATE platform_simulated)
   add_executable(smartcard_service driver/winscard/smartcard_service.cc)
   target_link_libraries(smartcard_service PRIVATE kv500_flags)
 endfunction()
