@@ -5,13 +5,20 @@ enable_language(RC)
 add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 _WINSOCK_DEPRECATED_NO_WARNINGS)
 
 if(MINGW)
-  # Addresses that can't be foretold, no code in data; no symbols in what is handed out.
-  add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va $<$<CONFIG:Release>:-s>)
+  # Addresses that can't be foretold, no code in data; no symbols in what is handed out, and no time
+  # of the build. Windows' own guard for calls and the flag that has the linked libraries looked for in
+  # its own folder are not to be had from this linker.
+  add_compile_options(-fstack-protector-strong -fcf-protection=full)
+  link_libraries(ssp)
+  add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
+    $<$<CONFIG:Release>:-s>)
 else()
   # The runtime is part of the program, and Windows' own folder the only one that the libraries it
   # is linked with are looked for in.
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
-  add_link_options(/DYNAMICBASE /NXCOMPAT /HIGHENTROPYVA /DEPENDENTLOADFLAG:0x800)
+  add_compile_options(/GS /guard:cf)
+  add_link_options(/DYNAMICBASE /NXCOMPAT /HIGHENTROPYVA /GUARD:CF /CETCOMPAT
+    /DEPENDENTLOADFLAG:0x800 /Brepro)
 endif()
 
 # Icon, version and manifest for a program.

@@ -53,7 +53,7 @@ class AppendStream {
 };
 
 /// Shows a text to whoever has started the program, where programs are started from a terminal or
-/// have a journal of what they say; nothing elsewhere.
+/// have a journal of what they say; on Windows the event log gets it. Nothing of a card.
 void tellStarter(const std::string& text);
 
 /// Runs a command and waits for its end; 0 if it succeeded. The one command of the system is

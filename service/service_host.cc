@@ -26,6 +26,9 @@ platform::SERVICE_STATUS serviceStatus GUARDED_BY(statusLock) = {};
 
 bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   const ScopedLock guard(statusLock);
+  if (serviceStatus.dwCurrentState == platform::SERVICE_STOPPED) {
+    return false;  // The last word, whichever thread comes late with another.
+  }
   serviceStatus.dwServiceType = platform::SERVICE_WIN32_OWN_PROCESS;
   serviceStatus.dwCurrentState = state;
   serviceStatus.dwControlsAccepted = controlsAccepted;

@@ -78,7 +78,10 @@ struct Preparation {
   static std::vector<std::string> ownEnvironment() {
     std::vector<std::string> result;
     for (char** entry = environ; *entry != nullptr; ++entry) {
-      result.emplace_back(*entry);
+      // A program that reported by this process' socket would speak for the service.
+      if (!std::string(*entry).starts_with("NOTIFY_SOCKET=")) {
+        result.emplace_back(*entry);
+      }
     }
     return result;
   }

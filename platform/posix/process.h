@@ -21,7 +21,8 @@ struct Identity {
 
 struct ProcessStart {
   std::vector<std::string> arguments;  ///< The program first; without a slash it is looked up.
-  /// "NAME=value" each; its PATH is where the program is looked for. None: this process' own.
+  /// "NAME=value" each; its PATH is where the program is looked for. None: this process' own,
+  /// without the service manager's socket.
   std::optional<std::vector<std::string>> environment;
   std::optional<Identity> identity;  ///< None: this process' own.
   int output = -1;                   ///< The descriptor of its standard output, above 3; -1: none.

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstring>
 
 #include "platform/line_ends.h"
 #include "platform/posix/path_text.h"
@@ -22,6 +23,7 @@ int openOrdinaryFile(const std::u16string& path, int flags) {
   struct ::stat status;
   if (file >= 0 && (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode))) {
     ::close(file);
+    errno = EINVAL;
     return -1;
   }
   return file;
@@ -46,12 +48,15 @@ std::string readLimited(int file) {
 
 bool readTextFile(const std::u16string& path, std::string& content) {
   const int file = openOrdinaryFile(path, O_RDONLY);
-  if (file < 0) {
-    return false;
+  const int error = errno;
+  if (file < 0 && error == ENOENT) {
+    return false;  // A file that nobody has made.
   }
-  const std::string raw = readLimited(file);
+  const std::string raw = file < 0 ? "" : readLimited(file);
   ::close(file);
-  if (raw.size() > largestTextFile) {
+  if (file < 0 || raw.size() > largestTextFile) {
+    const std::string cause = file < 0 ? std::strerror(error) : "it is larger than 1 MiB";
+    tellStarter("Not read: " + posix::toBytes(path) + ": " + cause);
     return false;
   }
   content = fromStored(raw);

@@ -2,9 +2,7 @@
 
 #include "platform/win32/native.h"
 
-// No socket option for the address is needed: Windows gives the port of a process that has ended to
-// the next one at once and keeps that of a running one closed to other users. No socket is
-// inherited, as no process is started with inheritance.
+// No socket is inherited, as no process is started with inheritance.
 
 namespace platform {
 namespace {
@@ -37,6 +35,10 @@ SOCKET host::socket(std::int32_t family, std::int32_t type, std::int32_t protoco
 }
 
 std::int32_t host::bind(SOCKET socket, const sockaddr_in& address) {
+  // Without this another program of the same user may bind beside it and take its clients.
+  const BOOL on = TRUE;
+  ::setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on),
+               sizeof(on));
   ::sockaddr_in native{};
   native.sin_family = static_cast<short>(address.sin_family);
   native.sin_port = address.sin_port;

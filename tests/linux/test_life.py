@@ -84,9 +84,21 @@ class LifeTest(MachineTest):
         return result.stderr.removesuffix("\n")
 
     def test_a_taken_port(self):
+        """It is tried again without a new start, and a stop does not wait for it."""
         with socket.create_server(("127.0.0.1", DEFAULT_PORT)):
-            self.assertEqual(self.refusal(), "Could not open port")
-        self.assertEqual(self.machine.notify.recv(100), b"READY=1")
+            self.machine.start_service(ready=False)
+            self.assertEqual(self.machine.notify.recv(100), b"READY=1")
+            time.sleep(1)
+        wait_until(lambda: self.machine.try_ask("status"), "an answer", 8)
+        self.machine.stop_service()
+        with socket.create_server(("127.0.0.1", DEFAULT_PORT)):
+            self.machine.start_service(ready=False)
+            self.assertEqual(self.machine.notify.recv(100), b"READY=1")
+            time.sleep(1)
+            code, seconds = self.machine.stop_service()
+        self.assertEqual(code, 0)
+        self.assertLess(seconds, 2)
+        self.assertEqual(self.machine.log(), 2 * [STARTED])
         # The same port of an address that the service does not listen on.
         with socket.create_server(("::1", DEFAULT_PORT), family=socket.AF_INET6):
             self.machine.start_service()
@@ -129,6 +141,21 @@ class LifeTest(MachineTest):
             self.machine.start_service()
             self.assertIsNone(by_hand.poll())
             by_hand.kill()
+
+    def test_a_settings_file_that_cannot_be_read(self):
+        settings = self.machine.folder / "config.txt"
+        self.machine.configure(AllowOrigin="http://mine")
+        # Root's own, and without the right to pass over rights another's.
+        for mode, owner, words in [(0o600, 0, ""), (0o600, USER_ID, "Permission denied")]:
+            with self.subTest(owner):
+                os.chmod(settings, mode)
+                os.chown(settings, owner, owner)
+                with open(self.machine.base / "journal", "w+b") as journal:
+                    self.machine.start_service(stderr=journal)
+                    read = b"http://mine" in self.machine.request("/?action=status")
+                    self.machine.stop_service()
+                    journal.seek(0)
+                    self.assertEqual((read, words in journal.read().decode()), (not words, True))
 
     def test_started_by_hand(self):
         result = subprocess.run([self.machine.folder / "KV500Service"], capture_output=True,
