@@ -7,4 +7,7 @@ if [ $# != 1 ] || [ ! -f "$script" ]; then
   echo "Usage: ./package.sh SYSTEM, with one of: $(ls packaging/*.sh | sed 's,.*/,,; s,\.sh,,')" >&2
   exit 2
 fi
-exec "$script"
+"$script"
+# What is in dist/ now, by "sha256sum --check SHA256SUMS" to be verified.
+cd dist
+find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS

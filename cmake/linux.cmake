@@ -21,5 +21,3 @@ add_library(ifdkv500sim MODULE
 target_link_libraries(ifdkv500sim PRIVATE kv500_flags PkgConfig::PCSCLITE ZLIB::ZLIB)
 set_target_properties(ifdkv500sim PROPERTIES
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-
-include(cmake/linux_package.cmake)

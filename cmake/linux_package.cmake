@@ -1,6 +1,14 @@
-# The Debian packages, made by ./package.sh linux: the service, and the simulator with the driver.
+# What the Debian packages hold: the service, and the simulator with the driver. ./package.sh linux
+# installs these two components and packs them.
 set(packaging ${CMAKE_SOURCE_DIR}/packaging/linux)
 set(made ${CMAKE_BINARY_DIR}/packaging)
+
+# Where units lie: Debian 13 and Ubuntu 24.04 have moved all of /lib below /usr.
+cmake_host_system_information(RESULT release QUERY DISTRIB_ID DISTRIB_VERSION_ID)
+set(units usr/lib/systemd/system)
+if(release MATCHES "^debian;([0-9]|1[0-2])$" OR release MATCHES "^ubuntu;2[0-3]")
+  set(units lib/systemd/system)
+endif()
 
 # Debian wants what is read by people compressed, without the time of the compression in it.
 function(kv500_compressed result source)
@@ -32,56 +40,24 @@ foreach(part service simulator)
 endforeach()
 
 install(TARGETS KV500Service DESTINATION opt/kv500service COMPONENT service)
-install(FILES ${packaging}/service/config.txt DESTINATION opt/kv500service COMPONENT service)
-install(FILES ${packaging}/service/kv500service.service DESTINATION lib/systemd/system
-  COMPONENT service)
+if(TARGET kv500-check)
+  install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
+endif()
+install(FILES ${packaging}/service/config.txt DESTINATION usr/share/kv500service COMPONENT service)
+install(FILES ${packaging}/service/kv500service.service
+  ${packaging}/service/kv500service-logrotate.service
+  ${packaging}/service/kv500service-logrotate.timer
+  DESTINATION ${units} COMPONENT service)
 install(FILES ${packaging}/service/logrotate DESTINATION etc/logrotate.d RENAME kv500service
   COMPONENT service)
 
 install(TARGETS kv500-simulator DESTINATION usr/lib/kv500-simulator COMPONENT simulator)
-install(CODE "execute_process(COMMAND ${CMAKE_COMMAND} -E make_directory
-  \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/var/lib/kv500-simulator/reader
-  \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/usr/bin)
-execute_process(COMMAND ${CMAKE_COMMAND} -E create_symlink ../lib/kv500-simulator/kv500-simulator
-  \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/usr/bin/kv500-simulator)" COMPONENT simulator)
+install(CODE "set(root \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX})
+  file(MAKE_DIRECTORY \${root}/var/lib/kv500-simulator/reader \${root}/usr/bin)
+  file(CREATE_LINK ../lib/kv500-simulator/kv500-simulator \${root}/usr/bin/kv500-simulator SYMBOLIC)"
+  COMPONENT simulator)
 install(TARGETS ifdkv500sim DESTINATION usr/lib/pcsc/drivers/serial COMPONENT simulator)
 install(FILES ${packaging}/simulator/kv500-simulator.conf DESTINATION usr/share/kv500-simulator
   COMPONENT simulator)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/cards DESTINATION usr/share/kv500-simulator
   COMPONENT simulator)
-
-file(WRITE ${made}/conffiles "/opt/kv500service/config.txt\n/etc/logrotate.d/kv500service\n")
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL service simulator)
-set(CPACK_PACKAGE_NAME kv500service)
-set(CPACK_PACKAGE_VENDOR "The KV500 team")
-set(CPACK_PACKAGE_CONTACT "The KV500 team <kv500@example.org>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /)
-set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_SOURCE_DIR}/dist)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-
-set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME kv500service)
-set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION misc)
-set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "pcscd, init-system-helpers (>= 1.52)")
-set(CPACK_DEBIAN_SERVICE_PACKAGE_RECOMMENDS "logrotate")
-set(CPACK_DEBIAN_SERVICE_PACKAGE_SUGGESTS "zenity | kdialog | x11-utils")
-set(CPACK_DEBIAN_SERVICE_DESCRIPTION "local HTTP service for a KV500 smart-card reader
-Web pages on this machine ask it for the state of reader and card and have it
-read the insurance data off a German electronic health card.")
-set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA
-  "${packaging}/service/postinst;${packaging}/service/prerm;${packaging}/service/postrm;${made}/conffiles")
-
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME kv500-simulator)
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION misc)
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS "pcscd, pcsc-tools, kv500service")
-set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "KV500 service with a simulated card reader
-The service in the foreground with a reader and cards made of memory, a driver
-that shows such a reader to every PC/SC program, and example cards.")
-include(CPack)

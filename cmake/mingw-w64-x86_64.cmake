@@ -20,4 +20,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # library and zlib, which would be a DLL otherwise, are part of it.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
 set(ZLIB_LIBRARY /usr/${target}/lib/libz.a CACHE FILEPATH "zlib, static")

@@ -1,19 +1,38 @@
 #!/bin/sh
-# Makes the installer for Windows, dist/KV500Service-<version>-setup.exe.
+# Makes the package for Windows Installer, dist/KV500Service-<version>-x64.msi.
+#
+# KV500_SIGN is a command that signs the file that is named behind it, in place. It is called for each
+# Windows file and then for the package; see docs/windows.md.
 set -eu
 cd "$(dirname "$0")/.."
+. packaging/common
 
 scripts/install.sh windows windows-installer
 scripts/windows-dependencies.sh
+build=build/windows
 cmake --preset windows >/dev/null
-cmake --build build/windows --target KV500Service
+targets="KV500Service installer_actions"
+if cmake --build $build --target help | grep -q '^kv500-check: '; then
+  targets="$targets kv500-check"
+fi
+cmake --build $build --target $targets
 
-version=$(sed -n 's/^project(kv500service VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
-[ -n "$version" ] || {
-  echo "packaging/windows.sh: no version in CMakeLists.txt" >&2
-  exit 1
-}
-mkdir -p dist
-makensis -V2 -WX "-DVERSION=$version" "-DPROGRAM=$PWD/build/windows/KV500Service.exe" \
-  "-DOUTPUT=$PWD/dist/KV500Service-$version-setup.exe" packaging/windows/setup.nsi
-echo "dist/KV500Service-$version-setup.exe"
+files=$build/packaging/files
+rm -rf "$files"
+mkdir -p "$files" dist
+for file in $build/KV500Service.exe $build/kv500-check.exe $build/packaging/windows/actions.dll; do
+  [ ! -f "$file" ] || cp "$file" "$files"
+done
+package=dist/KV500Service-$version-x64.msi
+packaging/windows/make-msi.sh "$version" "$files" "$package"
+
+# What is in the programs beside our own: all of it is linked statically.
+unpacked=$build/packaging/unpacked
+rm -rf "$unpacked"
+msiextract -C "$unpacked" "$package" >/dev/null
+gcc=$(x86_64-w64-mingw32-g++-posix -dumpfullversion)
+mingw=$(dpkg-query -W -f='${Version}' mingw-w64-x86-64-dev)
+xml=$(basename build/windows-dependencies/tinyxml2-*/ | sed 's/^tinyxml2-//')
+packaging/bill_of_materials.py "$version" "$package" "$unpacked" "tinyxml2=$xml" "libstdc++=$gcc" \
+  "libgcc=$gcc" "mingw-w64=$mingw" "winpthreads=$mingw"
+echo "$package"

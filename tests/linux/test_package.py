@@ -14,6 +14,7 @@ from common import CARD, wait_until
 
 PACKAGES = pathlib.Path("/srv/packages")
 ROOT = pathlib.Path("/srv/root")
+SOURCE = pathlib.Path(__file__).parents[2]
 SERVICE = ROOT / "opt/kv500service"
 UNIT = "lib/systemd/system/kv500service.service"
 ENABLED = ROOT / "etc/systemd/system/multi-user.target.wants/kv500service.service"
@@ -46,8 +47,9 @@ class PackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         os.umask(0o022)
-        run("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", PACKAGES, "-D",
-            f"CPACK_OUTPUT_FILE_PREFIX={PACKAGES}")
+        PACKAGES.mkdir()
+        run("env", "SOURCE_DATE_EPOCH=1700000000", SOURCE / "packaging/linux/make-debs.sh", "1.0.0",
+            BUILD, PACKAGES)
         make_root()
 
     def package(self, name):
@@ -62,7 +64,7 @@ class PackageTest(unittest.TestCase):
         run("dpkg-deb", "-R", package, tree)
         control = tree / "DEBIAN/control"
         control.write_text(re.sub("(?m)^Version: .*", "Version: 9.0", control.read_text()))
-        with open(tree / "opt/kv500service/config.txt", "a") as settings:
+        with open(tree / "usr/share/kv500service/config.txt", "a") as settings:
             settings.write("# New.\n")
         run("dpkg-deb", "-b", tree, PACKAGES / "newer.deb")
         return PACKAGES / "newer.deb"
@@ -71,7 +73,7 @@ class PackageTest(unittest.TestCase):
         for package in packages:
             shutil.copy(package, ROOT / "tmp")
         names = [f"/tmp/{package.name}" for package in packages]
-        in_root("env", "DEBIAN_FRONTEND=noninteractive", "dpkg", "--force-confold", "-i", *names)
+        in_root("env", "DEBIAN_FRONTEND=noninteractive", "dpkg", "-i", *names)
 
     def test_lintian_finds_no_errors(self):
         for name in ["kv500service", "kv500-simulator"]:
@@ -80,7 +82,7 @@ class PackageTest(unittest.TestCase):
             self.assertNotRegex(found, "(?m)^E:")
 
     def test_the_unit_leaves_the_rights_that_the_tests_leave(self):
-        unit = pathlib.Path(__file__).parents[2] / "packaging/linux/service/kv500service.service"
+        unit = SOURCE / "packaging/linux/service/kv500service.service"
         rights = re.search("(?m)^CapabilityBoundingSet=(.*)$", unit.read_text()).group(1)
         named = ",".join("+" + right[4:].lower() for right in rights.split())
         self.assertIn(f"--bounding-set=-all,{named}", LIMITED)
@@ -105,15 +107,32 @@ class PackageTest(unittest.TestCase):
         self.assertIn("http://mine", (SERVICE / "config.txt").read_text())
         self.runs()
 
+        # The driver's entry goes before the daemon would miss the driver, another's stays.
+        entries = ROOT / "etc/reader.conf.d"
+        (entries / "other").write_text("LIBPATH /usr/lib/other.so\n")
         in_root("dpkg", "-r", "kv500service", "kv500-simulator")
-        self.assertEqual(sorted(path.name for path in SERVICE.glob("[!l]*")),
-                         ["config.txt", "config.txt.dpkg-dist"])
+        self.assertEqual([path.name for path in entries.iterdir()], ["other"])
+        self.assertEqual(sorted(path.name for path in SERVICE.glob("[!l]*")), ["config.txt"])
         self.assertFalse((ROOT / UNIT).exists())
-        (SERVICE / "config.txt.dpkg-dist").unlink()
+        (SERVICE / "log.txt-20260101.gz").touch()  # As logrotate names it where "dateext" is set.
         in_root("dpkg", "-P", "kv500service", "kv500-simulator")
-        for path in [SERVICE, ENABLED, ROOT / "etc/logrotate.d/kv500service",
-                     ROOT / "usr/lib/kv500-simulator"]:
-            self.assertFalse(os.path.lexists(path), path)
+        left = [path for place in ["opt", "etc", "usr", "var/lib", "lib/systemd"]
+                for path in (ROOT / place).glob("**/*kv500*") if "/var/lib/dpkg/" not in str(path)
+                and SOURCE not in [ROOT / str(path).lstrip("/"), *path.parents]]
+        self.assertEqual(left, [])
+
+    def test_programs_cannot_be_redirected(self):
+        """Full RELRO, for the driver as well, which a program loads that runs as root."""
+        tree = PACKAGES / "hard"
+        for name in ["kv500service", "kv500-simulator"]:
+            run("dpkg-deb", "-x", self.package(name), tree)
+        programs = [path for path in tree.rglob("*") if path.is_file()
+                    and path.read_bytes()[:4] == b"\x7fELF"]
+        self.assertGreaterEqual(len(programs), 3)
+        for program in programs:
+            headers = run("readelf", "--program-headers", "--dynamic", "--wide", program)
+            self.assertIn("GNU_RELRO", headers, program)
+            self.assertIn("BIND_NOW", headers, program)
 
     def runs(self):
         """Starts what the unit starts, with the daemon of that root, reads the card and rotates

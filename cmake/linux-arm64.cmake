@@ -1,0 +1,17 @@
+# Debian's cross compiler for arm64, with the libraries that scripts/arm64-dependencies.sh fetches.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+get_filename_component(project ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
+set(root ${project}/build/arm64-dependencies/root)
+set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH ${root})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Behind the compiler's own headers and libraries, which are those of the same release.
+set(CMAKE_CXX_FLAGS_INIT "-idirafter ${root}/usr/include")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${root}/usr/lib/aarch64-linux-gnu -Wl,-rpath-link,${root}/usr/lib/aarch64-linux-gnu:${root}/lib/aarch64-linux-gnu")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")
