@@ -1,0 +1,84 @@
+"""The policy for Chrome in Debian's Chromium, which reads the same ones: a page of the practice's origin
+that asks the simulator, with the policy in place and without."""
+import http.server
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import threading
+import unittest
+
+from isolation import ROOT, mount, run_isolated
+from machine import BUILD
+from common import skip
+
+POLICIES = pathlib.Path("/etc/chromium/policies/managed")
+PAGE = """<body><script>
+const ask = async () => {
+  const state = await navigator.permissions.query({ name: 'loopback-network' });
+  const answer = await Promise.race([
+    fetch('http://127.0.0.1:%d/?action=status').then((a) => a.text(), () => 'refused'),
+    new Promise((resolve) => setTimeout(resolve, 2000, 'refused')),
+  ]);
+  document.body.textContent = `state ${state.state} ${answer.includes('RUNNING') ? 'answered' : answer}`;
+};
+ask().catch((error) => { document.body.textContent = `state ${error}`; });
+</script>"""
+
+
+class Page(http.server.BaseHTTPRequestHandler):
+    service = 0
+
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("Content-Type", "text/html")
+        self.end_headers()
+        self.wfile.write((PAGE % self.service).encode())
+
+    def log_message(self, *_):
+        pass
+
+
+class PolicyTest(unittest.TestCase):
+    def seen(self, origin, port):
+        """What the page sees in a browser for which its server is one of the internet."""
+        with tempfile.TemporaryDirectory() as profile:
+            text = subprocess.run(
+                ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
+                 f"--user-data-dir={profile}", "--disable-background-networking", "--virtual-time-budget=4000",
+                 f"--ip-address-space-overrides=127.0.0.1:{port}=public", "--dump-dom", origin],
+                capture_output=True, text=True, timeout=60).stdout
+        return re.search(">state ([^<]*)", text).group(1)
+
+    def test_chromium(self):
+        mount("-t", "tmpfs", "tmpfs", "/etc/chromium")
+        POLICIES.mkdir(parents=True)
+        folder = pathlib.Path(tempfile.mkdtemp(dir="/srv"))
+        shutil.copy(BUILD / "kv500-simulator", folder)
+        (folder / "config.txt").write_text("Port=5724\n")
+        simulator = subprocess.Popen([folder / "kv500-simulator"], stdin=subprocess.PIPE,
+                                     stdout=subprocess.PIPE, text=True)
+        self.addCleanup(lambda: simulator.communicate("quit\n"))
+        self.assertEqual(simulator.stdout.readline(), "listening 127.0.0.1:5724\n")
+        Page.service = 5724
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Page)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        port = server.server_address[1]
+        origin = f"http://127.0.0.1:{port}"
+        # A browser without a window answers its own question with no.
+        self.assertEqual(self.seen(origin, port), "denied refused")
+        for other, seen in [("https://other.example", "denied refused"), (origin, "granted answered")]:
+            with self.subTest(other):
+                subprocess.run([ROOT / "packaging/policies/make.sh", other, folder], check=True,
+                               stdout=subprocess.DEVNULL)
+                shutil.copy(folder / "chrome.json", POLICIES / "kv500.json")
+                self.assertEqual(self.seen(origin, port), seen)
+
+
+if __name__ == "__main__":
+    if not shutil.which("chromium"):
+        skip("chromium is not here")
+    run_isolated()
