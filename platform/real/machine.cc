@@ -4,7 +4,6 @@
 #include "platform/host.h"
 #include "platform/host_handles.h"
 #include "platform/program.h"
-#include "platform/real/taken_port.h"
 
 namespace platform {
 
@@ -18,11 +17,7 @@ SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
   return host::socket(family, type, protocol);
 }
 std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
-  std::int32_t result = host::bind(socket, address);
-  for (int attempt = 1; result != 0 && isWorthAnotherAttempt(attempt); ++attempt) {
-    result = host::bind(socket, address);
-  }
-  return result;
+  return host::bind(socket, address);
 }
 std::int32_t listen(SOCKET socket, std::int32_t backlog) {
   return host::listen(socket, backlog);
