@@ -24,7 +24,7 @@ class CheckTest : public kv500::WorldTest {
  protected:
   void makeWell() {
     simulated::resetWorld();
-    world().programPath = (folder / "KV500Service").u16string();
+    world().programPath = folder / "KV500Service";
     auto& inspection = world().inspection;
     inspection.service.program = world().programPath;
     inspection.listeners = {{false, inspection.service.processId, "KV500Service"}};
@@ -46,7 +46,7 @@ class CheckTest : public kv500::WorldTest {
     writeFile("log.txt", content);
   }
 
-  Folder here() const { return {folder.u16string()}; }
+  Folder here() const { return {folder}; }
 
   /// What a look finds, as lines.
   static std::string linesOf(const Findings& findings) {
@@ -106,7 +106,7 @@ TEST_F(CheckTest, ServiceStates) {
        },
        "fail", "again and again: 3 times"},
       {[&] { facts()->account = "NT AUTHORITY\\LocalService"; }, "warn", "not as LocalSystem"},
-      {[&] { facts()->program = u"/elsewhere/KV500Service"; }, "warn", "but is /elsewhere"},
+      {[&] { facts()->program = "/elsewhere/KV500Service"; }, "warn", "but is /elsewhere"},
   };
   for (const Row& row : rows) {
     makeWell();

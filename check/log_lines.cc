@@ -37,7 +37,7 @@ constexpr std::size_t timeLength = sizeof("[00-00-0000 00:00:00] ") - 1;
 }  // namespace
 
 std::vector<LogLine> lastLogLines(const Folder& folder) {
-  return parseLog(platform::readFileEnd(folder.file("log.txt"), endOfLog));
+  return parseLog(platform::readFileEnd(folder.path / "log.txt", endOfLog));
 }
 
 std::vector<LogLine> parseLog(const std::string& content) {

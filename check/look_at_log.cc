@@ -67,7 +67,7 @@ Findings judgeLines(const std::vector<LogLine>& lines) {
 Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& service) {
   const std::string folderText = platform::textFromPath(folder.path);
   const bool shouldBeThere = service.state == platform::ServiceFacts::State::Running &&
-                             service.program.starts_with(folder.file(""));
+                             service.program.parent_path() == folder.path;
   return {
       shouldBeThere
           ? Finding{Level::Fail, {texts::logUnwritable, {folderText}}, texts::logUnwritableAdvice}
@@ -77,7 +77,7 @@ Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& servic
 }  // namespace
 
 Findings lookAtLog(const Folder& folder, const Services& services) {
-  const platform::FileFacts facts = platform::inspectFile(folder.file("log.txt"));
+  const platform::FileFacts facts = platform::inspectFile(folder.path / "log.txt");
   if (facts.kind == Kind::Absent && !facts.unwritable) {
     return judgeAbsence(folder, services.kv500);
   }

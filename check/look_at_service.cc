@@ -33,8 +33,8 @@ bool isSameName(const std::string& a, const std::string& b) {
 
 bool hasSimulator(const Folder& folder) {
   using Kind = platform::FileFacts::Kind;
-  return platform::inspectFile(folder.file("kv500-simulator")).kind == Kind::Ordinary ||
-         platform::inspectFile(folder.file("kv500-simulator.exe")).kind == Kind::Ordinary;
+  return platform::inspectFile(folder.path / "kv500-simulator").kind == Kind::Ordinary ||
+         platform::inspectFile(folder.path / "kv500-simulator.exe").kind == Kind::Ordinary;
 }
 
 Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
@@ -65,10 +65,6 @@ Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
 
 }  // namespace
 
-std::u16string Folder::file(const std::string& name) const {
-  return path + platform::pathSeparator + std::u16string(name.begin(), name.end());
-}
-
 Services askServiceManager() {
   return {platform::inspectService(platform::InspectedService::Kv500),
           platform::inspectService(platform::InspectedService::SmartCard)};
@@ -89,7 +85,7 @@ Findings lookAtService(const Folder& folder, const Services& services) {
     return {{Level::Fail, texts::serviceAbsent, texts::serviceAbsentAdvice}};
   }
   Findings findings;
-  const bool isElsewhere = !facts.program.empty() && !facts.program.starts_with(folder.file(""));
+  const bool isElsewhere = !facts.program.empty() && facts.program.parent_path() != folder.path;
   if (isElsewhere) {
     findings.push_back(
         {Level::Warn,

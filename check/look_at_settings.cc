@@ -120,7 +120,7 @@ Findings judgeContent(const std::string& content, Settings& settings) {
 
 Findings lookAtSettings(const Folder& folder, Settings& settings) {
   using Kind = platform::FileFacts::Kind;
-  const std::u16string path = folder.file("config.txt");
+  const std::filesystem::path path = folder.path / "config.txt";
   const platform::FileFacts facts = platform::inspectFile(path);
   if (facts.kind == Kind::Absent) {
     return {{Level::Warn,

@@ -3,7 +3,7 @@
 #ifndef KV500_CHECK_LOOKS_H
 #define KV500_CHECK_LOOKS_H
 
-#include <string>
+#include <filesystem>
 
 #include "check/finding.h"
 #include "device/settings.h"
@@ -13,10 +13,8 @@ namespace check {
 
 /// Where config.txt and log.txt lie.
 struct Folder {
-  std::u16string path;
+  std::filesystem::path path;
   bool isGiven = false;  ///< By the person who runs this; the service may lie elsewhere.
-
-  std::u16string file(const std::string& name) const;
 };
 
 /// What the service manager says. Asked once, before the looks.

@@ -126,15 +126,14 @@ Findings lookUntil(Clock::time_point end, const Folder& folder, const Services& 
 
 /// Where the files lie. None if there is no such folder.
 std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
-                                   const std::u16string& service) {
+                                   const std::filesystem::path& service) {
   if (!given) {
-    const std::u16string path = service.empty() ? platform::GetModuleFileNameW() : service;
-    return Folder{path.substr(0, path.rfind(platform::pathSeparator))};
+    const auto program = service.empty() ? platform::GetModuleFileNameW() : service;
+    return Folder{program.parent_path()};
   }
-  std::u16string path = platform::pathFromText(*given);
-  while (path.size() > 1 && path.back() == platform::pathSeparator) {
-    path.pop_back();
-  }
+  const auto asGiven = platform::pathFromText(*given);
+  // Without a separator at its end.
+  const auto path = asGiven.has_filename() ? asGiven : asGiven.parent_path();
   const auto facts =
       within<platform::FileFacts>(shortLimit, [path] { return platform::inspectFile(path); });
   // A folder that does not answer is one; the looks say so.

@@ -41,8 +41,8 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
     return "\n== " + title + "\n" + printable(content, true);
   };
   std::string config;
-  platform::readTextFile(folder.file("config.txt"), config);
-  const std::string log = platform::readFileEnd(folder.file("log.txt"), mostLog);
+  platform::readTextFile(folder.path / "config.txt", config);
+  const std::string log = platform::readFileEnd(folder.path / "log.txt", mostLog);
   return say(texts::reportTitle, programVersion) + say(texts::reportTime, kv500::logTimestamp()) +
          say(texts::reportSystem, platform::systemDescription()) +
          say(texts::reportFolder, platform::textFromPath(folder.path)) +
@@ -53,7 +53,7 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
 
 bool writeReport(const std::string& path, const std::string& report) {
   using Kind = platform::FileFacts::Kind;
-  const std::u16string file = platform::pathFromText(path);
+  const std::filesystem::path file = platform::pathFromText(path);
   const Kind kind = platform::inspectFile(file).kind;
   return (kind == Kind::Absent || kind == Kind::Ordinary) && platform::writeFile(file, report);
 }

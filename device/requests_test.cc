@@ -148,7 +148,7 @@ TEST_F(RequestsTest, WhoMayNotAskGetsAClosedConnection) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.config + row.user + row.failing + row.request);
     simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    world().programPath = folder / "program";
     writeFile("log.txt", "");
     writeFile("config.txt", row.config);
     makeDevice();

@@ -3,6 +3,7 @@
 #define KV500_PLATFORM_HOST_H
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -19,7 +20,7 @@ HANDLE createNamedMutex(const char* name);
 bool startProgram(const std::string& commandLine);
 
 /// The full path of the running program, as platform::GetModuleFileNameW gives it.
-std::u16string programPath();
+std::filesystem::path programPath();
 
 /// Milliseconds since the process started, whatever the clock on the wall does. Any thread.
 std::int64_t elapsedMilliseconds();

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,14 +28,14 @@ struct ServiceFacts {
   /// Unknown: there is no service manager, or it does not say.
   enum class State { Unknown, Absent, Stopped, Starting, Running, Stopping };
   State state = State::Unknown;
-  bool disabled = false;        ///< It can't be started before somebody enables it.
-  bool onDemand = false;        ///< Stopped, and started by the first program that asks for it.
-  std::string account;          ///< Whom it runs as; empty if not told.
-  std::string usualAccount;     ///< Whom the installer has it run as.
-  std::u16string program;       ///< The path of its program; empty if not told.
-  std::uint32_t processId = 0;  ///< 0 if it does not run.
-  std::uint32_t exitCode = 0;   ///< Of its last end.
-  std::uint32_t restarts = 0;   ///< How often it was started again by itself of late, if counted.
+  bool disabled = false;          ///< It can't be started before somebody enables it.
+  bool onDemand = false;          ///< Stopped, and started by the first program that asks for it.
+  std::string account;            ///< Whom it runs as; empty if not told.
+  std::string usualAccount;       ///< Whom the installer has it run as.
+  std::filesystem::path program;  ///< The path of its program; empty if not told.
+  std::uint32_t processId = 0;    ///< 0 if it does not run.
+  std::uint32_t exitCode = 0;     ///< Of its last end.
+  std::uint32_t restarts = 0;     ///< How often it was started again by itself of late, if counted.
   // What an administrator types.
   std::string startCommand;
   std::string enableCommand;
@@ -51,10 +52,10 @@ struct FileFacts {
   bool unwritable = false;   ///< By anybody, the service included.
   std::uint64_t size = 0;    ///< Bytes.
 };
-FileFacts inspectFile(const std::u16string& path);
+FileFacts inspectFile(const std::filesystem::path& path);
 
 /// The last `bytes` bytes of an ordinary file, or all of a shorter one. Empty if it can't be read.
-std::string readFileEnd(const std::u16string& path, std::size_t bytes);
+std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes);
 
 /// Whether a program can be started by that text: a path, or a name that is looked up where the
 /// system looks for programs.
@@ -141,8 +142,8 @@ std::vector<PolicyValue> browserPolicies();
 
 /// Between a path and the UTF-8 text that a person types or reads, without loss where paths are
 /// bytes.
-std::u16string pathFromText(const std::string& text);
-std::string textFromPath(const std::u16string& path);
+std::filesystem::path pathFromText(const std::string& text);
+std::string textFromPath(const std::filesystem::path& path);
 
 /// Name and version of the system, in one line.
 std::string systemDescription();
@@ -154,7 +155,7 @@ std::string userLanguage();
 void printText(const std::string& text);
 
 /// Writes a file, over one of that name. False if not all of it could be written.
-bool writeFile(const std::u16string& path, const std::string& content);
+bool writeFile(const std::filesystem::path& path, const std::string& content);
 
 }  // namespace platform
 

@@ -6,16 +6,17 @@
 
 #include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <string>
 
 namespace platform {
 
-/// What separates the parts of a path: a backslash on Windows, a slash elsewhere.
-extern const char16_t pathSeparator;
-
 /// The full path of the running program. Paths pass through here and the file operations below
-/// without loss, whatever bytes or units they hold.
-std::u16string GetModuleFileNameW();
+/// without loss: any bytes on POSIX, any 16-bit units on Windows.
+std::filesystem::path GetModuleFileNameW();
+
+/// A path as text of printable ASCII: each other character becomes "~".
+std::string printablePath(const std::filesystem::path& path);
 
 /// Milliseconds of elapsed time since the process started. 64 bits, as a service may well run
 /// longer than the 24 days that 31 bits can count.
@@ -29,7 +30,7 @@ bool _localtime64_s(std::tm& result, std::int64_t time);
 /// Reads a text file whole. A carriage return directly before a line feed is dropped. False if
 /// the file can't be opened, is no ordinary file, or is larger than 1 MiB; a read error later on
 /// counts as the end of the file. Other programs may read and write it meanwhile.
-bool readTextFile(const std::u16string& path, std::string& content);
+bool readTextFile(const std::filesystem::path& path, std::string& content);
 
 /// A text file that is only appended to. It is made if absent; other programs may read and write
 /// it meanwhile. Each line feed is stored as carriage return and line feed, on every platform.
@@ -42,7 +43,7 @@ class AppendStream {
   ~AppendStream();
 
   /// Opens the file. Failure is the state in which every write is dropped.
-  void open(const std::u16string& path);
+  void open(const std::filesystem::path& path);
 
   /// Hands `text` to the operating system before it returns. After a failure the stream drops
   /// this and every later text.

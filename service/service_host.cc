@@ -35,22 +35,13 @@ bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   return platform::SetServiceStatus(statusHandle, serviceStatus);
 }
 
-/// The program's path in printable ASCII.
-std::string programHeading() {
-  std::string heading;
-  for (const char16_t unit : platform::GetModuleFileNameW()) {
-    heading += unit < 32 || unit >= 127 ? '~' : static_cast<char>(unit);
-  }
-  return heading;
-}
-
 [[noreturn]] void refuseStartByHand() {
   const std::string text =
       "This programm must be started as service!\n\n"
       "Use the installer to install it as service and then restart the computer.\n"
       "If this message still appears, please contact the support.";
   platform::tellStarter(text);
-  notifyUser(programHeading(), text);
+  notifyUser(platform::printablePath(platform::GetModuleFileNameW()), text);
   throw std::string("This program must be started as service");
 }
 

@@ -83,7 +83,7 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
   } rows[] = {
       {"StartServiceCtrlDispatcherW",
        {.code = byHand},
-       "notice KALVERO  -  .*~~ ~~program . This programm must be started as service!\n\n"
+       "notice KALVERO  -  .*x~~ ~~program . This programm must be started as service!\n\n"
        "Use the installer to install it as service and then restart the computer.\n"
        "If this message still appears, please contact the support.\n" +
            startLine},
@@ -94,13 +94,13 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
       // The watcher's and the listener's thread start, the third does not.
       {"CreateThread", {.skip = 2}, startLine + "Could not start PCSC service thread!\n"},
   };
-  std::filesystem::path odd = folder / u"\u00e4\u20ac \u007f\u0001program";
+  const std::filesystem::path odd = folder / u"x\u00e4\u20ac \u007f\u0001program";
   for (const auto& row : rows) {
     SCOPED_TRACE(row.operation);
     const auto run = [&] {
       world().faults.fail(row.operation, row.plan);
       if (row.plan.code == byHand) {
-        world().programPath = odd.u16string();
+        world().programPath = odd;
       } else {
         writeFile("config.txt", "Port=" + std::to_string(freePort()));
       }
@@ -143,7 +143,7 @@ TEST_F(ServiceTest, ARefusedReportStopsItsSequence) {
 TEST_F(ServiceTest, OneInstanceOfAName) {
   EXPECT_EQ(instanceMutexName("KV500Service"), "KV500Service_SingleInstance_0KV500Service");
   // Shared by this process and the one that it starts, and by no other build's tests.
-  const std::size_t program = std::hash<std::u16string>()(platform::host::programPath());
+  const std::size_t program = std::filesystem::hash_value(platform::host::programPath());
   world().mutexRealm = "kv500_test_" + std::to_string(program) + "_";
   std::unique_ptr<SingleInstanceGuard> first;
   try {

@@ -5,7 +5,6 @@
 #include <sstream>
 
 #include "platform/program.h"
-#include "support/program_folder.h"
 
 namespace kv500 {
 namespace {
@@ -24,7 +23,7 @@ char toLower(char c) {
 
 ConfigFile::ConfigFile(const std::string& fileName) {
   std::string content;
-  if (!platform::readTextFile(pathBesideProgram(fileName), content)) {
+  if (!platform::readTextFile(platform::GetModuleFileNameW().replace_filename(fileName), content)) {
     throw ConfigException{false, "Could not open file"};
   }
   parse(content);

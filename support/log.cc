@@ -9,7 +9,6 @@
 #include "platform/program.h"
 #include "support/lock.h"
 #include "support/log_texts.h"
-#include "support/program_folder.h"
 
 namespace kv500 {
 namespace {
@@ -35,7 +34,7 @@ bool isLimited(const std::string& key) REQUIRES(logLock) {
 void openLog() {
   {
     const ScopedLock guard(logLock);
-    logStream.open(pathBesideProgram("log.txt"));
+    logStream.open(platform::GetModuleFileNameW().replace_filename("log.txt"));
   }
   logMessage(log_texts::started, "");
 }

@@ -59,7 +59,7 @@ class WorldTest : public testing::Test {
   /// Begins anew with everything but the folder.
   void newWorld() const {
     simulated::resetWorld();
-    world().programPath = (folder / "program").u16string();
+    world().programPath = folder / "program";
   }
 
   void writeFile(const std::string& name, const std::string& content) const {

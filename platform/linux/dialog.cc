@@ -1,10 +1,15 @@
 #include "platform/linux/dialog.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "platform/linux/session_program.h"
-#include "platform/posix/path_text.h"
+#include "platform/posix/utf8.h"
 
 namespace platform::linux_sessions {
 namespace {
+
+constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";  // U+FFFD in UTF-8.
 
 /// zenity reads backslashes in a text as the beginning of an escape.
 std::string escaped(const std::string& text) {
@@ -46,17 +51,14 @@ std::string dialogText(const std::u16string& units) {
   for (const char16_t unit : units) {
     bytes += static_cast<char>(unit & 0xFF);
   }
-  std::u16string text = posix::toUnits(bytes);
-  bool inPair = false;
-  for (char16_t& unit : text) {
-    const bool isControl = (unit < 0x20 && unit != u'\n') || unit == 0x7F;
-    const bool isStrayByte = unit >= 0xDC00 && unit <= 0xDFFF && !inPair;
-    inPair = unit >= 0xD800 && unit <= 0xDBFF;
-    if (isControl || isStrayByte) {
-      unit = 0xFFFD;  // REPLACEMENT CHARACTER
-    }
+  std::string text;
+  for (std::string_view rest = bytes; !rest.empty();) {
+    const std::size_t length = posix::characterLength(rest);
+    const bool isControl = length == 1 && rest[0] != '\n' && (rest[0] < 32 || rest[0] == 127);
+    text += length == 0 || isControl ? replacementCharacter : rest.substr(0, length);
+    rest.remove_prefix(std::max<std::size_t>(length, 1));
   }
-  return posix::toBytes(text);
+  return text;
 }
 
 }  // namespace platform::linux_sessions

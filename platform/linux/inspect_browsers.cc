@@ -47,7 +47,7 @@ std::vector<PolicyValue> browserPolicies() {
   for (const Place& place : places) {
     for (const fs::path& file : filesIn(place.path)) {
       std::string content;
-      readTextFile(pathFromText(file.string()), content);
+      readTextFile(file, content);
       for (auto& [name, value] : flattenJson(content)) {
         if (name.starts_with(firefoxRoot)) {
           name.erase(0, firefoxRoot.size());

@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include "platform/inspection.h"
-#include "platform/posix/path_text.h"
 #include "platform/posix/process.h"
 
 namespace platform {
@@ -81,7 +80,7 @@ ServiceFacts factsOf(Properties& properties, const std::string& unit) {
                    (unitFile == "disabled" && facts.state == State::Stopped);
   facts.account = properties["User"].empty() ? "root" : properties["User"];
   facts.usualAccount = "root";
-  facts.program = posix::toUnits(programIn(properties["ExecStart"]));
+  facts.program = programIn(properties["ExecStart"]);
   facts.processId = static_cast<std::uint32_t>(numberIn(properties["MainPID"]));
   facts.exitCode = static_cast<std::uint32_t>(numberIn(properties["ExecMainStatus"]));
   const std::uint64_t since = numberIn(properties["ActiveEnterTimestampMonotonic"]) / 1'000'000;

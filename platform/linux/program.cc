@@ -4,13 +4,7 @@
 
 #include <iostream>
 
-#include "platform/host.h"
-
 namespace platform {
-
-std::u16string GetModuleFileNameW() {
-  return host::programPath();
-}
 
 void tellStarter(const std::string& text) {
   std::cerr << text << std::endl;

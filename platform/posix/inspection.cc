@@ -16,8 +16,6 @@
 #include <iostream>
 #include <sstream>
 
-#include "platform/posix/path_text.h"
-
 namespace platform {
 namespace {
 
@@ -32,7 +30,7 @@ FileFacts::Kind kindOf(::mode_t mode) {
 }
 
 /// Whether nobody can write: not even root, or on a file system that is only read.
-bool isUnwritable(const std::string& path) {
+bool isUnwritable(const std::filesystem::path& path) {
   return ::access(path.c_str(), W_OK) != 0 && (errno == EROFS || ::geteuid() == 0);
 }
 
@@ -81,26 +79,24 @@ bool connectToLoopback(int socket, std::uint16_t port, Clock::time_point end) {
 
 }  // namespace
 
-FileFacts inspectFile(const std::u16string& path) {
-  const std::string name = posix::toBytes(path);
+FileFacts inspectFile(const std::filesystem::path& path) {
   FileFacts facts;
   struct ::stat status;
-  if (::stat(name.c_str(), &status) != 0) {
+  if (::stat(path.c_str(), &status) != 0) {
     facts.kind = errno == EACCES ? FileFacts::Kind::Hidden : FileFacts::Kind::Absent;
-    const auto slash = name.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+    const auto folder = path.has_parent_path() ? path.parent_path() : ".";
     facts.unwritable = ::access(folder.c_str(), F_OK) == 0 && isUnwritable(folder);
     return facts;
   }
   facts.kind = kindOf(status.st_mode);
-  facts.readable = ::access(name.c_str(), R_OK) == 0;
-  facts.unwritable = isUnwritable(name);
+  facts.readable = ::access(path.c_str(), R_OK) == 0;
+  facts.unwritable = isUnwritable(path);
   facts.size = static_cast<std::uint64_t>(status.st_size);
   return facts;
 }
 
-std::string readFileEnd(const std::u16string& path, std::size_t bytes) {
-  const Descriptor file(::open(posix::toBytes(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct ::stat status;
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return {};
@@ -149,19 +145,19 @@ Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t mill
   return reply;
 }
 
-bool writeFile(const std::u16string& path, const std::string& content) {
-  std::FILE* const file = std::fopen(posix::toBytes(path).c_str(), "we");
+bool writeFile(const std::filesystem::path& path, const std::string& content) {
+  std::FILE* const file = std::fopen(path.c_str(), "we");
   const bool written =
       file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
   return file != nullptr && std::fclose(file) == 0 && written;
 }
 
-std::u16string pathFromText(const std::string& text) {
-  return posix::toUnits(text);
+std::filesystem::path pathFromText(const std::string& text) {
+  return text;
 }
 
-std::string textFromPath(const std::u16string& path) {
-  return posix::toBytes(path);
+std::string textFromPath(const std::filesystem::path& path) {
+  return path.native();
 }
 
 std::string userLanguage() {

@@ -1,12 +1,15 @@
-// What only a POSIX system can show: paths of any bytes, limits of a process, programs.
+// What only a POSIX system can show: texts and paths of any bytes, limits of a process, programs.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <string_view>
+#include <vector>
 
-#include "platform/posix/path_text.h"
 #include "platform/posix/process.h"
+#include "platform/posix/utf8.h"
 #include "platform/program.h"
 #include "tests/world_test.h"
 
@@ -16,23 +19,41 @@ namespace {
 using PosixTest = kv500::WorldTest;
 using kv500::eventually;
 
-TEST_F(PosixTest, PathsPassWithoutLoss) {
+TEST_F(PosixTest, TextOfAnyBytesIsReadAsFarAsItIsUtf8) {
   const struct {
     std::string bytes;
-    std::u16string units;
+    std::vector<std::size_t> lengths;
   } rows[] = {
-      {"/a b~\x7F", u"/a b~\x7F"},
-      {"/\xC3\xA4\xE2\x82\xAC", u"/\u00e4\u20ac"},
-      {"\xF0\x9F\x92\xB3", u"\xD83D\xDCB3"},
-      {"\xE4/\xFF", u"\xDCE4/\xDCFF"},                    // ISO-8859-15, no UTF-8.
-      {"\xC0\x80\xC3", u"\xDCC0\xDC80\xDCC3"},            // Overlong, and cut off.
-      {"\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},            // A surrogate.
-      {"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},  // Above the last character.
+      {{"~\0\x7F", 3}, {1, 1, 1}},
+      {"\xC2\x80\xE2\x82\xAC\xEE\x80\x80\xF4\x8F\xBF\xBFx", {2, 3, 3, 4, 1}},
+      {"\xE4/\xFF", {0, 1, 0}},                   // ISO-8859-15.
+      {"\xF0\x9F\x92", {0, 0, 0}},                // Cut off.
+      {"\xC1\xBF\xE0\x9F\x80", {0, 0, 0, 0, 0}},  // Overlong.
+      {"\xF0\x8F\xBF\xBF", {0, 0, 0, 0}},         // The same.
+      {"\xED\xA0\x80", {0, 0, 0}},                // A surrogate.
+      {"\xF4\x90\x80\x80", {0, 0, 0, 0}},         // Above the last character.
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(posix::toUnits(row.bytes), row.units);
-    EXPECT_EQ(posix::toBytes(row.units), row.bytes);
+    std::vector<std::size_t> lengths;
+    for (std::string_view rest = row.bytes; !rest.empty();) {
+      lengths.push_back(posix::characterLength(rest));
+      rest.remove_prefix(std::max<std::size_t>(lengths.back(), 1));
+    }
+    EXPECT_EQ(lengths, row.lengths) << printablePath(row.bytes);
   }
+  EXPECT_EQ(printablePath("/a b~\x7F/\xC3\xA4\xE2\x82\xAC/\xE4\xFF"), "/a b~~/~~/~~");
+}
+
+TEST_F(PosixTest, AFolderOfAnyBytesHoldsTheFiles) {
+  const auto odd = folder / "\xE4 \xFF\n";
+  std::filesystem::create_directory(odd);
+  kv500::world().programPath = odd / "program";
+  AppendStream stream;
+  stream.open(GetModuleFileNameW().replace_filename("log"));
+  stream.write("text\n");
+  std::string content;
+  EXPECT_TRUE(readTextFile(odd / "log", content));
+  EXPECT_EQ(content, "text\n");
 }
 
 TEST_F(PosixTest, ALogThatMayNotGrowIsNotTheEnd) {
@@ -41,7 +62,7 @@ TEST_F(PosixTest, ALogThatMayNotGrowIsNotTheEnd) {
   const ::rlimit small{20, limit.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &small);
   AppendStream stream;
-  stream.open((folder / "log").u16string());
+  stream.open(folder / "log");
   for (int i = 0; i < 4; ++i) {
     stream.write("fifteen bytes.\n");
   }
@@ -54,15 +75,15 @@ TEST_F(PosixTest, ALogThatMayNotGrowIsNotTheEnd) {
 TEST_F(PosixTest, APipeDoesNotHoldTheStart) {
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   std::string content;
-  EXPECT_FALSE(readTextFile((folder / "pipe").u16string(), content));
+  EXPECT_FALSE(readTextFile(folder / "pipe", content));
   AppendStream stream;
-  stream.open((folder / "pipe").u16string());
+  stream.open(folder / "pipe");
   stream.write("dropped");
 }
 
 TEST_F(PosixTest, OnlyTheOwnerMayWriteTheLog) {
   const ::mode_t before = ::umask(0);
-  AppendStream().open((folder / "log").u16string());
+  AppendStream().open(folder / "log");
   ::umask(before);
   struct ::stat status;
   ASSERT_EQ(::stat((folder / "log").c_str(), &status), 0);

@@ -1,22 +1,32 @@
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "platform/host.h"
-#include "platform/posix/path_text.h"
+#include "platform/posix/utf8.h"
 #include "platform/program.h"
 
 namespace platform {
 
-const char16_t pathSeparator = u'/';
-
-std::u16string host::programPath() {
+std::filesystem::path host::programPath() {
   // Asked once, as the link's text changes when the running program is replaced by an update.
-  static const std::u16string path = [] {
+  static const std::filesystem::path path = [] {
     std::string buffer(4096, '\0');  // PATH_MAX, the longest path that Linux gives.
     const auto length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
-    buffer.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-    return posix::toUnits(buffer);
+    // Without /proc the files lie in the root: a path that is not full would depend on the working
+    // directory.
+    return length > 0 ? buffer.substr(0, static_cast<std::size_t>(length)) : "/";
   }();
   return path;
+}
+
+std::string printablePath(const std::filesystem::path& path) {
+  std::string text;
+  for (std::string_view rest = path.native(); !rest.empty();) {
+    text += rest.front() < 32 || rest.front() >= 127 ? '~' : rest.front();
+    rest.remove_prefix(std::max<std::size_t>(posix::characterLength(rest), 1));
+  }
+  return text;
 }
 
 }  // namespace platform

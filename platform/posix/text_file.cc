@@ -8,7 +8,6 @@
 #include <cstring>
 
 #include "platform/line_ends.h"
-#include "platform/posix/path_text.h"
 #include "platform/program.h"
 
 namespace platform {
@@ -18,8 +17,8 @@ constexpr std::size_t largestTextFile = std::size_t{1} << 20;
 
 /// Opens an ordinary file. Anything else is refused, and without a wait: a pipe would otherwise
 /// hold the service until somebody came to its other end.
-int openOrdinaryFile(const std::u16string& path, int flags) {
-  const int file = ::open(posix::toBytes(path).c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
+int openOrdinaryFile(const std::filesystem::path& path, int flags) {
+  const int file = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
   struct ::stat status;
   if (file >= 0 && (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode))) {
     ::close(file);
@@ -46,7 +45,7 @@ std::string readLimited(int file) {
 
 }  // namespace
 
-bool readTextFile(const std::u16string& path, std::string& content) {
+bool readTextFile(const std::filesystem::path& path, std::string& content) {
   const int file = openOrdinaryFile(path, O_RDONLY);
   const int error = errno;
   if (file < 0 && error == ENOENT) {
@@ -56,7 +55,7 @@ bool readTextFile(const std::u16string& path, std::string& content) {
   ::close(file);
   if (file < 0 || raw.size() > largestTextFile) {
     const std::string cause = file < 0 ? std::strerror(error) : "it is larger than 1 MiB";
-    tellStarter("Not read: " + posix::toBytes(path) + ": " + cause);
+    tellStarter("Not read: " + path.native() + ": " + cause);
     return false;
   }
   content = fromStored(raw);
@@ -69,7 +68,7 @@ AppendStream::~AppendStream() {
   }
 }
 
-void AppendStream::open(const std::u16string& path) {
+void AppendStream::open(const std::filesystem::path& path) {
   // A file that has reached the size allowed to this process is a failed write, not its end.
   std::signal(SIGXFSZ, SIG_IGN);
   file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);

@@ -57,6 +57,9 @@ bool CloseHandle(HANDLE handle) {
   return host::CloseHandle(handle);
 }
 
+std::filesystem::path GetModuleFileNameW() {
+  return host::programPath();
+}
 std::int64_t clock() {
   return host::elapsedMilliseconds();
 }

@@ -13,7 +13,7 @@ using simulated::world;
 
 }  // namespace
 
-std::u16string GetModuleFileNameW() {
+std::filesystem::path GetModuleFileNameW() {
   return world().programPath.empty() ? host::programPath() : world().programPath;
 }
 

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -33,7 +34,7 @@ struct World {
   std::string mutexRealm;
 
   /// Where the program seems to lie; empty: where it does. Set before the system starts.
-  std::u16string programPath;
+  std::filesystem::path programPath;
 
   // Times that stand still once they are set; -1: the machine's.
   std::atomic<std::int64_t> clockTime = -1;     ///< Milliseconds, for `clock`.

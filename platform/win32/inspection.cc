@@ -12,7 +12,6 @@ namespace platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using win32::toNative;
 
 constexpr std::size_t mostReply = 65536;  // Bytes.
 constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
@@ -20,8 +19,8 @@ constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 /// A file opened for the given access, closed at its end.
 class File {
  public:
-  File(const std::u16string& path, DWORD access, DWORD disposition = OPEN_EXISTING)
-      : handle_(::CreateFileW(toNative(path.c_str()), access, shared, nullptr, disposition,
+  File(const std::filesystem::path& path, DWORD access, DWORD disposition = OPEN_EXISTING)
+      : handle_(::CreateFileW(path.c_str(), access, shared, nullptr, disposition,
                               FILE_ATTRIBUTE_NORMAL, nullptr)) {}
   ~File() {
     if (isOpen()) {
@@ -104,10 +103,10 @@ bool isUnwritable(DWORD attributes) {
 
 }  // namespace
 
-FileFacts inspectFile(const std::u16string& path) {
+FileFacts inspectFile(const std::filesystem::path& path) {
   FileFacts facts;
   ::WIN32_FILE_ATTRIBUTE_DATA data{};
-  if (!::GetFileAttributesExW(toNative(path.c_str()), GetFileExInfoStandard, &data)) {
+  if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) {
     facts.kind =
         ::GetLastError() == ERROR_ACCESS_DENIED ? FileFacts::Kind::Hidden : FileFacts::Kind::Absent;
     return facts;
@@ -125,7 +124,7 @@ FileFacts inspectFile(const std::u16string& path) {
   return facts;
 }
 
-std::string readFileEnd(const std::u16string& path, std::size_t bytes) {
+std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes) {
   const File file(path, GENERIC_READ);
   ::LARGE_INTEGER size{};
   if (!file.isOrdinary() || !::GetFileSizeEx(file.handle(), &size)) {
@@ -147,17 +146,16 @@ std::string readFileEnd(const std::u16string& path, std::size_t bytes) {
 
 bool isProgram(const std::string& command) {
   // As CreateProcess looks for it: with ".exe" behind a name without an ending.
-  const std::u16string name = pathFromText(command);
-  std::u16string path(MAX_PATH, u'\0');
-  const DWORD length =
-      ::SearchPathW(nullptr, toNative(name.c_str()), L".exe", static_cast<DWORD>(path.size()),
-                    toNative(path.data()), nullptr);
+  const std::filesystem::path name = pathFromText(command);
+  std::wstring path(MAX_PATH, L'\0');
+  const DWORD length = ::SearchPathW(nullptr, name.c_str(), L".exe",
+                                     static_cast<DWORD>(path.size()), path.data(), nullptr);
   if (length == 0) {
     return false;
   }
   path.resize(length);
   DWORD type = 0;
-  return length > MAX_PATH || ::GetBinaryTypeW(toNative(path.c_str()), &type);
+  return length > MAX_PATH || ::GetBinaryTypeW(path.c_str(), &type);
 }
 
 Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t milliseconds) {
@@ -184,7 +182,7 @@ Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t mill
   return reply;
 }
 
-bool writeFile(const std::u16string& path, const std::string& content) {
+bool writeFile(const std::filesystem::path& path, const std::string& content) {
   const File file(path, GENERIC_WRITE, CREATE_ALWAYS);
   DWORD written = 0;
   return file.isOpen() &&
@@ -193,20 +191,22 @@ bool writeFile(const std::u16string& path, const std::string& content) {
          written == content.size();
 }
 
-std::u16string pathFromText(const std::string& text) {
+std::filesystem::path pathFromText(const std::string& text) {
   const int size = static_cast<int>(text.size());
   const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
-  std::u16string path(static_cast<std::size_t>(length), u'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, toNative(path.data()), length);
+  std::wstring path(static_cast<std::size_t>(length), L'\0');
+  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, path.data(), length);
   return path;
 }
 
-std::string textFromPath(const std::u16string& path) {
-  const int size = static_cast<int>(path.size());
-  const wchar_t* const units = toNative(path.data());
-  const int length = ::WideCharToMultiByte(CP_UTF8, 0, units, size, nullptr, 0, nullptr, nullptr);
+std::string textFromPath(const std::filesystem::path& path) {
+  // Not path's own conversion, which throws where the units are no good UTF-16.
+  const std::wstring& units = path.native();
+  const int size = static_cast<int>(units.size());
+  const int length =
+      ::WideCharToMultiByte(CP_UTF8, 0, units.data(), size, nullptr, 0, nullptr, nullptr);
   std::string text(static_cast<std::size_t>(length), '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, units, size, text.data(), length, nullptr, nullptr);
+  ::WideCharToMultiByte(CP_UTF8, 0, units.data(), size, text.data(), length, nullptr, nullptr);
   return text;
 }
 
@@ -219,9 +219,8 @@ void printText(const std::string& text) {
   DWORD mode = 0;
   DWORD written = 0;
   if (::GetConsoleMode(output, &mode)) {
-    const std::u16string units = pathFromText(text);
-    ::WriteConsoleW(output, toNative(units.data()), static_cast<DWORD>(units.size()), &written,
-                    nullptr);
+    const std::wstring units = pathFromText(text).native();
+    ::WriteConsoleW(output, units.data(), static_cast<DWORD>(units.size()), &written, nullptr);
   } else {
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);

@@ -11,10 +11,10 @@ constexpr std::size_t largestTextFile = std::size_t{1} << 20;
 
 /// Opens an ordinary file, shared with all who read, write, rename or delete it.
 /// INVALID_HANDLE_VALUE for anything else, such as the names of devices.
-::HANDLE openOrdinaryFile(const std::u16string& path, DWORD access, DWORD disposition) {
+::HANDLE openOrdinaryFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  const ::HANDLE file = ::CreateFileW(win32::toNative(path.c_str()), access, shared, nullptr,
-                                      disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const ::HANDLE file = ::CreateFileW(path.c_str(), access, shared, nullptr, disposition,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE && ::GetFileType(file) != FILE_TYPE_DISK) {
     ::CloseHandle(file);
     return INVALID_HANDLE_VALUE;
@@ -40,7 +40,7 @@ std::string readLimited(::HANDLE file) {
 
 }  // namespace
 
-bool readTextFile(const std::u16string& path, std::string& content) {
+bool readTextFile(const std::filesystem::path& path, std::string& content) {
   const ::HANDLE file = openOrdinaryFile(path, GENERIC_READ, OPEN_EXISTING);
   if (file == INVALID_HANDLE_VALUE) {
     return false;
@@ -60,7 +60,7 @@ AppendStream::~AppendStream() {
   }
 }
 
-void AppendStream::open(const std::u16string& path) {
+void AppendStream::open(const std::filesystem::path& path) {
   // With this right alone every write goes to the end of the file, wherever others have moved it.
   file_ = static_cast<std::intptr_t>(
       win32::toSeam(openOrdinaryFile(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS)));

@@ -12,7 +12,7 @@ using Win32Test = kv500::WorldTest;
 TEST_F(Win32Test, TextFilesOfEveryNameAreSharedAndAppendedTo) {
   const auto odd = folder / u"\u00dcbung \u0141\u00f3d\u017a \u8aad";
   std::filesystem::create_directory(odd);
-  const std::u16string path = (odd / "log.txt").u16string();
+  const auto path = odd / "log.txt";
   AppendStream first;
   AppendStream second;
   first.open(path);
@@ -29,14 +29,13 @@ TEST_F(Win32Test, TextFilesOfEveryNameAreSharedAndAppendedTo) {
 TEST_F(Win32Test, WhatIsNoTextFileIsRefused) {
   writeFile("large", std::string((1 << 20) + 1, 'x'));
   std::string content = "as before";
-  for (const std::u16string& path :
-       {folder.u16string(), (folder / "absent").u16string(), (folder / "large").u16string(),
-        std::u16string(u"NUL"), std::u16string(u"CON")}) {
-    EXPECT_FALSE(readTextFile(path, content)) << std::string(path.begin(), path.end());
+  const std::filesystem::path paths[] = {folder, folder / "absent", folder / "large", "NUL", "CON"};
+  for (const auto& path : paths) {
+    EXPECT_FALSE(readTextFile(path, content)) << path;
   }
   EXPECT_EQ(content, "as before");
   AppendStream nowhere;
-  nowhere.open(folder.u16string());
+  nowhere.open(folder);
   nowhere.write("dropped\n");
 }
 

@@ -39,13 +39,12 @@ std::string programOf(DWORD process) {
   if (handle == nullptr) {
     return {};
   }
-  std::u16string path(32768, u'\0');
+  std::wstring path(32768, L'\0');
   auto length = static_cast<DWORD>(path.size());
-  const bool isKnown =
-      ::QueryFullProcessImageNameW(handle, 0, win32::toNative(path.data()), &length);
+  const bool isKnown = ::QueryFullProcessImageNameW(handle, 0, path.data(), &length);
   ::CloseHandle(handle);
   path.resize(isKnown ? length : 0);
-  return textFromPath(path.substr(path.rfind(u'\\') + 1));
+  return textFromPath(std::filesystem::path(path).filename());
 }
 
 std::uint16_t portOf(DWORD networkOrder) {

@@ -41,7 +41,7 @@ void readStatus(::SC_HANDLE service, ServiceFacts& facts) {
 }
 
 std::string fromWide(const wchar_t* text) {
-  return text == nullptr ? "" : textFromPath(reinterpret_cast<const char16_t*>(text));
+  return text == nullptr ? "" : textFromPath(text);
 }
 
 void readConfiguration(::SC_HANDLE service, ServiceFacts& facts) {
@@ -55,7 +55,7 @@ void readConfiguration(::SC_HANDLE service, ServiceFacts& facts) {
   facts.disabled = configuration->dwStartType == SERVICE_DISABLED;
   facts.account = fromWide(configuration->lpServiceStartName);
   const auto command = splitCommandLine(fromWide(configuration->lpBinaryPathName));
-  facts.program = command.empty() ? u"" : pathFromText(command.front());
+  facts.program = pathFromText(command.empty() ? "" : command.front());
 }
 
 }  // namespace

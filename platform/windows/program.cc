@@ -14,10 +14,6 @@ const bool onlySystemLibraries = ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_
 
 }  // namespace
 
-std::u16string GetModuleFileNameW() {
-  return host::programPath();
-}
-
 void ExitProcess(std::uint32_t exitCode) {
   // Windows' operation of that name tells every library first that the process ends, after it has
   // stopped the other threads wherever they stand: one that held a lock would hold up the end.

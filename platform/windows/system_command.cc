@@ -25,14 +25,13 @@ bool isServiceAlive(const std::string& name) {
 }
 
 /// Runs a program of Windows without a window and gives its exit code, 1 if it can't be started.
-DWORD run(const std::u16string& program, const char* command) {
+DWORD run(const std::filesystem::path& program, const char* command) {
   ::STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   ::PROCESS_INFORMATION process{};
-  std::u16string commandLine(command, command + std::char_traits<char>::length(command));
-  if (!::CreateProcessW(win32::toNative(program.c_str()), win32::toNative(commandLine.data()),
-                        nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
-                        &process)) {
+  std::wstring commandLine(command, command + std::char_traits<char>::length(command));
+  if (!::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+                        CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process)) {
     return 1;
   }
   // No limit of ours: "net" gives up by itself when a service doesn't start.
@@ -48,7 +47,8 @@ DWORD run(const std::u16string& program, const char* command) {
 
 std::int32_t system(const char* command) {
   const std::vector<std::string> words = splitCommandLine(command);
-  const std::u16string program = words.empty() ? std::u16string() : systemProgram(words.front());
+  const std::filesystem::path program =
+      words.empty() ? std::filesystem::path() : systemProgram(words.front());
   if (program.empty() || run(program, command) != 0) {
     // "net start" fails for a service that is not at rest. Windows starts and stops the smart-card
     // service itself as readers come and go, so that it may be running, or about to; the caller

@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds outputLimit{2500};
 constexpr std::size_t mostOutput = std::size_t{1} << 20;
 
 /// Starts the program with a pipe's end as its output, and with no other handle of this process.
-bool start(const std::u16string& program, const std::string& commandLine, ::HANDLE output,
+bool start(const std::filesystem::path& program, const std::string& commandLine, ::HANDLE output,
            ::PROCESS_INFORMATION& process) {
   SIZE_T size = 0;
   ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
@@ -28,13 +28,13 @@ bool start(const std::u16string& program, const std::string& commandLine, ::HAND
   if (!::InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size)) {
     return false;
   }
-  std::u16string writable(commandLine.begin(), commandLine.end());
+  std::wstring writable(commandLine.begin(), commandLine.end());
   const bool started =
       ::UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
                                   &output, sizeof(output), nullptr, nullptr) &&
-      ::CreateProcessW(win32::toNative(program.c_str()), win32::toNative(writable.data()), nullptr,
-                       nullptr, TRUE, CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr,
-                       nullptr, &startup.StartupInfo, &process);
+      ::CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, TRUE,
+                       CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                       &startup.StartupInfo, &process);
   ::DeleteProcThreadAttributeList(startup.lpAttributeList);
   return started;
 }
@@ -63,17 +63,14 @@ std::string readOutput(::HANDLE pipe, ::HANDLE process) {
 
 }  // namespace
 
-std::u16string systemProgram(const std::string& name) {
-  std::u16string path(MAX_PATH, u'\0');
-  const UINT length =
-      ::GetSystemDirectoryW(win32::toNative(path.data()), static_cast<UINT>(path.size()));
-  if (length == 0 || length >= path.size()) {
+std::filesystem::path systemProgram(const std::string& name) {
+  std::wstring folder(MAX_PATH, L'\0');
+  const UINT length = ::GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
+  if (length == 0 || length >= folder.size()) {
     return {};
   }
-  path.resize(length);
-  path += pathSeparator;
-  path.append(name.begin(), name.end());
-  return path + u".exe";
+  folder.resize(length);
+  return std::filesystem::path(folder) / (name + ".exe");
 }
 
 std::string outputOfSystemProgram(const std::string& name, const std::string& commandLine) {

@@ -2,12 +2,13 @@
 #ifndef KV500_PLATFORM_WINDOWS_SYSTEM_PROGRAM_H
 #define KV500_PLATFORM_WINDOWS_SYSTEM_PROGRAM_H
 
+#include <filesystem>
 #include <string>
 
 namespace platform {
 
 /// The path of a program in Windows' own folder. Empty if that can't be told.
-std::u16string systemProgram(const std::string& name);
+std::filesystem::path systemProgram(const std::string& name);
 
 /// What a program of that folder writes, 1 MiB at most, run without a window and killed after 2.5
 /// seconds. `commandLine` holds the program's name, too. Empty if it can't be started. Any thread.

@@ -1,0 +1,16 @@
+// Texts in UTF-8 (RFC 3629), which is what most texts and paths of a POSIX system are, but not all.
+#ifndef KV500_PLATFORM_POSIX_UTF8_H
+#define KV500_PLATFORM_POSIX_UTF8_H
+
+#include <cstddef>
+#include <string_view>
+
+namespace platform::posix {
+
+/// The length in bytes of the character at the beginning of `text`; 0 if no valid UTF-8 begins
+/// there. Any thread.
+std::size_t characterLength(std::string_view text);
+
+}  // namespace platform::posix
+
+#endif
