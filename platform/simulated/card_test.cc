@@ -1,15 +1,15 @@
-#include "platform/simulated/card.h"
+// What a simulated card promises to whoever makes one, beyond what the service itself asks of it.
+#include "platform/simulated/card_folder.h"
 
-#include <gtest/gtest.h>
+#include <algorithm>
+#include <numeric>
 
-#include <string>
-#include <string_view>
+#include "tests/world_test.h"
 
 namespace simulated {
 namespace {
 
-constexpr char selectMf[] = "00A4000C023F00";
-constexpr char selectHca[] = "00A4040C06D27600000102";
+constexpr char hca[] = "00A4040C06D27600000102";  // SELECT of the health care application.
 
 std::string toHex(const Bytes& bytes) {
   constexpr char digits[] = "0123456789ABCDEF";
@@ -19,167 +19,152 @@ std::string toHex(const Bytes& bytes) {
   return text;
 }
 
-/// A master file with EF.GDO (10 bytes of 11) and one application with a file of 600 bytes that
-/// count up modulo 251, so that no two blocks of 256 are alike, and an empty one.
-Card makeCard(std::string_view overrides = "") {
-  Bytes counting(600);
-  for (std::size_t i = 0; i < counting.size(); ++i)
-    counting[i] = static_cast<std::uint8_t>(i % 251);
-  return Card(
-      {0x3B}, {{}, {{0x2F02, 0x02, Bytes(10, 0x11)}}},
-      {{{0xD2, 0x76, 0x00, 0x00, 0x01, 0x02}, {{0xD002, 0x02, counting}, {0xD00C, 0x0C, {}}}}},
-      parseOverrides(overrides));
-}
+class CardTest : public kv500::WorldTest {
+ protected:
+  /// The answers of a freshly inserted card, one behind the other. "HCA" selects the application.
+  std::string answers(const std::string& commands) const {
+    Card card = loadCardFolder(folder);
+    std::istringstream words(commands);
+    std::string all;
+    for (std::string word; words >> word;)
+      all += toHex(card.exchange(*parseHex(word == "HCA" ? hca : word)).response) + " ";
+    return all.substr(0, all.size() - 1);
+  }
+  /// What is wrong with the folder, without the path of `named` in front.
+  static std::string fault(const std::filesystem::path& named, const std::filesystem::path& given) {
+    try {
+      loadCardFolder(given);
+    } catch (const CardFolderError& error) {
+      const std::string path = named.string() + ": ";
+      return error.message.substr(error.message.starts_with(path) ? path.size() : 0);
+    }
+    return "";
+  }
+};
 
-std::string answer(Card& card, std::string_view command) {
-  const Exchange exchange = card.exchange(parseHex(command).value());
-  EXPECT_EQ(exchange.outcome, Exchange::Outcome::Answered) << command;
-  return toHex(exchange.response);
-}
-
-std::string play(Card& card, const std::vector<std::string_view>& commands) {
-  std::string last;
-  for (const std::string_view command : commands)
-    last = answer(card, command);
-  return last;
-}
-
-TEST(Card, AnswersTheLastOfSeveralCommandsAfterPowerUp) {
-  const std::string gdo(20, '1');
+TEST_F(CardTest, AnswersAsACardDoes) {
+  std::string counting;
+  for (int i = 0; i < 600; ++i)
+    counting += static_cast<char>(i % 251);  // No two blocks of 256 are alike.
+  writeFile("EF.GDO", "012");
+  writeFile("EF.StatusVD", "");
+  writeFile("EF.VD", counting);
+  writeFile("VD.xml", std::string(65537, ' '));  // Too large, were it looked at.
+  writeFile("overrides.txt",
+            "# A comment.\r\n\r\n00b0820005 6a81\r\n00B0820005\t6A88 \r\n"
+            "00A4040C06D2760000010200 9000\r\n00 01");
   const struct {
-    std::vector<std::string_view> commands;
-    std::string answer;
+    std::string commands, answers;
   } rows[] = {
-      // What is no short APDU.
-      {{""}, "6700"},
-      {{"00B082"}, "6700"},
-      {{"00A4000C023F"}, "6700"},
-      {{"00A4000C023F000000"}, "6700"},
-      {{"00A4000C013F"}, "6700"},
-      {{"00B08200"}, "6700"},
-      {{"00B08200010000"}, "6700"},
-      {{"80B082000C"}, "6E00"},
-      {{"0084000008"}, "6D00"},
-      // Selection.
-      {{selectMf}, "9000"},
-      {{"00A40000023F0000"}, "9000"},
-      {{"00A4010C023F00"}, "6A86"},
-      {{"00A4000F023F00"}, "6A86"},
-      {{"00A4000C022F02"}, "9000"},
-      {{"00A4000C022F03"}, "6A82"},
-      {{"00A4020C023F00"}, "6A82"},
-      {{selectHca, "00A4000C022F02"}, "6A82"},
-      {{selectHca, "00A4040C", "00B0820000"}, gdo + "9000"},
-      {{selectHca, "00A4000C", "00B0820000"}, gdo + "9000"},
-      {{"00A4040C05D276000001"}, "6A82"},
-      // Reading: the status words at the end of the file, and which file is read.
-      {{"00B0820000"}, gdo + "9000"},
-      {{"00B082000A"}, gdo + "9000"},
-      {{"00B082000B"}, gdo + "6282"},
-      {{"00B0820900"}, "119000"},
-      {{"00B0820902"}, "116282"},
-      {{"00B0820A00"}, "6B00"},
-      {{"00B0830000"}, "6A82"},
-      {{"00B0A20000"}, "6A86"},
-      {{"00B0000000"}, "6986"},
-      {{"00B0800000"}, "6986"},
-      {{"00A4020C022F02", "00B0000801"}, "119000"},
-      {{"00B0820001", "00B0000901"}, "119000"},
-      {{"00B0820001", "00B0800901"}, "119000"},
-      {{"00B0820001", "00B0830000", "00B0000901"}, "119000"},
-      {{"00B0820001", selectMf, "00B0000000"}, "6986"},
-      {{selectHca, "00B0820103"}, "0102039000"},
-      {{selectHca, "00B08C0000"}, "6B00"},
-      {{selectHca, "00A4000C02D002", "00B0025602"}, "60619000"},
-      {{selectHca, "00A4000C02D002", "00B0025703"}, "616282"},
-      {{selectHca, "00A4000C02D002", "00B07FFF00"}, "6B00"},
-      // A failed selection leaves the selected application alone.
-      {{selectHca, "00A4040C02D276", "00B0820103"}, "0102039000"},
+      // What is no short APDU of the two instructions.
+      {"00B082 00A4000C023F 00A4000C023F000000 00A4000C013F", "6700 6700 6700 6700"},
+      {"00B08200 00B08200010000 80B082000C 0084000008", "6700 6700 6E00 6D00"},
+      // Selection, which lasts; one that fails changes nothing.
+      {"00A40000023F0000 00A4010C023F00 00A4000F023F00", "9000 6A86 6A86"},
+      {"00A4000C022F02 00A4000C022F03 00A4020C023F00", "9000 6A82 6A82"},
+      {"HCA 00A4000C022F02 00A4040C02D276 00B0820103", "9000 6A82 6A82 0102039000"},
+      {"HCA 00A4040C 00B0820001 HCA 00A4000C 00B0820001", "9000 9000 309000 9000 9000 309000"},
+      // Reading: the ends of a file, and which file is read.
+      {"00B0820003 00B0820004 00B0820000", "3031329000 3031326282 3031329000"},
+      {"00B0820200 00B0820202 00B0820300", "329000 326282 6B00"},
+      {"00B0830000 00B0A20000 00B0000000 00B0800000", "6A82 6A86 6986 6986"},
+      {"00A4020C022F02 00B0000201", "9000 329000"},
+      {"00B0820001 00B0830000 00B0800201", "309000 6A82 329000"},
+      {"00B0820001 00A4000C023F00 00B0000000", "309000 9000 6986"},
+      {"HCA 00B08C0000 00A4000C02D002 00B0025602", "9000 6B00 9000 60619000"},
+      {"HCA 00B0820001 00B0025703 00B0010002 00B07FFF00", "9000 009000 616282 05069000 6B00"},
+      // Overrides: in turn, the last one from then on, and without an effect on the card.
+      {"00B0820005 00B0820005 00B0820005 00", "6A81 6A88 6A88 01"},
+      {"00A4040C06D2760000010200 00B0820001", "9000 309000"},
   };
+  for (const auto& row : rows)
+    EXPECT_EQ(answers(row.commands), row.answers) << row.commands;
+  Card card = loadCardFolder(folder);
+  std::string all;
+  for (const char* command : {hca, "00B0820001", "00B0820005", "", "00B0000001", "00B0820005"}) {
+    if (*command == '\0')
+      card.reset();  // The turns of the overrides go on.
+    all += toHex(card.exchange(*parseHex(command)).response) + " ";
+  }
+  EXPECT_EQ(all, "9000 009000 6A81 6700 6986 6A88 ");
+  EXPECT_EQ(toHex(card.exchange(*parseHex("00B0820001")).response), "309000");
+}
+
+TEST_F(CardTest, FillsInsuranceFilesUpAsACardDoes) {
+  const struct {
+    std::size_t text, pd, vd;
+  } rows[] = {{4, 850, 1250}, {1978, 1280, 1250}, {1979, 1280, 1280}, {2037, 1536, 1536}};
   for (const auto& row : rows) {
-    Card card = makeCard();
-    EXPECT_EQ(play(card, row.commands), row.answer) << row.commands.back();
+    const std::string text = kv500::denseText(row.text);
+    const Bytes pd = makePdFile({text.begin(), text.end()}).value();
+    const Bytes vd = makeVdFile({text.begin(), text.end()}).value();
+    ASSERT_EQ(pd.size(), row.pd);
+    ASSERT_EQ(vd.size(), row.vd);
+    const auto length = static_cast<std::ptrdiff_t>(pd[0] * 256 + pd[1]);
+    Bytes expected{0, 8, pd[0], static_cast<std::uint8_t>(pd[1] + 7), 0xFF, 0xFF, 0xFF, 0xFF};
+    expected[2] += pd[1] + 7 > 255;
+    expected.insert(expected.end(), pd.begin() + 2, pd.begin() + 2 + length);
+    expected.resize(vd.size());
+    EXPECT_EQ(vd, expected);
+    EXPECT_EQ(pd[12] & 1, 1) << "the first DEFLATE block is the last one";
+    EXPECT_EQ(static_cast<std::size_t>(pd[length - 1] * 256 + pd[length - 2]), row.text);
+    EXPECT_TRUE(std::all_of(pd.begin() + 2 + length, pd.end(), [](auto byte) { return !byte; }));
   }
 }
 
-TEST(Card, GivesALongFileInBlocks) {
-  Card card = makeCard();
-  answer(card, selectHca);
-  const std::string first = answer(card, "00B0820000");
-  const std::string second = answer(card, "00B0010000");
-  const std::string third = answer(card, "00B0020000");
-  ASSERT_EQ(first.size() + second.size() + third.size(), 2 * 600u + 3 * 4u);
-  EXPECT_EQ(first.substr(0, 6), "000102");
-  EXPECT_EQ(second.substr(0, 6), "050607");
-  EXPECT_EQ(second.substr(2 * 256), "9000");
-  EXPECT_EQ(third, answer(card, "00B0020058"));
-  EXPECT_EQ(third.substr(third.size() - 8), "60619000");
+TEST_F(CardTest, DefaultsFitTheKindOfCard) {
+  EXPECT_EQ(answers("00B0820000 HCA 00B08C0000"), "5A0A999900000012345678909000 6A82 6A82");
+  const Bytes otherAtr = loadCardFolder(folder).atr();
+  writeFile("EF.PD", "raw");
+  EXPECT_EQ(answers("00B0820000 HCA 00B08C0000 00B0820000 00B0810000"),
+            "5A0A802769999912345678909000 9000 "
+            "303230313930313031303030303030005002000000000000009000 6A82 7261779000");
+  for (const Bytes& atr : {otherAtr, loadCardFolder(folder).atr()})  // ISO/IEC 7816-3: checksum.
+    EXPECT_EQ(std::accumulate(atr.begin(), atr.end(), 0, std::bit_xor<>()), 0x3B);
+  EXPECT_NE(otherAtr, loadCardFolder(folder).atr());
+  writeFile("ATR", "3b 9F\r\n\t00\r\n");
+  EXPECT_EQ(loadCardFolder(folder).atr(), (Bytes{0x3B, 0x9F, 0x00}));
 }
 
-TEST(Card, ResetSelectsTheMasterFileAndKeepsTheTurnsOfOverrides) {
-  Card card = makeCard("00B0820001 6A81\n00B0820001 6A88\n");
-  EXPECT_EQ(play(card, {selectHca, "00B0820101", "00B0820001"}), "6A81");
-  card.reset();
-  EXPECT_EQ(answer(card, "00B0000001"), "6986");
-  EXPECT_EQ(answer(card, "00B0820002"), "11119000");
-  EXPECT_EQ(answer(card, "00B0820001"), "6A88");
-}
-
-TEST(Overrides, HoldInTurnAndChangeNothingOnTheCard) {
-  Card card = makeCard(
-      "# Selecting the application is refused at first, then slow.\r\n"
-      "\r\n"
-      "00a4040c06d27600000102 6a82\r\n"
-      "00A4040C06D27600000102\t9000 \r\n"
-      "00A4040C06D27600000102 wait 600000\r\n"
-      "00B0820001 fail\n"
-      "00B0820002 remove\n"
-      "00B0820003 90\n"
-      "00 01");
-  EXPECT_EQ(answer(card, selectHca), "6A82");
-  EXPECT_EQ(play(card, {selectHca, "00B0820004"}), "111111119000") << "the master file is left";
-  for (int i = 0; i < 2; ++i) {
-    const Exchange late = card.exchange(parseHex(selectHca).value());
-    EXPECT_EQ(late.delay, std::chrono::minutes(10));
-    EXPECT_EQ(toHex(late.response), "9000");
-  }
-  EXPECT_EQ(answer(card, "00B0820004"), "000102039000") << "a late answer is the normal one";
-  EXPECT_EQ(card.exchange(parseHex("00B0820001").value()).outcome, Exchange::Outcome::Failed);
-  EXPECT_EQ(card.exchange(parseHex("00B0820002").value()).outcome, Exchange::Outcome::Removed);
-  EXPECT_EQ(answer(card, "00B0820003"), "90");
-  EXPECT_EQ(answer(card, "00"), "01");
-}
-
-TEST(Overrides, RefuseABadLineByItsNumber) {
+TEST_F(CardTest, SaysWhatIsWrongWithAFolder) {
   const std::string longest(2 * 65538, '0');
   EXPECT_NO_THROW(parseOverrides("00 " + longest));
+  const std::string wait = "line 2: \"wait\" needs a number of milliseconds, 0 to 600000";
   const struct {
-    std::string line;
-    std::string_view message;
+    std::string name, content, message;
   } rows[] = {
-      {"00B082000", "command is not hex"},
-      {"xx 9000", "command is not hex"},
-      {"00B0820000", "nothing says"},
-      {"00B0820000 900", "response is neither"},
-      {"00B0820000 FAIL", "response is neither"},
-      {"00B0820000 90 00", "without blanks"},
-      {"00B0820000 wait", "\"wait\" needs"},
-      {"00B0820000 wait 5 6", "\"wait\" needs"},
-      {"00B0820000 wait -1", "\"wait\" needs"},
-      {"00B0820000 wait 5s", "\"wait\" needs"},
-      {"00B0820000 wait 600001", "\"wait\" needs"},
-      {"00B0820000 wait 99999999999999999999", "\"wait\" needs"},
-      {"00B0820000 " + longest + "00", "longer than 65538"},
+      {"EF.VD", std::string(32769, ' '), "is larger than 32768 bytes"},
+      {"VD.xml", std::string(65537, ' '), "is larger than 65536 bytes"},
+      {"PD.xml", kv500::denseText(65536), "takes more room than a card has, even when compressed"},
+      {"ATR", "", "an ATR has 1 to 33 bytes, this one has 0"},
+      {"ATR", std::string(68, '3'), "an ATR has 1 to 33 bytes, this one has 34"},
+      {"ATR", "3B-00", "is not hexadecimal text with two digits a byte"},
+      {"overrides.txt", std::string(1048577, '\n'), "is larger than 1048576 bytes"},
+      {"overrides.txt", "\n00A 90",
+       "line 2: the command is not hexadecimal with two digits a byte"},
+      {"overrides.txt", "#\n00A4", "line 2: nothing says what happens at the command"},
+      {"overrides.txt", "\n00A4 FAIL",
+       "line 2: the response is neither hexadecimal nor \"fail\", \"wait N\" or \"remove\""},
+      {"overrides.txt", "\n00A4 90 00",
+       "line 2: more words than a command and what happens; bytes stand without blanks"},
+      {"overrides.txt", "\n00A4 " + longest + "00",
+       "line 2: the response is longer than 65538 bytes"},
+      {"overrides.txt", "\n00A4 wait\n", wait},
+      {"overrides.txt", "\n00A4 wait 5 6", wait},
+      {"overrides.txt", "\n00A4 wait 5s", wait},
+      {"overrides.txt", "\n00A4 wait 600001", wait},
+      {"overrides.txt", "\n00A4 wait 99999999999", wait},
   };
   for (const auto& row : rows) {
-    try {
-      parseOverrides("# comment\n\n00B0820000 9000\n" + row.line + "\n00 00\n");
-      ADD_FAILURE() << row.line;
-    } catch (const OverridesError& error) {
-      EXPECT_EQ(error.line, 4u);
-      EXPECT_NE(error.message.find(row.message), std::string::npos) << error.message;
-    }
+    writeFile(row.name, row.content);
+    EXPECT_EQ(fault(folder / row.name, folder), row.message);
+    std::filesystem::remove(folder / row.name);
   }
+  std::filesystem::create_directory(folder / "ATR");
+  EXPECT_EQ(fault(folder / "ATR", folder), "is not a file");
+  writeFile("file", "");
+  EXPECT_EQ(fault(folder / "file", folder / "file"), "is not a folder");
+  EXPECT_EQ(fault(folder / "no", folder / "no"), "there is no such folder");
 }
 
 }  // namespace
