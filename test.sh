@@ -55,7 +55,7 @@ report_skipped() {
 
 finish() {
   step "Done"
-  scripts/test-share.sh
+  scripts/test-share.sh 33
   report_skipped
 }
 
