@@ -1,3 +1,5 @@
+#include <atomic>
+#include <cstring>
 #include <future>
 
 #include "check/looks.h"
@@ -120,6 +122,7 @@ TEST_F(CheckTest, SettingsFile) {
     std::string content, level, text;
   } rows[] = {
       {"", "ok", "Port=5724, AllowOrigin=*, CallBrowser=no"},
+      {"AllowHost=a, b\nOnlyActiveUser=yes\n", "ok", "AllowHost=a,b, OnlyActiveUser=yes"},
       {"CallBrowser=yes\nBrowserCommand=no-such-program\n", "fail",
        "no-such-program is no program"},
       {"BrowserCommand=no-such-program\n", "warn", "is no program"},
@@ -453,10 +456,22 @@ TEST_F(CheckTest, Answer) {
   }
   settings.port = freePort();
   EXPECT_FINDING((Row{{}, "fail", "no connection to 127.0.0.1:"}), lookAtAnswer(settings));
-  const Peer peer(send(good));
+  settings.onlyActiveUser = true;
+  const Peer silent(send(""));
+  settings.port = silent.port;
+  EXPECT_FINDING((Row{{}, "warn", "every user but the one at the screen"}), lookAtAnswer(settings));
+  std::atomic<bool> isNamed = false;
+  const Peer peer([&](platform::SOCKET client) {
+    char buffer[200] = {};
+    platform::recv(client, buffer, sizeof(buffer) - 1);
+    isNamed = std::strstr(buffer, "\r\nHost: practice\r\n") != nullptr;
+    platform::send(client, good.data(), static_cast<std::int32_t>(good.size()));
+  });
   settings.port = peer.port;
+  settings.allowedHosts = {"practice", "localhost"};
   settings.allowOrigin = "https://new.example";
   EXPECT_FINDING((Row{{}, "warn", "config.txt says https://new.example"}), lookAtAnswer(settings));
+  EXPECT_TRUE(isNamed);
 }
 
 TEST_F(CheckTest, Program) {

@@ -29,17 +29,26 @@ const Phrase& whatItSees(const std::string& answer) {
                                                                : texts::answerCard;
 }
 
+/// The request by a name that the service lets pass.
+std::string request(const kv500::Settings& settings) {
+  const std::string host =
+      settings.allowedHosts.empty() ? "127.0.0.1" : settings.allowedHosts.front();
+  return "GET /?action=status HTTP/1.1\r\nHost: " + host + "\r\n\r\n";
+}
+
 }  // namespace
 
 Findings lookAtAnswer(const kv500::Settings& settings) {
   const std::int64_t begin = platform::clock();
-  const platform::Reply reply = platform::askPort(
-      settings.port, "GET /?action=status HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n", answerLimit);
+  const platform::Reply reply = platform::askPort(settings.port, request(settings), answerLimit);
   const std::string time = std::to_string(platform::clock() - begin);
   if (!reply.connected) {
     return {{Level::Fail,
              {texts::answerNobody, {std::to_string(settings.port)}},
              texts::answerNobodyAdvice}};
+  }
+  if (reply.bytes.empty() && reply.ended && settings.onlyActiveUser) {
+    return {{Level::Warn, texts::answerOthersOnly, texts::answerOthersOnlyAdvice}};
   }
   if (reply.bytes.empty()) {
     return {reply.ended ? Finding{Level::Fail, texts::answerClosed, texts::answerClosedAdvice}

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <sstream>
 
 #include "check/looks.h"
 #include "check/nearest_name.h"
@@ -17,10 +18,15 @@ const std::string byteOrderMark = "\xEF\xBB\xBF";
 
 std::string inWords(const Settings& settings) {
   const auto word = [](bool on) { return on ? "yes" : "no"; };
+  std::ostringstream hosts;
+  for (const std::string& host : settings.allowedHosts) {
+    hosts << (hosts.tellp() == 0 ? "" : ",") << host;
+  }
   return "Port=" + std::to_string(settings.port) + ", AllowOrigin=" + settings.allowOrigin +
          ", CallBrowser=" + word(settings.callBrowser) +
          ", BrowserCommand=" + settings.browserCommand + ", URL=" + settings.url +
-         ", AppendCardId=" + word(settings.appendCardId);
+         ", AppendCardId=" + word(settings.appendCardId) + ", AllowHost=" + hosts.str() +
+         ", OnlyActiveUser=" + word(settings.onlyActiveUser);
 }
 
 bool isUtf16(const std::string& content) {

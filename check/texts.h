@@ -228,6 +228,14 @@ inline constexpr Phrase answerClosedAdvice{
     "Acht Verbindungen werden zugleich bedient; schließen Sie Seiten, die ohne Ende fragen. Oder "
     "es ist nicht der "
     "Dienst: siehe \"port\"."};
+inline constexpr Phrase answerOthersOnly{
+    "the connection was closed without an answer; with OnlyActiveUser=yes that is so for every "
+    "user but the one at the screen",
+    "die Verbindung wurde ohne Antwort geschlossen; mit OnlyActiveUser=yes ergeht es jedem "
+    "Benutzer so, der nicht am Bildschirm sitzt"};
+inline constexpr Phrase answerOthersOnlyAdvice{
+    "Run this as the user at the screen.",
+    "Führen Sie dies als der Benutzer aus, der am Bildschirm sitzt."};
 inline constexpr Phrase answerForeign{"what answers is not the service: {0}",
                                       "es antwortet nicht der Dienst: {0}"};
 inline constexpr Phrase answerOldSettings{
