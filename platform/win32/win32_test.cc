@@ -1,4 +1,5 @@
 #include "platform/host.h"
+#include "platform/host_handles.h"
 #include "platform/program.h"
 #include "tests/world_test.h"
 // Behind the seam's headers.
@@ -66,9 +67,9 @@ TEST_F(Win32Test, ANamedMutexIsKnownByItsName) {
   const HANDLE second = host::createNamedMutex(name.c_str());
   EXPECT_NE(second, 0u);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
-  EXPECT_TRUE(CloseHandle(first));
-  EXPECT_TRUE(CloseHandle(second));
-  EXPECT_FALSE(CloseHandle(0));
+  EXPECT_TRUE(host::CloseHandle(first));
+  EXPECT_TRUE(host::CloseHandle(second));
+  EXPECT_FALSE(host::CloseHandle(0));
 }
 
 }  // namespace
