@@ -107,7 +107,8 @@ TEST_F(CardTest, FillsInsuranceFilesUpAsACardDoes) {
     expected.resize(vd.size());
     EXPECT_EQ(vd, expected);
     EXPECT_EQ(pd[12] & 1, 1) << "the first DEFLATE block is the last one";
-    EXPECT_EQ(static_cast<std::size_t>(pd[length - 1] * 256 + pd[length - 2]), row.text);
+    EXPECT_EQ(static_cast<std::size_t>(pd.begin()[length - 1] * 256 + pd.begin()[length - 2]),
+              row.text);
     EXPECT_TRUE(std::all_of(pd.begin() + 2 + length, pd.end(), [](auto byte) { return !byte; }));
   }
 }
