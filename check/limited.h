@@ -4,12 +4,13 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <system_error>
-#include <thread>
+
+#include "platform/threading.h"
 
 namespace check {
 
@@ -22,11 +23,14 @@ class Limited {
   /// Starts the work, which must own all that it uses. A failure that comes out of it counts as no
   /// result, and so does a thread that can't be started.
   explicit Limited(std::function<Result()> work) {
-    try {
-      std::thread([state = state_, work = std::move(work)] { run(*state, work); }).detach();
-    } catch (const std::system_error&) {
+    auto call = std::make_unique<Call>(Call{state_, std::move(work)});
+    const platform::HANDLE thread = platform::CreateThread(runCall, call.get());
+    if (thread == 0) {
       state_->ended = true;
+      return;
     }
+    (void)call.release();  // The thread owns it now.
+    platform::CloseHandle(thread);
   }
 
   /// The result, or none if there is none by then.
@@ -43,6 +47,17 @@ class Limited {
     bool ended = false;
     std::optional<Result> result;
   };
+
+  struct Call {
+    std::shared_ptr<State> state;
+    std::function<Result()> work;
+  };
+
+  static std::uint32_t runCall(void* pointer) {
+    const std::unique_ptr<Call> call(static_cast<Call*>(pointer));
+    run(*call->state, call->work);
+    return 0;
+  }
 
   static void run(State& state, const std::function<Result()>& work) {
     std::optional<Result> result;
