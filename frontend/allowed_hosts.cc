@@ -30,7 +30,8 @@ std::vector<std::string> parseHostList(const std::string& list) {
   for (std::string piece; std::getline(pieces, piece, ',');) {
     const std::size_t begin = piece.find_first_not_of(" \t");
     if (begin != std::string::npos) {
-      names.push_back(piece.substr(begin, piece.find_last_not_of(" \t") - begin + 1));
+      const std::size_t end = piece.find_last_not_of(" \t") + 1;
+      names.emplace_back(withoutPort(std::string_view(piece).substr(begin, end - begin)));
     }
   }
   return names;

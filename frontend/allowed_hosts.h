@@ -10,8 +10,8 @@
 
 namespace kv500 {
 
-/// The names of a list with commas between them, blanks around them dropped. An empty list has
-/// none.
+/// The names of a list with commas between them, without blanks around them and without a port. An
+/// empty list has none.
 std::vector<std::string> parseHostList(const std::string& list);
 
 /// Whether a request with these Host headers is for one of the allowed names: it has exactly one

@@ -15,7 +15,7 @@ TEST(AllowedHosts, OnlyAListedNameByItselfPasses) {
       {"Host: 127.0.0.1:5724\r\n", "127.0.0.1,localhost", true},
       {"host:localhost\r\n", " 127.0.0.1 , localhost ,", true},
       {"Host: LocalHost:80\r\n", "LOCALhost", true},
-      {"Host: localhost:\r\n", "localhost", true},
+      {"Host: localhost:\r\n", "localhost:5724", true},
       {"Host: evil.example:5724\r\n", "127.0.0.1,localhost", false},
       {"Accept: *\r\n", "127.0.0.1,localhost", false},
       {"Host:\r\n", "localhost", false},

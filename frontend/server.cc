@@ -5,6 +5,7 @@
 #include <string>
 
 #include "device/device.h"
+#include "platform/program.h"
 #include "support/log_texts.h"
 
 namespace kv500 {
@@ -14,8 +15,9 @@ constexpr std::size_t largestPool = 8;
 constexpr int bindTries = 10;
 constexpr std::uint32_t bindPause = 100;  // Milliseconds.
 constexpr std::uint32_t stopPause = 100;  // Milliseconds.
-constexpr unsigned crowdLimit = 8;
-constexpr unsigned largestCrowd = 40;          // Forgotten after 2 seconds.
+constexpr std::int64_t crowdLimit = 8;
+constexpr std::int64_t largestCrowd = 40;      // Forgotten after 2 seconds.
+constexpr std::int64_t crowdStep = 50;         // Milliseconds after which one is forgotten.
 constexpr std::int32_t requestLimit = 10'000;  // Microseconds.
 
 }  // namespace
@@ -65,8 +67,6 @@ void Server::serverLoop() {
     removeEndedWorker();
     if (hasConnection) {
       dispatch(accepted);
-    } else if (crowd > 0) {
-      --crowd;
     }
     if (listenerStopEvent.isSet()) {
       stopWorkers();
@@ -79,7 +79,7 @@ void Server::dispatch(TcpSocket& accepted) {
   ClientWorker* const worker = isWelcome(accepted) ? assignWorker(accepted) : nullptr;
   if (worker == nullptr) {
     accepted.turnAway();
-    crowd = std::min(crowd + 1, largestCrowd);
+    crowd = std::min(currentCrowd() + 1, largestCrowd);
     return;
   }
   // Without the lock, which is the first thing that the worker takes. The worker can't be gone: it
@@ -88,8 +88,14 @@ void Server::dispatch(TcpSocket& accepted) {
 }
 
 bool Server::isWelcome(TcpSocket& accepted) {
-  const bool isCrowded = crowd >= crowdLimit;
-  return !isCrowded || idleWorkers() != 1 || accepted.hasInput(requestLimit);
+  return currentCrowd() < crowdLimit || idleWorkers() != 1 || accepted.hasInput(requestLimit);
+}
+
+std::int64_t Server::currentCrowd() {
+  const std::int64_t steps = (platform::clock() - crowdSince) / crowdStep;
+  crowdSince += steps * crowdStep;
+  crowd = std::max<std::int64_t>(0, crowd - steps);
+  return crowd;
 }
 
 std::size_t Server::idleWorkers() {

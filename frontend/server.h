@@ -2,6 +2,7 @@
 #ifndef KV500_FRONTEND_SERVER_H
 #define KV500_FRONTEND_SERVER_H
 
+#include <cstdint>
 #include <list>
 #include <memory>
 
@@ -62,6 +63,8 @@ class Server {
   /// Whether a client may have a worker. In a crowd the last one is kept for a client whose request
   /// comes at once: silent clients that come again as often as they are let go would have them all.
   bool isWelcome(TcpSocket& accepted) EXCLUDES(lock);
+  /// How many clients were turned away lately: one less for each 50 ms that have passed.
+  std::int64_t currentCrowd();
   /// How many more connections could be served now.
   std::size_t idleWorkers() EXCLUDES(lock);
   /// The worker that has the connection now, still to be woken; none if there is no room for it.
@@ -81,9 +84,9 @@ class Server {
   const Event listenerStopEvent{Event::Reset::Manual};     ///< Asks the listener thread to stop.
   const Event listenerStoppedEvent{Event::Reset::Manual};  ///< No worker is left.
   Device* const device;
-  /// Clients that were turned away lately: each 50 ms without a newcomer take one off. The listener
-  /// thread's own.
-  unsigned crowd = 0;
+  // Used by the listener thread alone.
+  std::int64_t crowd = 0;       ///< Clients that were turned away lately, at `crowdSince`.
+  std::int64_t crowdSince = 0;  ///< Ticks of platform::clock.
 };
 
 }  // namespace kv500

@@ -116,6 +116,15 @@ TEST_F(ServerTest, InACrowdTheLastWorkerIsForThoseWhoAskAtOnce) {
   EXPECT_EQ(silent.receiveAll(), "");
   const Client another(device.port);
   EXPECT_EQ(echo("hello"), "hello");
+  // The crowd is forgotten, though others keep coming.
+  for (int i = 0; i < 130; ++i) {
+    echo("hello");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  const Client slow(device.port);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  slow.send("slow");
+  EXPECT_EQ(slow.receiveAll(), "slow");
   device.released = true;
 }
 

@@ -30,17 +30,20 @@ SOCKET toSocket(int fd) {
   return fd < 0 ? INVALID_SOCKET : static_cast<SOCKET>(fd);
 }
 
+constexpr unsigned long listenerSlack = 50'000'000;  // Nanoseconds.
+constexpr unsigned long usualSlack = 50'000;         // Nanoseconds.
+constexpr std::int32_t shortestLateWait = 50'000;    // Microseconds.
+
 /// Lets the waits of the calling thread end up to 50 ms late if `fd` is a listener. The kernel
-/// wakes it half as often then while nobody connects, and these wakes are most of what an idle
-/// service costs. A connection ends the wait at once all the same. Other threads get back what is
-/// usual: the threads that a listener starts begin with its value. True if the kernel agrees.
+/// then wakes it half as often while nobody connects, and these wake-ups are most of what an idle
+/// service costs. A connection ends the wait at once all the same. Other threads get the usual
+/// value: a thread that a listener starts begins with the listener's. True for a listener.
 bool setLateness(int fd) {
-  constexpr unsigned long listenerSlack = 50'000'000;  // Nanoseconds.
-  constexpr unsigned long usualSlack = 50'000;
   int isListener = 0;
   ::socklen_t length = sizeof(isListener);
   ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &isListener, &length);
-  return ::prctl(PR_SET_TIMERSLACK, isListener != 0 ? listenerSlack : usualSlack) == 0;
+  ::prctl(PR_SET_TIMERSLACK, isListener != 0 ? listenerSlack : usualSlack);
+  return isListener != 0;
 }
 
 /// Repeats a system call that a signal interrupted.
@@ -87,7 +90,11 @@ std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
 }
 
 std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
-  [[maybe_unused]] thread_local const bool isSet = setLateness(descriptor(socket));
+  thread_local const bool isLate = setLateness(descriptor(socket));
+  const bool isShort = isLate && microseconds < shortestLateWait;  // It has to end in time.
+  if (isShort) {
+    ::prctl(PR_SET_TIMERSLACK, usualSlack);
+  }
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::microseconds(microseconds);
   ::pollfd entry{descriptor(socket), POLLIN, 0};
@@ -95,6 +102,9 @@ std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     return ::poll(&entry, 1, left > 0 ? static_cast<int>(left) : 0);
   });
+  if (isShort) {
+    ::prctl(PR_SET_TIMERSLACK, listenerSlack);
+  }
   return (entry.revents & POLLNVAL) != 0 ? -1 : ready;
 }
 
