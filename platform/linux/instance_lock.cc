@@ -39,16 +39,23 @@ bool isOwn(int file, ::mode_t type, ::mode_t othersRights) {
          status.st_uid == ::geteuid() && (status.st_mode & othersRights) == 0;
 }
 
-/// Opens the lock's file, made if absent. Negative, after a word to the journal, if something else
-/// is in its place.
-int openLockFile(const std::string& name) {
+/// Opens the lock's file; a process that takes the lock makes it if it is absent. Negative if it
+/// can't be used, after a word to the journal, and if it is absent for one that only looks.
+int openLockFile(const std::string& name, bool onlyLooks) {
   const std::string path = lockFolder();
-  ::mkdir(path.c_str(), 0755);  // Usually systemd has made it.
+  if (!onlyLooks) {
+    ::mkdir(path.c_str(), 0755);  // Usually systemd has made it.
+  }
   const Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  const int file = folder.file < 0
-                       ? -1
-                       : ::openat(folder.file, name.c_str(),
-                                  O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+  const int file =
+      folder.file < 0
+          ? -1
+          : ::openat(folder.file, name.c_str(),
+                     O_RDWR | (onlyLooks ? 0 : O_CREAT) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                     0600);
+  if (file < 0 && errno == ENOENT && onlyLooks) {
+    return -1;
+  }
   const std::string cause = file < 0 ? std::strerror(errno) : "not this user's alone";
   if (file >= 0 && isOwn(folder.file, S_IFDIR, S_IWGRP | S_IWOTH) &&
       isOwn(file, S_IFREG, S_IRWXG | S_IRWXO)) {
@@ -62,15 +69,17 @@ int openLockFile(const std::string& name) {
 }  // namespace
 
 HANDLE CreateMutexA(bool, const char* name) {
-  auto lock = std::make_unique<Descriptor>(openLockFile(name));
+  // A start by hand, which ends in a message box, only looks: it must not keep the service from
+  // starting for as long as the box is open.
+  const bool onlyLooks = std::getenv("NOTIFY_SOCKET") == nullptr;
+  errno = 0;
+  auto lock = std::make_unique<Descriptor>(openLockFile(name, onlyLooks));
   if (lock->file < 0) {
-    return 0;
+    const bool isFree = onlyLooks && errno == ENOENT;
+    return isFree ? posix::toHandle(std::move(lock)) : 0;
   }
   struct ::flock whole {};
   whole.l_type = F_WRLCK;
-  // A start by hand, which ends in a message box, only looks: it must not keep the service from
-  // starting for as long as the box stands.
-  const bool onlyLooks = std::getenv("NOTIFY_SOCKET") == nullptr;
   // Locks of the open file, not of the process, which would lose them with any other descriptor.
   const bool failed = ::fcntl(lock->file, onlyLooks ? F_OFD_GETLK : F_OFD_SETLK, &whole) != 0;
   const bool isTaken =
