@@ -49,6 +49,9 @@ std::vector<std::string> readSettings(const ConfigFile& config, Settings& settin
   std::string hosts;
   config.getString("AllowHost", hosts);
   settings.allowedHosts = parseHostList(hosts);
+  if (!hosts.empty() && settings.allowedHosts.empty()) {
+    bad.emplace_back("AllowHost");
+  }
   return bad;
 }
 

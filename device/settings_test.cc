@@ -24,6 +24,7 @@ TEST_F(SettingsTest, GoodValuesHoldAndBadOnesAreReported) {
       {"Port=32767", 5724, badPort},
       {"Port=0", 5724, badPort},
       {"Port=", 5724, badPort},
+      {"AllowHost= ,", 5724, "Invalid value for 'AllowHost' in config.txt!\n"},
       {"Port=18446744073709553000", 1384, ""},  // Wraps around at 2 to the 64th.
       {"Port=+2000", 5724, badPort},
       {"CallBrowser=maybe\nPort=2000\nAppendCardId=YES", 2000, badCall},

@@ -224,6 +224,7 @@ class Package(unittest.TestCase):
         # A service that ends at once.
         service.configure()
         with socket.socket() as other:
+            other.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
             other.bind(("127.0.0.1", service.port))
             other.listen()
             self.assertIn("The service ended as soon as it was started",
