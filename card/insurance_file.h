@@ -1,4 +1,4 @@
-// The two files of a health card that hold the insurance data, as they lie on the card.
+// The two files of a health card that hold the insurance data, as they are stored on the card.
 #ifndef KV500_CARD_INSURANCE_FILE_H
 #define KV500_CARD_INSURANCE_FILE_H
 
@@ -11,10 +11,10 @@ enum class InsuranceFile {
   Pd,  ///< EF.PD, the personal data: a length, then gzip data.
 };
 
-/// Reads one file of a health card, block by block. `gzipData` begins with the file's gzip data and
-/// may hold more bytes behind them. False, with `gzipData` as it was, if an exchange fails, the
-/// card refuses, or a response or the length that the file announces is out of its bounds. Sends
-/// 131 commands at most.
+/// Reads one file of a health card, block by block. `gzipData` begins with the file's gzip data;
+/// more bytes may follow. False, with `gzipData` unchanged, if an exchange fails, the card refuses,
+/// or a response or the length that the file announces is out of bounds. Sends at most 131
+/// commands.
 bool readInsuranceFile(CardChannel& card, InsuranceFile file, ByteVector& gzipData);
 
 }  // namespace kv500

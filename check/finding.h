@@ -17,8 +17,8 @@ struct Phrase {
   const char* german = "";
 };
 
-/// A phrase and its arguments. They may come from anywhere: control characters in them, and what is
-/// no UTF-8, are replaced, and long ones are cut, when the message is put into words.
+/// A phrase and its arguments. Arguments may come from anywhere. When the message is put into
+/// words, control characters and bytes that are no UTF-8 are replaced, and long arguments are cut.
 class Message {
  public:
   Message() = default;
@@ -37,7 +37,7 @@ struct Finding {
   Level level = Level::Ok;
   Message text;
   Message advice = {};  ///< Empty if all is well.
-  std::string id = {};  ///< Of the look, which never changes; set by whoever runs it.
+  std::string id = {};  ///< The id of the look, which never changes; set by whoever runs it.
 };
 using Findings = std::vector<Finding>;
 

@@ -1,4 +1,4 @@
-// The USB devices of the kind that is served.
+// The USB devices of the kind that the service works with.
 #ifndef KV500_CHECK_KNOWN_DEVICES_H
 #define KV500_CHECK_KNOWN_DEVICES_H
 

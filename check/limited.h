@@ -14,14 +14,14 @@
 
 namespace check {
 
-/// Work that has been started. Work that hangs stays behind until the process ends.
+/// Work that has been started. Work that hangs continues in the background until the process ends.
 template <typename Result>
 class Limited {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Starts the work, which must own all that it uses. A failure that comes out of it counts as no
-  /// result, and so does a thread that can't be started.
+  /// Starts the work. It must own everything that it uses. If it throws, or if no thread can be
+  /// started, there is no result.
   explicit Limited(std::function<Result()> work) {
     auto call = std::make_unique<Call>(Call{state_, std::move(work)});
     const platform::HANDLE thread = platform::CreateThread(runCall, call.get());
@@ -33,7 +33,7 @@ class Limited {
     platform::CloseHandle(thread);
   }
 
-  /// The result, or none if there is none by then.
+  /// The result, or none if there is no result by the deadline.
   std::optional<Result> resultBy(Clock::time_point deadline) const {
     std::unique_lock guard(state_->mutex);
     state_->changed.wait_until(guard, deadline, [this] { return state_->ended; });
@@ -64,7 +64,7 @@ class Limited {
     try {
       result = work();
     } catch (...) {
-      // Memory has run out, or the system's library is out of order: nothing has been learned.
+      // Memory has run out, or a system library has failed: there is no result.
     }
     const std::lock_guard guard(state.mutex);
     state.result = std::move(result);
@@ -75,7 +75,7 @@ class Limited {
   const std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// The result of work that gets so much time. None if it takes longer.
+/// The result of work that is given a time limit. None if it takes longer.
 template <typename Result>
 std::optional<Result> within(std::chrono::milliseconds limit, std::function<Result()> work) {
   return Limited<Result>(std::move(work)).resultBy(Limited<Result>::Clock::now() + limit);

@@ -11,11 +11,11 @@
 namespace check {
 
 struct LogLine {
-  std::int64_t time = 0;  ///< Local time in seconds, for differences alone.
-  std::string text;       ///< Without the time; the lines of a text with line feeds are one.
+  std::int64_t time = 0;  ///< Local time in seconds; only differences have a meaning.
+  std::string text;       ///< Without the time; line feeds within one entry are kept as one line.
 };
 
-/// What stands in the last 64 KiB of the log. Empty if it can't be read.
+/// The lines in the last 64 KiB of the log. Empty if the log can't be read.
 std::vector<LogLine> lastLogLines(const Folder& folder);
 
 /// The same for a text that has been read already.

@@ -1,5 +1,5 @@
-// The looks at the machine. Each asks the platform, which may make it wait, and says what it has
-// found, at least one finding. Any thread.
+// The checks of the machine, called looks. Each asks the platform, which may make it wait, and
+// reports at least one finding. Any thread.
 #ifndef KV500_CHECK_LOOKS_H
 #define KV500_CHECK_LOOKS_H
 
@@ -14,7 +14,7 @@ namespace check {
 /// Where config.txt and log.txt lie.
 struct Folder {
   std::filesystem::path path;
-  bool isGiven = false;  ///< By the person who runs this; the service may lie elsewhere.
+  bool isGiven = false;  ///< Given by the person who runs this; the service may be elsewhere.
 };
 
 /// What the service manager says. Asked once, before the looks.
@@ -25,7 +25,7 @@ struct Services {
 Services askServiceManager();
 
 Findings lookAtService(const Folder& folder, const Services& services);
-/// `settings` becomes what the service works with: the defaults where the file does not count.
+/// `settings` becomes what the service works with: the defaults if the file has no effect.
 Findings lookAtSettings(const Folder& folder, kv500::Settings& settings);
 Findings lookAtAccess(const kv500::Settings& settings);
 Findings lookAtPort(const kv500::Settings& settings, const Services& services);

@@ -21,13 +21,13 @@ struct Options {
   std::chrono::seconds wait{0};
 };
 
-/// What is wrong with a command line, in the language that it asks for; thrown by value.
+/// What is wrong with a command line, in the language that it asks for. Thrown by value.
 struct UsageError {
   Message message;
   Language language;
 };
 
-/// Takes the arguments behind the program's name. `language` is the user's. Throws UsageError.
+/// Parses the arguments behind the program's name. `language` is the user's. Throws UsageError.
 Options parseOptions(const std::vector<std::string>& arguments, Language language);
 
 }  // namespace check

@@ -6,12 +6,12 @@
 
 namespace check {
 
-/// Whether the text is one origin in the one form in which browsers send it: scheme, host and,
-/// unless it is the scheme's usual one, port, all in small letters. Any thread.
+/// Whether the text is one origin exactly as browsers send it: scheme, host and, unless it is the
+/// scheme's default, port, all in lower case. Any thread.
 bool isOrigin(const std::string& text);
 
-/// Whether a URL pattern of a browser's policy takes in that origin: "*", an origin, a host alone,
-/// with "[*.]" in front to take in its subdomains. Any thread.
+/// Whether a URL pattern of a browser policy covers that origin. A pattern is "*", an origin or a
+/// host alone; "[*.]" in front of it also covers its subdomains. Any thread.
 bool patternMatches(const std::string& pattern, const std::string& origin);
 
 }  // namespace check

@@ -8,7 +8,7 @@
 
 namespace check {
 
-/// A line a finding, with the advice on a line behind it.
+/// One line per finding, with the advice on the next line.
 std::string asLines(const Findings& findings, Language language);
 
 /// An array of objects with the members id, level, text and advice (RFC 8259).

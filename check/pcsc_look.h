@@ -14,7 +14,7 @@ namespace check {
 /// The model in the names of the readers that are served.
 inline const std::string readerModel = "KV500";
 
-/// A context to the smart-card service, given back at the end. None is asked for where that would
+/// A context to the smart-card service, released at the end. None is established if that would
 /// start the service.
 class PcscLook {
  public:
@@ -23,7 +23,7 @@ class PcscLook {
   PcscLook(const PcscLook&) = delete;
   PcscLook& operator=(const PcscLook&) = delete;
 
-  /// Whether the service would be started by being asked: nothing is known then.
+  /// Whether asking would start the service. Nothing is known then.
   bool wouldStart() const { return wouldStart_; }
   /// 0 if there is a context, else a WinSCard error code.
   std::uint32_t result() const { return result_; }
@@ -35,10 +35,10 @@ class PcscLook {
  private:
   bool wouldStart_;
   platform::SCARDCONTEXT context_ = 0;
-  std::uint32_t result_;  ///< Behind the context, which it is the result for.
+  std::uint32_t result_;  ///< Behind the context because it is the result of establishing it.
 };
 
-/// Those of the kind that is served.
+/// The readers of the kind that is served.
 std::vector<std::string> servedReaders(const std::vector<std::string>& names);
 
 /// A WinSCard code as eight hexadecimal digits.

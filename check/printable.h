@@ -1,4 +1,4 @@
-// Bytes from outside, made fit for a terminal.
+// Makes bytes from outside safe for a terminal.
 #ifndef KV500_CHECK_PRINTABLE_H
 #define KV500_CHECK_PRINTABLE_H
 
@@ -7,9 +7,9 @@
 
 namespace check {
 
-/// The text in UTF-8 (RFC 3629) with a question mark in place of each control character (C0, C1,
-/// DEL, and those that turn the direction of writing) and of each byte that is no UTF-8. Line feeds
-/// become blanks unless they are kept. Any thread.
+/// The text in UTF-8 (RFC 3629). A question mark replaces each control character (C0, C1, DEL, and
+/// those that change the direction of writing) and each byte that is no UTF-8. Line feeds become
+/// blanks unless they are kept. Any thread.
 std::string printable(const std::string& bytes, bool keepLineFeeds = false);
 
 /// The text itself, or its first `size` bytes and an ellipsis. Any thread.

@@ -7,11 +7,11 @@
 
 namespace platform {
 
-/// Splits a command line into program and arguments. The program ends at the next quotation mark
-/// if it begins with one, else at the first blank; backslashes in it are ordinary. In the
-/// arguments blanks separate, quotation marks hold blanks together, 2n backslashes before a
-/// quotation mark are n backslashes, and one more makes the mark an ordinary character.
-/// Empty if the text is empty. Any thread.
+/// Splits a command line into program and arguments. If it begins with a quotation mark, the
+/// program ends at the next one, otherwise at the first blank. Backslashes in the program are
+/// ordinary characters. Blanks separate the arguments, but not between quotation marks. 2n
+/// backslashes before a quotation mark stand for n backslashes; one more backslash makes the mark
+/// an ordinary character. Empty if the text is empty. Any thread.
 std::vector<std::string> splitCommandLine(const std::string& commandLine);
 
 }  // namespace platform

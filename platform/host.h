@@ -1,4 +1,4 @@
-// What a world takes from the machine it runs on.
+// What a world, real or simulated, takes from the machine that it runs on.
 #ifndef KV500_PLATFORM_HOST_H
 #define KV500_PLATFORM_HOST_H
 
@@ -11,26 +11,28 @@
 
 namespace platform::host {
 
-/// The named mutex of platform::CreateMutexA under exactly this name, between processes; on Linux
-/// for the simulated world alone.
+/// A mutex between processes, like that of platform::CreateMutexA but under exactly this name. On
+/// Linux only the simulated world uses it.
 HANDLE createNamedMutex(const char* name);
 
-/// Starts the program of a command line quoted by Windows' rules, as the user of this process and
-/// with none of its handles, and does not wait for it. False if it could not be started.
+/// Starts the program of a command line that is quoted by Windows' rules, and does not wait for it.
+/// It runs as the user of this process and gets none of its handles. False if it could not be
+/// started.
 bool startProgram(const std::string& commandLine);
 
 /// The full path of the running program, as platform::GetModuleFileNameW gives it.
 std::filesystem::path programPath();
 
-/// Milliseconds since the process started, whatever the clock on the wall does. Any thread.
+/// Milliseconds since the process started. Changes of the system time don't affect them. Any
+/// thread.
 std::int64_t elapsedMilliseconds();
 
-/// The number of this process.
+/// The id of this process, as text.
 std::string processId();
 
-/// From now on a request to end this process (Ctrl-C, or the system's polite way) calls `request`
-/// on a thread of its own instead. A write to a pipe that nobody reads fails and does no more.
-/// Called once, before any other thread is started.
+/// From now on a request to end this process (Ctrl-C, or the system's regular way) does not end it
+/// but calls `request` on a thread of its own. A write to a pipe that nobody reads fails and has no
+/// other effect. Call it once, before any other thread is started.
 void onEndRequest(std::function<void()> request);
 
 }  // namespace platform::host

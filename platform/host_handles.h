@@ -1,6 +1,6 @@
-// The machine's own sockets, events and threads. What an operation does stands at the operation of
-// the seam that has its name. A real world passes the seam's calls on to these, the simulated one
-// looks at each call first.
+// The machine's own sockets, events and threads. Each operation is described at the operation of
+// the seam with the same name. A real world passes the seam's calls on to these operations. The
+// simulated world checks each call first.
 #ifndef KV500_PLATFORM_HOST_HANDLES_H
 #define KV500_PLATFORM_HOST_HANDLES_H
 

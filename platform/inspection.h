@@ -1,10 +1,10 @@
-// What can be learned of the machine without changing it, and where it is written down: services,
-// files, ports, a reader's state, sessions, policies of browsers.
+// What can be learned about the machine without changing it: services, files, ports, the state of a
+// reader, sessions, browser policies. Also the output of what was learned.
 //
-// Nothing here takes a port, starts a program that stays, or sends anything to a card. Texts are
-// bytes from outside, UTF-8 as far as their source keeps to it. All operations may be called from
-// any thread; each can take as long as the machine lets it wait, so that a caller with a limit
-// calls it on a thread of its own.
+// Nothing here occupies a port, starts a program that keeps running, or sends anything to a card.
+// Texts are bytes from outside; they are UTF-8 only as far as their source keeps to it. All
+// operations may be called from any thread. Each can take as long as the machine makes it wait: a
+// caller with a time limit calls it on a thread of its own.
 #ifndef KV500_PLATFORM_INSPECTION_H
 #define KV500_PLATFORM_INSPECTION_H
 
@@ -28,18 +28,18 @@ struct ServiceFacts {
   /// Unknown: there is no service manager, or it does not say.
   enum class State { Unknown, Absent, Stopped, Starting, Running, Stopping };
   State state = State::Unknown;
-  bool disabled = false;          ///< It can't be started before somebody enables it.
+  bool disabled = false;          ///< It can't be started until somebody enables it.
   bool onDemand = false;          ///< Stopped, and started by the first program that asks for it.
-  std::string account;            ///< Whom it runs as; empty if not told.
-  std::string usualAccount;       ///< Whom the installer has it run as.
-  std::filesystem::path program;  ///< The path of its program; empty if not told.
+  std::string account;            ///< The user that it runs as; empty if unknown.
+  std::string usualAccount;       ///< The user that the installer has it run as.
+  std::filesystem::path program;  ///< The path of its program; empty if unknown.
   std::uint32_t processId = 0;    ///< 0 if it does not run.
-  std::uint32_t exitCode = 0;     ///< Of its last end.
-  std::uint32_t restarts = 0;     ///< How often it was started again by itself of late, if counted.
-  // What an administrator types.
+  std::uint32_t exitCode = 0;     ///< The exit code of its last run.
+  std::uint32_t restarts = 0;     ///< How often it was restarted automatically of late, if counted.
+  // Commands for an administrator.
   std::string startCommand;
   std::string enableCommand;
-  std::string installCommand;  ///< Empty: it is a part of the system.
+  std::string installCommand;  ///< Empty if it is a part of the system.
 };
 ServiceFacts inspectService(InspectedService service);
 
@@ -47,9 +47,9 @@ ServiceFacts inspectService(InspectedService service);
 
 struct FileFacts {
   enum class Kind { Absent, Ordinary, Folder, Other, Hidden };
-  Kind kind = Kind::Absent;  ///< Hidden: this user may not even know.
-  bool readable = false;     ///< By this process.
-  bool unwritable = false;   ///< By anybody, the service included.
+  Kind kind = Kind::Absent;  ///< Hidden: this user may not even know whether it exists.
+  bool readable = false;     ///< This process can read it.
+  bool unwritable = false;   ///< Nobody can write it, not even the service.
   std::uint64_t size = 0;    ///< Bytes.
 };
 FileFacts inspectFile(const std::filesystem::path& path);
@@ -57,21 +57,21 @@ FileFacts inspectFile(const std::filesystem::path& path);
 /// The last `bytes` bytes of an ordinary file, or all of a shorter one. Empty if it can't be read.
 std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes);
 
-/// Whether a program can be started by that text: a path, or a name that is looked up where the
-/// system looks for programs.
+/// Whether `command` names a program that can be started: a path, or a name that is looked up where
+/// the system looks for programs.
 bool isProgram(const std::string& command);
 
 // Ports.
 
-/// Somebody who listens on a port of this machine.
+/// A program that listens on a port of this machine.
 struct Listener {
   bool ipv6 = false;
-  std::uint32_t processId = 0;  ///< 0 where this user's rights don't go so far.
-  std::string program;          ///< File name of the program; empty as above.
+  std::uint32_t processId = 0;  ///< 0 if this user has no right to know it.
+  std::string program;          ///< File name of the program; empty in the same case.
 };
 std::vector<Listener> listenersOn(std::uint16_t port);
 
-/// A range of ports, both ends included, that the system keeps back from all programs.
+/// A range of ports, both ends included, that the system gives to no program.
 struct PortRange {
   std::uint16_t first;
   std::uint16_t last;
@@ -81,11 +81,11 @@ std::vector<PortRange> reservedPorts();
 /// What came back on one connection to 127.0.0.1.
 struct Reply {
   bool connected = false;
-  bool ended = false;  ///< The other side has closed the connection in time.
-  std::string bytes;   ///< The first 64 KiB at most.
+  bool ended = false;  ///< The peer closed the connection in time.
+  std::string bytes;   ///< At most the first 64 KiB.
 };
-/// Connects, sends the request and reads until the other side closes, 64 KiB have come or
-/// `milliseconds` are over.
+/// Connects, sends the request and reads until the peer closes, 64 KiB have arrived or
+/// `milliseconds` have passed.
 Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t milliseconds);
 
 // Readers.
@@ -95,7 +95,7 @@ inline constexpr std::uint32_t SCARD_STATE_PRESENT = 0x20;
 inline constexpr std::uint32_t SCARD_STATE_EXCLUSIVE = 0x80;
 inline constexpr std::uint32_t SCARD_STATE_MUTE = 0x200;
 
-// What these operations give besides the codes of platform/smartcard.h.
+// Codes that these operations give in addition to those of platform/smartcard.h.
 inline constexpr std::uint32_t SCARD_E_NO_ACCESS = 0x80100027;
 inline constexpr std::uint32_t SCARD_W_UNRESPONSIVE_CARD = 0x80100066;
 inline constexpr std::uint32_t SCARD_W_UNPOWERED_CARD = 0x80100067;
@@ -109,8 +109,8 @@ struct ReaderFacts {
 /// error code.
 std::uint32_t inspectReader(SCARDCONTEXT context, const std::string& reader, ReaderFacts& facts);
 
-/// The number that the device manager shows for the trouble of a USB device of listUsbDevices, such
-/// as 28 for a driver that is missing. 0: none, or a system that knows of no such numbers.
+/// The problem code that the device manager shows for a USB device of listUsbDevices, such as 28
+/// for a missing driver. 0 if there is no problem or if the system has no such codes.
 std::uint32_t deviceProblem(const std::u16string& path);
 
 // People and browsers.
@@ -118,7 +118,7 @@ std::uint32_t deviceProblem(const std::u16string& path);
 struct SessionFacts {
   std::string user;                    ///< Empty: nobody is logged on.
   bool remote = false;                 ///< The screen is that of another computer.
-  std::optional<bool> startsPrograms;  ///< None where this user's rights don't go so far.
+  std::optional<bool> startsPrograms;  ///< None if this user has no right to know it.
 };
 /// A session of listSessions.
 SessionFacts inspectSession(std::uint32_t session);
@@ -128,8 +128,8 @@ bool hasRemoteSession();
 
 enum class Browser { Chrome, Edge, Firefox };
 
-/// One value that an administrator has set for a browser. Parts of the name are separated by "/";
-/// an entry of a list has its number as the last one.
+/// One value that an administrator has set for a browser. The parts of its name are separated by
+/// "/"; for an entry of a list the last part is its number.
 struct PolicyValue {
   Browser browser;
   std::string name;
@@ -140,8 +140,8 @@ std::vector<PolicyValue> browserPolicies();
 
 // This program's surroundings.
 
-/// Between a path and the UTF-8 text that a person types or reads, without loss where paths are
-/// bytes.
+/// Conversion between a path and the UTF-8 text that a person types or reads. Where paths are
+/// bytes, nothing is lost.
 std::filesystem::path pathFromText(const std::string& text);
 std::string textFromPath(const std::filesystem::path& path);
 
@@ -151,10 +151,10 @@ std::string systemDescription();
 /// The language of the user's texts, as a tag such as "de-DE"; empty if not set.
 std::string userLanguage();
 
-/// Writes a text in UTF-8 to the standard output, whatever character set a terminal there has.
+/// Writes a UTF-8 text to standard output, whatever character set the terminal uses.
 void printText(const std::string& text);
 
-/// Writes a file, over one of that name. False if not all of it could be written.
+/// Writes a file, and replaces one of that name. False if it could not be written completely.
 bool writeFile(const std::filesystem::path& path, const std::string& content);
 
 }  // namespace platform

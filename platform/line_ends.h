@@ -1,5 +1,5 @@
-// Line ends of text files: a line feed in the program, carriage return and line feed on disk, on
-// every platform alike.
+// Line ends of text files: the program uses a line feed, files hold carriage return and line feed.
+// This is the same on every platform.
 #ifndef KV500_PLATFORM_LINE_ENDS_H
 #define KV500_PLATFORM_LINE_ENDS_H
 
@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// Drops each carriage return that stands directly before a line feed. Any thread.
+/// Removes each carriage return that is directly before a line feed. Any thread.
 std::string fromStored(const std::string& stored);
 
 /// Puts a carriage return before each line feed. Any thread.

@@ -11,14 +11,14 @@
 
 namespace platform {
 
-/// The full path of the running program. Paths pass through here and the file operations below
+/// The full path of the running program. This operation and the file operations below keep paths
 /// without loss: any bytes on POSIX, any 16-bit units on Windows.
 std::filesystem::path GetModuleFileNameW();
 
-/// A path as text of printable ASCII: each other character becomes "~".
+/// A path as printable ASCII text, with "~" in place of each other character.
 std::string printablePath(const std::filesystem::path& path);
 
-/// Milliseconds of elapsed time since the process started. 64 bits, as a service may well run
+/// Milliseconds of elapsed time since the process started. It has 64 bits because a service may run
 /// longer than the 24 days that 31 bits can count.
 std::int64_t clock();
 
@@ -27,14 +27,14 @@ std::int64_t _time64();
 /// Broken-down local time of a calendar time. False if there is none.
 bool _localtime64_s(std::tm& result, std::int64_t time);
 
-/// Reads a text file whole. A carriage return directly before a line feed is dropped. False if
-/// the file can't be opened, is no ordinary file, or is larger than 1 MiB; a read error later on
-/// counts as the end of the file. Other programs may read and write it meanwhile.
+/// Reads a whole text file, without the carriage returns directly before line feeds. False if the
+/// file can't be opened, is no ordinary file, or is larger than 1 MiB. A later read error counts as
+/// the end of the file. Other programs may read and write the file meanwhile.
 bool readTextFile(const std::filesystem::path& path, std::string& content);
 
-/// A text file that is only appended to. It is made if absent; other programs may read and write
-/// it meanwhile. Each line feed is stored as carriage return and line feed, on every platform.
-/// One thread at a time.
+/// A text file that is only appended to. It is created if absent. Other programs may read and write
+/// it meanwhile. Each line feed is stored as carriage return and line feed, on every platform. One
+/// thread at a time.
 class AppendStream {
  public:
   AppendStream() = default;
@@ -42,27 +42,27 @@ class AppendStream {
   AppendStream& operator=(const AppendStream&) = delete;
   ~AppendStream();
 
-  /// Opens the file. Failure is the state in which every write is dropped.
+  /// Opens the file. If that fails, every write is dropped.
   void open(const std::filesystem::path& path);
 
-  /// Hands `text` to the operating system before it returns. After a failure the stream drops
-  /// this and every later text.
+  /// Hands `text` to the operating system before it returns. After a failure the stream drops this
+  /// text and every later one.
   void write(const std::string& text);
 
  private:
   std::intptr_t file_ = -1;
 };
 
-/// Shows a text to whoever has started the program, where programs are started from a terminal or
-/// have a journal of what they say; on Windows the event log gets it. Nothing of a card.
+/// Shows a text to whoever started the program: on its terminal or in its journal, on Windows in
+/// the event log. Never pass data of a card.
 void tellStarter(const std::string& text);
 
-/// Runs a command and waits for its end; 0 if it succeeded. The one command of the system is
-/// "net start SCardSvr", which stands on every platform for: start the smart-card service.
+/// Runs a command and waits for its end. 0 if it succeeded. The only command that the system uses
+/// is "net start SCardSvr". On every platform it means: start the smart-card service.
 std::int32_t system(const char* command);
 
-/// Ends the process at once, with no destructor run: threads that are still at work find all
-/// objects intact until the last moment.
+/// Ends the process at once and runs no destructor: threads that are still at work find all objects
+/// intact until the last moment.
 [[noreturn]] void ExitProcess(std::uint32_t exitCode);
 
 }  // namespace platform

@@ -35,19 +35,18 @@ struct SERVICE_TABLE_ENTRYW {
   ServiceMainFunction lpServiceProc;
 };
 
-/// Connects to the Service Control Manager, runs the entry's operation on a thread of its own, the
-/// service thread, and delivers the controls on the calling thread. Returns true once the service
-/// has reported SERVICE_STOPPED. False at once on failure, the cause in GetLastError:
-/// ERROR_FAILED_SERVICE_CONTROLLER_CONNECT if the process was started by hand.
-/// `table` has one entry and an empty end entry.
+/// Connects to the Service Control Manager, runs the entry's operation on a thread of its own (the
+/// service thread), and delivers the controls on the calling thread. Returns true once the service
+/// has reported SERVICE_STOPPED. On failure it returns false at once, and GetLastError tells the
+/// cause: ERROR_FAILED_SERVICE_CONTROLLER_CONNECT if the process was started by hand. `table` has
+/// one entry and an empty end entry.
 bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table);
 
-/// Called on the service thread, first thing: controls arrive at `handler` from then on. 0 on
-/// failure.
+/// The service thread calls this first. From then on `handler` receives the controls. 0 on failure.
 SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const char16_t* name,
                                                   ServiceHandlerFunction handler);
 
-/// Reports a status, from any thread. True if the report was taken.
+/// Reports a status. Any thread. True if the report was accepted.
 bool SetServiceStatus(SERVICE_STATUS_HANDLE handle, const SERVICE_STATUS& status);
 
 }  // namespace platform

@@ -29,37 +29,37 @@ struct Session {
 /// Whether this process has the right to start programs in the sessions of other users.
 bool canReachOtherSessions();
 
-/// The sessions of this machine, which may leave out those that are not active. Empty, too, if the
-/// list can't be had.
+/// The sessions of this machine. Those that are not active may be left out. Also empty if the list
+/// is not available.
 std::vector<Session> listSessions();
 
-/// Shows a message box with an OK button in a session. Lengths are in bytes, two a character.
-/// Returns once the person has answered (`wait`, `timeoutSeconds` 0xFFFFFFFF: however long that
-/// takes) with true, or with false if it can't be shown.
+/// Shows a message box with an OK button in a session. Lengths are in bytes, two per character.
+/// With `wait` and a `timeoutSeconds` of 0xFFFFFFFF it waits without limit and returns true once
+/// the person has answered. False if the box can't be shown.
 bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,
                      const char16_t* message, std::uint32_t messageLength, std::uint32_t style,
                      std::uint32_t timeoutSeconds, std::uint32_t& response, bool wait);
 
-/// The token of the session's user. False if there is none. Closed with CloseHandle.
+/// Gets the token of the session's user. False if there is none. Close it with CloseHandle.
 bool WTSQueryUserToken(std::uint32_t session, HANDLE& token);
 
-/// A primary token from a token. False on failure. Closed with CloseHandle.
+/// Makes a primary token from a token. False on failure. Close it with CloseHandle.
 bool DuplicateTokenEx(HANDLE token, std::uint32_t access, std::uint32_t impersonationLevel,
                       std::uint32_t tokenType, HANDLE& duplicate);
 
-/// The environment of the token's user, nothing inherited from the service. False on failure.
+/// Makes the environment of the token's user. It inherits nothing of the service. False on failure.
 bool CreateEnvironmentBlock(void*& environment, HANDLE token);
 void DestroyEnvironmentBlock(void* environment);
 
-/// What a new process is known by; both handles are closed with CloseHandle.
+/// The ids of a new process, and two handles. Close both with CloseHandle.
 struct PROCESS_INFORMATION {
   HANDLE hProcess;
   HANDLE hThread;
 };
 
-/// Starts the program of a command line, quoted by Windows' rules, as the token's user on that
-/// user's desktop, with the given environment and without any handle of this process. No shell is
-/// involved. False if the program could not be started.
+/// Starts the program of a command line that is quoted by Windows' rules. It runs as the token's
+/// user on that user's desktop, with the given environment and without any handle of this process.
+/// No shell is involved. False if the program could not be started.
 bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t creationFlags,
                           void* environment, PROCESS_INFORMATION& process);
 

@@ -1,7 +1,7 @@
 // PC/SC: the operations of WinSCard that the system calls, with WinSCard's values.
 //
-// All of them may be called from any thread and take no lock of the system. They give 0 or a
-// WinSCard error code, the same numbers on every platform.
+// All of them may be called from any thread. They take no lock of the system. They return 0 or a
+// WinSCard error code, with the same numbers on every platform.
 #ifndef KV500_PLATFORM_SMARTCARD_H
 #define KV500_PLATFORM_SMARTCARD_H
 
@@ -39,7 +39,7 @@ inline constexpr std::uint32_t SCARD_ABSENT = 1;    ///< The state that says: no
 inline constexpr std::uint32_t SCARD_SPECIFIC = 6;  ///< A card in place, protocol agreed.
 inline constexpr std::uint32_t SCARD_ATTR_ATR_STRING = 0x90303;
 
-/// Protocol control information that goes in front of a transmission.
+/// Protocol control information that precedes a transmission.
 struct SCARD_IO_REQUEST {
   std::uint32_t dwProtocol;
   std::uint32_t cbPciLength;
@@ -48,17 +48,17 @@ inline constexpr SCARD_IO_REQUEST g_rgSCardT0Pci{SCARD_PROTOCOL_T0, sizeof(SCARD
 inline constexpr SCARD_IO_REQUEST g_rgSCardT1Pci{SCARD_PROTOCOL_T1, sizeof(SCARD_IO_REQUEST)};
 inline constexpr SCARD_IO_REQUEST g_rgSCardRawPci{SCARD_PROTOCOL_RAW, sizeof(SCARD_IO_REQUEST)};
 
-/// Opens a context to the smart-card service. SCARD_E_NO_SERVICE means that the service does not
-/// run and is worth a start; `context` is written on success only.
+/// Opens a context to the smart-card service. `context` is written only on success.
+/// SCARD_E_NO_SERVICE means that the service does not run and that it is worth trying to start it.
 std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context);
 
 /// Releases a context. Connections that were opened with it fail from then on.
 std::uint32_t SCardReleaseContext(SCARDCONTEXT context);
 
-/// Lists all readers as names that each end in a zero byte, with one more zero byte behind the
-/// last. With `readers` null only the length in characters is written. Otherwise `length` is the
-/// size of the buffer on entry and the length of the list afterwards. SCARD_E_SERVICE_STOPPED says
-/// that the service has gone, SCARD_E_NO_READERS_AVAILABLE that there is no reader at all.
+/// Lists the names of all readers. Each name ends in a zero byte; one more zero byte follows the
+/// last name. If `readers` is null, only the length in characters is written. Otherwise `length` is
+/// the size of the buffer on entry and the length of the list afterwards. SCARD_E_SERVICE_STOPPED
+/// means that the service has gone, SCARD_E_NO_READERS_AVAILABLE that there is no reader at all.
 std::uint32_t SCardListReadersA(SCARDCONTEXT context, char* readers, std::uint32_t& length);
 
 /// Connects to the card in the reader of that name. On success `card` is an open connection and
@@ -70,32 +70,33 @@ std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint3
 /// Ends a connection; `disposition` SCARD_LEAVE_CARD leaves the card as it is.
 std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition);
 
-/// Tells whether the card of a connection is still there: `state` is SCARD_ABSENT if not, and any
+/// Tells whether the card of a connection is still there. `state` is SCARD_ABSENT if not, and any
 /// other number if it is. `activeProtocol` is the protocol in use. `atrLength` is the size of `atr`
 /// on entry (33 bytes hold every ATR) and the length of the ATR afterwards. SCARD_W_REMOVED_CARD
-/// says that the card was taken out.
+/// means that the card was taken out.
 ///
-/// This operation and SCardBeginTransaction take note of a reset by another program: the connection
-/// goes on with the card, which may speak another protocol since. SCARD_W_RESET_CARD comes back
-/// only if that fails, and for a card that is reset time and again meanwhile.
+/// If another program has reset the card, this operation and SCardBeginTransaction acknowledge the
+/// reset: the connection continues, possibly with another protocol of the card. SCARD_W_RESET_CARD
+/// is returned only if the acknowledgement fails, or if the card is reset again and again
+/// meanwhile.
 std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
                            std::uint8_t* atr, std::uint32_t& atrLength);
 
-/// Keeps all other connections from the card until SCardEndTransaction. Waits, as most operations
-/// on a card do, while another program has a transaction, however long that takes.
+/// Keeps all other connections from the card until SCardEndTransaction. Like most operations on a
+/// card, it waits without limit while another program has a transaction.
 std::uint32_t SCardBeginTransaction(SCARDHANDLE card);
 
 /// Ends the transaction of this connection; SCARD_LEAVE_CARD leaves the card as it is.
 std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition);
 
-/// Sends one command APDU and waits for its response, as long as that takes.
-/// `receiveLength` is the size of `receive` on entry and on success the number of bytes written,
-/// the two status bytes of ISO/IEC 7816-4 included.
+/// Sends one command APDU and waits without limit for its response. `receiveLength` is the size of
+/// `receive` on entry. On success it is the number of bytes written, including the two status bytes
+/// of ISO/IEC 7816-4.
 std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,
                             const std::uint8_t* send, std::uint32_t sendLength,
                             std::uint8_t* receive, std::uint32_t& receiveLength);
 
-/// Gets an attribute of the connection. With `value` null only `length` is written; otherwise
+/// Gets an attribute of the connection. If `value` is null, only `length` is written. Otherwise
 /// `length` is the size of the buffer on entry and the length of the value afterwards.
 std::uint32_t SCardGetAttrib(SCARDHANDLE card, std::uint32_t attribute, std::uint8_t* value,
                              std::uint32_t& length);

@@ -25,34 +25,34 @@ struct sockaddr_in {
   std::uint8_t sin_zero[8];
 };
 
-/// Starts the socket library (version 0x0101 is 1.1); once for the process, before any socket.
+/// Starts the socket library (version 0x0101 is 1.1). Call it once per process, before any socket.
 std::int32_t WSAStartup(std::uint16_t version);
-/// The last use of the socket library is over.
+/// Ends the use of the socket library.
 std::int32_t WSACleanup();
 
 /// Makes a socket. INVALID_SOCKET on failure.
 SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol);
 
-/// Binds the socket. 0 on success. The port of a process that has just ended can be bound again at
-/// once, the port of a running one cannot, on any platform.
+/// Binds the socket. 0 on success. On every platform the port of a process that has just ended can
+/// be bound again at once; the port of a running process can't.
 std::int32_t bind(SOCKET socket, const sockaddr_in& address);
 
 /// Listens, with `backlog` connections waiting at most. 0 on success.
 std::int32_t listen(SOCKET socket, std::int32_t backlog);
 
-/// Waits until the socket can be read (data, a connection to accept, or the peer's end).
-/// Gives 1 if so, 0 after `microseconds`, and a negative number on failure.
+/// Waits until the socket can be read (data, a connection to accept, or the peer's end). Gives 1 if
+/// it can, 0 after `microseconds`, and a negative number on failure.
 std::int32_t select(SOCKET socket, std::int32_t microseconds);
 
 /// Takes the next waiting connection. INVALID_SOCKET on failure.
 SOCKET accept(SOCKET socket);
 
-/// Reads what is there, at most `size` bytes, and waits for it if nothing is.
-/// Gives the number of bytes, 0 if the peer has closed, a negative number on failure.
+/// Reads what is available, at most `size` bytes. Waits if nothing is available. Gives the number
+/// of bytes, 0 if the peer has closed, a negative number on failure.
 std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size);
 
-/// Writes at most `size` bytes. Gives the number of bytes taken, a negative number on failure. What
-/// does not fill a packet may be held back until the shutdown that follows, 200 ms at most.
+/// Writes at most `size` bytes. Gives the number of bytes taken, a negative number on failure. An
+/// incomplete packet may be held back until the following shutdown, for at most 200 ms.
 std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size);
 
 /// Shuts the connection down (SD_BOTH: in both directions).
@@ -61,7 +61,7 @@ std::int32_t closesocket(SOCKET socket);
 
 /// A port in network byte order.
 std::uint16_t htons(std::uint16_t port);
-/// The IPv4 address of a dotted text in network byte order; all bits set if it is none.
+/// The IPv4 address of a dotted text in network byte order; all bits set if the text is no address.
 std::uint32_t inet_addr(const char* text);
 
 }  // namespace platform

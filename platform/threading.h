@@ -1,7 +1,7 @@
 // Events, threads, the named mutex, waiting.
 //
-// All operations may be called from any thread. A handle is closed once; no handle is inherited by
-// a process that the system starts.
+// All operations may be called from any thread. Close a handle once. A process that the system
+// starts inherits no handle.
 #ifndef KV500_PLATFORM_THREADING_H
 #define KV500_PLATFORM_THREADING_H
 
@@ -18,25 +18,25 @@ inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 inline constexpr std::uint32_t ERROR_ALREADY_EXISTS = 183;
 inline constexpr std::uint32_t ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
 
-/// Makes an event without a name. A manual-reset event stays set; an auto-reset event lets one
-/// wait through and is then no longer set. 0 on failure.
+/// Makes an event without a name. A manual-reset event stays set. An auto-reset event releases one
+/// wait and is then no longer set. 0 on failure.
 HANDLE CreateEventA(bool manualReset, bool initialState);
 
 /// Sets an event. False on failure.
 bool SetEvent(HANDLE event);
 
-/// Waits for an event to be set or a thread to end. WAIT_OBJECT_0, or WAIT_TIMEOUT after
-/// `milliseconds` (INFINITE waits without limit, 0 only looks), or WAIT_FAILED.
+/// Waits for an event to be set or a thread to end. Gives WAIT_OBJECT_0, WAIT_TIMEOUT after
+/// `milliseconds` (INFINITE waits without limit, 0 only checks), or WAIT_FAILED.
 std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds);
 
 /// Starts a thread with default stack and security; its exit code is the result of `function`.
 /// 0 on failure. Closing the handle does not end the thread.
 HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument);
 
-/// Makes a mutex of that name, held by this process until the handle is closed or the process
-/// ends. 0 on failure. If another holder has it the handle is valid all the same and GetLastError
-/// gives ERROR_ALREADY_EXISTS. On Linux a process that no service manager has started looks for
-/// another holder and does not hold it itself.
+/// Makes a mutex of that name. This process holds it until the handle is closed or the process
+/// ends. 0 on failure. If another process already holds it, the handle is valid all the same and
+/// GetLastError gives ERROR_ALREADY_EXISTS. On Linux a process that no service manager has started
+/// only checks for another holder; it does not hold the mutex itself.
 HANDLE CreateMutexA(bool initialOwner, const char* name);
 
 /// Closes a handle of any of the kinds above.

@@ -1,7 +1,7 @@
-// Whose programs are at the other end of a connection.
+// Whose program is at the other end of a connection.
 //
-// A user is told by a text of the platform's own (a number, a SID), which is compared and never
-// shown. All operations may be called from any thread.
+// A user is identified by a text in the platform's own form (a number, a SID). It is compared and
+// never shown. All operations may be called from any thread.
 #ifndef KV500_PLATFORM_USERS_H
 #define KV500_PLATFORM_USERS_H
 
@@ -13,8 +13,8 @@
 
 namespace platform {
 
-/// The user whose program holds the other end of a connection within this machine. None if that
-/// can't be found out: the program has closed it already, or the system does not tell.
+/// The user whose program holds the other end of a connection within this machine. None if that is
+/// unknown: the program has already closed its end, or the system does not tell.
 std::optional<std::string> peerUser(SOCKET connection);
 
 /// The user of a session. None if there is no such session, or nobody is logged on to it.
