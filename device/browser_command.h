@@ -6,10 +6,10 @@
 
 namespace kv500 {
 
-/// The program in quotation marks and, if `url` is not empty, the address behind it, also in
-/// quotation marks: `url` and `cardId` with nothing between them and nothing escaped. An id that
-/// holds a quotation mark or a control character is left out: it comes from a card, and a forged
-/// card must not pass options of its own to the browser. Any thread.
+/// The program in quotation marks. If `url` is not empty, the address follows, also in quotation
+/// marks: `url` and `cardId` with nothing between them and nothing escaped. An id that holds a
+/// quotation mark or a control character is left out: it comes from a card, and a forged card must
+/// not pass options of its own to the browser. Any thread.
 std::string browserCommandLine(const std::string& browserCommand, const std::string& url,
                                const std::string& cardId);
 

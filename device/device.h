@@ -27,7 +27,7 @@ class Device {
 
   /// A reader of that PC/SC name has been found. Called on the PC/SC thread with no lock held.
   virtual void attachReader(const std::string& readerName) = 0;
-  /// The reader is gone or is to be given up. Called like attachReader.
+  /// The reader has gone or must be given up. Called like attachReader.
   virtual void detachReader() = 0;
 
   /// Serves one connection: one read, at most one answer. The caller closes the socket. Called on
@@ -37,8 +37,8 @@ class Device {
   /// The model name.
   const std::string& name() const { return name_; }
 
-  /// Whether a usable reader is attached. May be asked without deviceLock by the PC/SC thread: as
-  /// only that thread sets it, an old value costs it one pass at most.
+  /// Whether a usable reader is attached. The PC/SC thread may ask without deviceLock: only that
+  /// thread sets the value, and an outdated value costs it at most one pass.
   bool isReaderPresent() const { return readerPresent; }
 
   /// Guards what changes at run time, here and in the derived class, and every card exchange.

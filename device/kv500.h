@@ -17,7 +17,7 @@
 
 namespace kv500 {
 
-/// The version of the answers' interface, "ApiVersion" in them.
+/// The version of the answers' interface; "ApiVersion" in the answers.
 inline const std::string apiVersion = "1.1.8";
 
 /// The one concrete device: settings, the state of reader and card, the card watcher, the actions.
@@ -26,25 +26,25 @@ inline const std::string apiVersion = "1.1.8";
 /// connection, a card connection (`cardConnected` true, which implies `readerPresent`).
 class KV500 final : public Device, private Settings {
  public:
-  /// Reads the settings from config.txt, waiting for the person at the screen if they are bad, and
-  /// starts the card watcher. Bad settings are logged and shown, and their defaults hold.
+  /// Reads the settings from config.txt and starts the card watcher. Bad settings are logged and
+  /// shown, and their defaults apply. In that case it waits for the person at the screen.
   explicit KV500(PcscService* owner);
 
-  /// Stops the watcher, and returns when it has ended. The running service never comes here: it
-  /// ends with the process. Leaves a card connection open.
+  /// Stops the watcher and returns when it has ended. Leaves a card connection open. The running
+  /// service never gets here: it ends with the process.
   ~KV500() override;
 
   /// 127.0.0.1: the service can be reached from this machine only.
   std::uint32_t listenAddress() override;
   std::uint16_t listenPort() override { return port; }
 
-  /// Takes the reader if exactly one known USB device is plugged in, gives up an earlier one in any
-  /// case.
+  /// Takes the reader if exactly one known USB device is plugged in. Gives up an earlier reader in
+  /// any case.
   void attachReader(const std::string& newReaderName) override EXCLUDES(deviceLock);
   void detachReader() override EXCLUDES(deviceLock);
 
-  /// A request that can't be understood gets no answer, only a log line; one that asks for nothing
-  /// known gets a JSON answer that says so.
+  /// A request that can't be understood gets a log line and no answer. A request for something
+  /// unknown gets a JSON answer that says so.
   void handleConnection(TcpSocket& client) override EXCLUDES(deviceLock);
 
  private:
@@ -63,7 +63,7 @@ class KV500 final : public Device, private Settings {
   void writeOptionsResponse(TcpSocket& client);
 
   // Actions: kv500_actions.cc. Each holds deviceLock from the check of the state to the complete
-  // result, and not while the answer is written.
+  // result, but not while the answer is written.
   void runStatusAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
   void runReadAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
   void runCloseAction(TcpSocket& client, bool isHead) EXCLUDES(deviceLock);
@@ -71,19 +71,19 @@ class KV500 final : public Device, private Settings {
   bool readCard(std::string& daten) REQUIRES(deviceLock);
 
   // Card connection: kv500_connection.cc.
-  /// Brings `readerPresent` and `cardConnected` up to date, one step of the state machine a call.
+  /// Updates `readerPresent` and `cardConnected`; each call is one step of the state machine.
   void updateCardState() REQUIRES(deviceLock);
   void checkConnection() REQUIRES(deviceLock);
   void openConnection() REQUIRES(deviceLock);
   /// Ends the card connection, and gives up the reader too unless it is to be kept.
   void closeCard(bool keepReader) REQUIRES(deviceLock);
-  /// The same without a word to PC/SC, for a connection that is not there.
+  /// The same without a call to PC/SC, for a connection that does not exist.
   void dropCard(bool keepReader) REQUIRES(deviceLock);
-  /// The channel for one questioning of the card. The card connection is open.
+  /// The channel for one sequence of commands to the card. The card connection is open.
   PcscChannel cardChannel() REQUIRES(deviceLock);
 
   // USB: kv500_usb.cc.
-  /// True if exactly one known USB device is plugged in; `serialNumber` is its serial number then.
+  /// True if exactly one known USB device is plugged in. `serialNumber` is then its serial number.
   bool detectUsbDevice() REQUIRES(deviceLock);
 
   // Card watcher: kv500_watcher.cc.

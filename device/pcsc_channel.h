@@ -10,13 +10,13 @@
 
 namespace kv500 {
 
-/// Made for one questioning of the card and as long as a transaction: no command of another program
-/// comes in between, and deviceLock, held from construction to end, keeps those of another
-/// questioning out. The connection is the caller's and stays open.
+/// A channel for one sequence of commands. It lasts as long as one transaction, so no command of
+/// another program comes in between. The caller holds deviceLock from construction to end, so no
+/// other sequence does either. The connection belongs to the caller and stays open.
 class PcscChannel final : public CardChannel {
  public:
-  /// Begins the transaction, for which it waits while another program has one. Without it every
-  /// exchange fails.
+  /// Begins the transaction, and waits for that while another program has one. If it can't begin,
+  /// every exchange fails.
   PcscChannel(platform::SCARDHANDLE card, std::uint32_t activeProtocol, Lock& serviceLock);
   /// Ends the transaction and leaves the card as it is.
   ~PcscChannel();
@@ -26,7 +26,7 @@ class PcscChannel final : public CardChannel {
   /// Also false, with nothing sent, for a command of more than 5801 bytes.
   bool transmitApdu(const ByteVector& command, ByteVector& response) override;
 
-  /// Takes serviceLock for the length of the call.
+  /// Takes serviceLock for the duration of the call.
   bool readAtr(ByteVector& value) override EXCLUDES(serviceLock);
 
  private:

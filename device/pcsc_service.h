@@ -17,26 +17,26 @@ class Device;
 class Server;
 
 /// Owns the PC/SC context. Its thread establishes the context, starts the smart-card service if
-/// need be, and looks once a second for the one reader that the device works with. It brings a
-/// reader in and gives it up when several match, when the service has gone and at the stop; a
-/// reader that is pulled out is noticed by the device itself.
+/// necessary, and looks once a second for the one reader that the device works with. The thread
+/// attaches a reader. It gives the reader up when several match, when the service has gone and at
+/// the stop. The device itself notices when a reader is pulled out.
 class PcscService {
  public:
-  /// `stopSignal` ends the thread once it is set; it lives longer than this object.
+  /// The thread ends once `stopSignal` is set. `stopSignal` must outlive this object.
   explicit PcscService(const Event& stopSignal) : stopEvent(stopSignal) {}
   PcscService(const PcscService&) = delete;
   PcscService& operator=(const PcscService&) = delete;
 
-  /// Makes the device and the server and starts the PC/SC thread; called once. Raises what the
+  /// Makes the device and the server and starts the PC/SC thread. Call it once. Raises what the
   /// server's constructor raises and "Could not start PCSC service thread!". Device and server are
-  /// left to their users and never released here.
+  /// never released here: other threads use them.
   void start();
 
-  /// Waits for the PC/SC thread, for 3 seconds at most, and closes its handle. The stop event has
-  /// been set before.
+  /// Waits for the PC/SC thread, for at most 3 seconds, and closes its handle. The stop event must
+  /// have been set before.
   void takeDown();
 
-  /// The body of the PC/SC thread. A text that ends the loop is logged, and the process ends with
+  /// The body of the PC/SC thread. If a text ends the loop, it is logged and the process ends with
   /// exit code 0.
   void runGuarded();
 
@@ -45,11 +45,11 @@ class PcscService {
   void pRun();
 
   std::string name;
-  /// Guards `context`, every PC/SC call that uses it and every one that could race with its
+  /// Guards `context`, every PC/SC call that uses it and every call that could race with its
   /// release.
   Lock serviceLock ACQUIRED_AFTER(lockOrder::behindDevice)
       ACQUIRED_BEFORE(lockOrder::behindService);
-  platform::SCARDCONTEXT context GUARDED_BY(serviceLock) = 0;  ///< 0: none is established.
+  platform::SCARDCONTEXT context GUARDED_BY(serviceLock) = 0;  ///< 0: no context.
   Device* device = nullptr;
   Server* server = nullptr;
 

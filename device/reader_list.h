@@ -15,9 +15,9 @@ struct ReaderMatch {
   std::string matchName;    ///< The last one.
 };
 
-/// Looks for the names that hold both `readerVendor` and `model`, anywhere and exactly. `list` is a
-/// run of names that each end in a zero byte, with one more behind the last; a list that is cut off
-/// ends there. Any thread.
+/// Looks for the names that contain both `readerVendor` and `model`, anywhere, in exactly this
+/// spelling. In `list` each name ends in a zero byte, and one more zero byte follows the last name.
+/// A list that is cut off ends there. Any thread.
 ReaderMatch findReaders(const std::vector<char>& list, const std::string& model);
 
 }  // namespace kv500

@@ -10,7 +10,7 @@
 
 namespace kv500 {
 
-/// Every setting has a default, which holds without the file or for a bad value.
+/// Every setting has a default. It applies without the file and instead of a bad value.
 struct Settings {
   std::uint16_t port = 5724;
   std::string allowOrigin = "*";
@@ -18,17 +18,17 @@ struct Settings {
   bool callBrowser = false;
   bool appendCardId = false;
   std::string browserCommand;
-  std::vector<std::string> allowedHosts;  ///< AllowHost; none stands for every name.
+  std::vector<std::string> allowedHosts;  ///< AllowHost; an empty list allows every name.
   bool onlyActiveUser = false;
 };
 
-/// The names of all settings, in the order in which the file that is installed has them.
+/// The names of all settings, in the order of the installed file.
 inline const std::vector<std::string> settingNames = {
     "Port",        "AllowOrigin",    "AllowHost", "OnlyActiveUser",
     "CallBrowser", "BrowserCommand", "URL",       "AppendCardId"};
 
-/// Puts what the file sets into `settings`, which leaves the rest as it is. Gives the names of the
-/// settings with bad values, in the order in which they are reported. Any thread.
+/// Puts the values of the file into `settings` and leaves the other settings unchanged. Gives the
+/// names of the settings with bad values, in the order in which they are reported. Any thread.
 std::vector<std::string> readSettings(const ConfigFile& config, Settings& settings);
 
 }  // namespace kv500

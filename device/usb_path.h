@@ -10,9 +10,9 @@ namespace kv500 {
 inline const std::u16string usbIdPrimary = u"vid_2406&pid_5003";
 inline const std::u16string usbIdSecondary = u"vid_2406&pid_5004";
 
-/// Whether a device path is that of a known reader, and the reader's serial number: the part behind
-/// the one with the USB ids, up to the next "#" or the end. False, and `serialNumber` as it was, if
-/// the path holds neither id exactly or no "#" behind it. Any thread.
+/// Whether a device path is that of a known reader, and the reader's serial number: the part after
+/// the one with the USB ids, up to the next "#" or the end. False, with `serialNumber` unchanged,
+/// if the path contains neither id exactly or has no "#" behind it. Any thread.
 bool serialNumberFromPath(const std::u16string& path, std::u16string& serialNumber);
 
 }  // namespace kv500

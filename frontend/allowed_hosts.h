@@ -1,5 +1,6 @@
-// The names by which the service may be addressed. A page that has another name point to this
-// machine (DNS rebinding) is of the service's origin to the browser; the Host header gives it away.
+// The names by which the service may be addressed. A page can make another name point to this
+// machine (DNS rebinding). To the browser the service then has the same origin as the page; only
+// the Host header reveals it.
 //
 // Pure functions of their arguments: any thread.
 #ifndef KV500_FRONTEND_ALLOWED_HOSTS_H
@@ -14,9 +15,9 @@ namespace kv500 {
 /// empty list has none.
 std::vector<std::string> parseHostList(const std::string& list);
 
-/// Whether a request with these Host headers is for one of the allowed names: it has exactly one
-/// header, whose value is the name and nothing else, but for a port (RFC 9110, 7.2). Upper and
-/// lower case are the same; an IPv6 literal stands in brackets in the list, too.
+/// Whether a request with these Host headers is for one of the allowed names. It must have exactly
+/// one such header. Its value must be the name and nothing else, except for a port (RFC 9110, 7.2).
+/// Upper and lower case are the same. An IPv6 literal is in brackets in the list, too.
 bool isHostAllowed(const std::vector<std::string>& hosts, const std::vector<std::string>& allowed);
 
 }  // namespace kv500

@@ -1,7 +1,7 @@
 // The text of one HTTP request, and the query in its target.
 //
 // Pure functions of their arguments: any thread. Malformed input raises a plain text. White space
-// is what isspace accepts in the default locale; bytes from 0x80 up are none.
+// is what isspace accepts in the default locale; bytes from 0x80 up are no white space.
 #ifndef KV500_FRONTEND_HTTP_REQUEST_H
 #define KV500_FRONTEND_HTTP_REQUEST_H
 
@@ -13,8 +13,8 @@
 
 namespace kv500 {
 
-/// A request as far as it is understood here: the first two words of the request line and the
-/// header lines. The version is never looked at, and lines behind the first blank one are not read.
+/// A request as far as this service understands it: the first two words of the request line and the
+/// header lines. The version is ignored. Lines after the first blank line are not read.
 class HttpRequest {
  public:
   /// Raises "Invalid line in HTTP request ", the line, "!" for a request line of fewer than three
@@ -23,9 +23,9 @@ class HttpRequest {
 
   /// The first word, as sent; empty if there was no request line.
   std::string method() const { return method_; }
-  /// The second word, as sent, not decoded.
+  /// The second word, not decoded.
   std::string target() const { return target_; }
-  /// The header lines: names in lower case, the last of several lines with one name.
+  /// The header lines by names in lower case. Of several lines with one name the last one counts.
   const std::map<std::string, std::string>& headers() const { return headers_; }
   /// The values of all header lines named Host, in their order.
   const std::vector<std::string>& hosts() const { return hosts_; }
@@ -40,13 +40,13 @@ class HttpRequest {
   std::string target_;
 };
 
-/// Splits a query at "&" into names and values divided by the first "=". The names are decoded, the
-/// values stay as sent; the last of several pieces with one name wins. Raises "Invalid GET
-/// parameter!" for a piece without "=", and what urlDecode raises.
+/// Splits a query at "&" into pieces, and each piece into name and value at its first "=". Names
+/// are decoded; values stay as sent. Of several pieces with one name the last one counts. Raises
+/// "Invalid GET parameter!" for a piece without "=", and what urlDecode raises.
 std::map<std::string, std::string> parseQueryParameters(const std::string& query);
 
-/// Replaces each "%" and the two hexadecimal digits behind it by the byte that they name; nothing
-/// else ("+" stays). Raises "Unexpected end of string!" and what hexPairToByte raises.
+/// Replaces each "%" and the two hexadecimal digits after it by the byte that they stand for, and
+/// nothing else: "+" stays. Raises "Unexpected end of string!" and what hexPairToByte raises.
 std::string urlDecode(const std::string& text);
 
 /// The byte of two hexadecimal digits, the high four bits first. Raises "Invalid character!".

@@ -1,7 +1,7 @@
 // Every byte that the service sends to a client: the JSON answer and the answer to OPTIONS.
 //
-// Pure functions of their arguments: any thread. Nothing is escaped or converted; who fills in the
-// texts delivers them in ISO-8859-15, which the answer declares.
+// Pure functions of their arguments: any thread. Nothing is escaped or converted. The caller passes
+// texts in ISO-8859-15, the character set that the answer declares.
 #ifndef KV500_FRONTEND_RESPONSE_H
 #define KV500_FRONTEND_RESPONSE_H
 
@@ -10,8 +10,8 @@
 
 namespace kv500 {
 
-/// The content of one JSON answer. If `message` is empty, the four texts behind it are written as
-/// an object in its place.
+/// The content of one JSON answer. If `message` is empty, the four texts after it are written as an
+/// object in its place.
 struct ActionResult {
   std::string action;
   std::string status;
@@ -26,16 +26,16 @@ struct ActionResult {
 /// The value of "serv_version" in every answer.
 inline constexpr std::int32_t servVersion = 97;
 
-/// The JSON text, line by line. `daten` is JSON text that is taken as it comes; if it is empty the
+/// The JSON text, line by line. `daten` is JSON text and is taken unchanged. If it is empty, the
 /// answer has no member "daten".
 std::string composeBody(const ActionResult& result, const std::string& daten);
 
-/// The whole answer, header and body. Always HTTP status 200: errors are told in the JSON. With
-/// `isHead` the body is left out and its length still given.
+/// The whole answer, header and body. The HTTP status is always 200: the JSON reports errors. With
+/// `isHead` the body is left out, but its length is still given.
 std::string composeResponse(const std::string& allowOrigin, bool isHead, const ActionResult& result,
                             const std::string& daten);
 
-/// The whole answer to OPTIONS, whatever the request.
+/// The whole answer to any OPTIONS request.
 std::string composeOptionsResponse(const std::string& allowOrigin);
 
 }  // namespace kv500

@@ -20,37 +20,37 @@ class Server;
 struct ClientWorker {
   /// Raises "Could not create event".
   explicit ClientWorker(Server* owner) : server(owner) {}
-  /// Closes the connection and the handles, without a wait for the thread.
+  /// Closes the connection and the handles. Does not wait for the thread.
   ~ClientWorker();
   ClientWorker(const ClientWorker&) = delete;
   ClientWorker& operator=(const ClientWorker&) = delete;
 
   Server* const server;
-  const Event wakeEvent{Event::Reset::Auto};  ///< There is work, or the thread is to end.
+  const Event wakeEvent{Event::Reset::Auto};  ///< There is work, or the thread must end.
   bool busy = false;                          ///< Guarded by the server's lock, like the next one.
   bool quitRequested = false;
   Thread thread;
-  /// Written by the listener while the worker is idle, by the worker while it is busy.
+  /// Written by the listener while the worker is idle, and by the worker while it is busy.
   TcpSocket client;
 };
 
-/// Accepts connections for a device and gives each to a worker. At most 8 are served at a time; one
-/// more is closed at once without an answer.
+/// Accepts connections for a device and gives each to a worker. Serves at most 8 at a time; any
+/// further connection is closed at once without an answer.
 class Server {
  public:
-  /// Opens the device's port and starts the listener thread. `device` lives longer. Raises "Could
-  /// not create event", "Could not open port" (after 10 tries in a second) or "Could not start
-  /// server main thread!"; nothing is left open then.
+  /// Opens the device's port and starts the listener thread. `device` must outlive the server.
+  /// Raises "Could not create event", "Could not open port" (after 10 tries in a second) or "Could
+  /// not start server main thread!". Nothing is left open then.
   explicit Server(Device* device);
 
-  /// Stops the listener and the workers, after the connections that they serve have ended, and
-  /// returns then. The running service never comes here: it ends with the process.
+  /// Stops the listener and the workers and returns after the connections in service have ended.
+  /// The running service never gets here: it ends with the process.
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// Takes a worker out of the pool and destroys it; nothing happens if it is not there. Called by
-  /// the worker itself, last of all.
+  /// Takes a worker out of the pool and destroys it. Does nothing if it is not there. The worker
+  /// itself calls this as its last step.
   void removeWorker(ClientWorker* worker) EXCLUDES(lock);
 
   /// The number of workers, idle ones included. Any thread.
@@ -67,7 +67,7 @@ class Server {
   std::int64_t currentCrowd();
   /// How many more connections could be served now.
   std::size_t idleWorkers() EXCLUDES(lock);
-  /// The worker that has the connection now, still to be woken; none if there is no room for it.
+  /// The worker that now has the connection and must still be woken. None if there is no room.
   ClientWorker* assignWorker(TcpSocket& accepted) EXCLUDES(lock);
   ClientWorker* startWorker(TcpSocket& accepted) REQUIRES(lock);
   void removeEndedWorker() EXCLUDES(lock);

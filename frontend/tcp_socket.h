@@ -10,8 +10,8 @@
 
 namespace kv500 {
 
-/// A socket or none. It belongs to one thread at a time. The socket library is started with the
-/// first object alive and cleaned up with the last one.
+/// A socket or none. It belongs to one thread at a time. The first living object starts the socket
+/// library; the last one cleans it up.
 class TcpSocket {
  public:
   TcpSocket();
@@ -21,38 +21,38 @@ class TcpSocket {
   TcpSocket& operator=(const TcpSocket&) = delete;
 
   /// Listens on a port (host byte order) of an IPv4 address (network byte order), with room for 32
-  /// waiting connections. False, and no socket, if that fails.
+  /// waiting connections. If that fails, returns false and there is no socket.
   bool bindAndListen(std::uint16_t port, std::uint32_t address);
 
-  /// Waits up to 50 ms for a connection and takes it into `accepted`, which holds no socket. True
-  /// if it has one now. Raises "Could not check if connection request is pending".
+  /// Waits up to 50 ms for a connection and puts it into `accepted`, which must hold no socket.
+  /// True if it holds one now. Raises "Could not check if connection request is pending".
   bool acceptPending(TcpSocket& accepted);
 
-  /// Waits until there is something to read, `microseconds` at most. False if there is nothing, or
-  /// if it can't be waited for.
+  /// Waits at most `microseconds` until there is something to read. False if there is nothing, or
+  /// if waiting fails.
   bool hasInput(std::int32_t microseconds);
 
-  /// Replaces `text` by what one read delivers: at most 4096 bytes, cut at the first zero byte.
+  /// Replaces `text` by the result of one read: at most 4096 bytes, cut at the first zero byte.
   /// True with an empty text if the peer has closed. False if there is no socket, if the read
-  /// fails, or if nothing comes: for 10 seconds, or for 2 if another client is turned away
-  /// meanwhile. Browsers open spare connections, which would otherwise keep every worker from its
-  /// work.
+  /// fails, or if nothing arrives within 10 seconds. The limit is 2 seconds if another client is
+  /// turned away meanwhile. Browsers open spare connections, which would otherwise keep every
+  /// worker from its work.
   bool receive(std::string& text);
 
   /// Sends the whole text. False if there is no socket or the peer takes no more.
   bool send(const std::string& text);
 
-  /// The user whose program is at the other end. None if that can't be found out.
+  /// The user whose program is at the other end. None if that is unknown.
   std::optional<std::string> peerUser() const;
 
-  /// Gives the socket to `target`, which has none; this one has none afterwards.
+  /// Moves the socket to `target`, which must have none. This object has none afterwards.
   void handOver(TcpSocket& target);
 
-  /// Closes the connection of a client that can't be served now; nothing if there is no socket.
-  /// From here on clients that keep silent, on any thread, are let go earlier.
+  /// Closes the connection of a client that can't be served now. Does nothing without a socket.
+  /// From then on silent clients on all threads are closed earlier.
   void turnAway();
 
-  /// Shuts the connection down in both directions and closes it; nothing if there is no socket.
+  /// Shuts the connection down in both directions and closes it. Does nothing without a socket.
   void close();
 
   bool hasSocket() const { return socket != platform::INVALID_SOCKET; }

@@ -4,9 +4,9 @@
 
 namespace kv500 {
 
-/// Opens the log and runs the service "KV500Service". Gives the exit code: 0 after a stop, 1 if it
-/// could not be run, of which the starter is told why and the log nothing. Called once, on the main
-/// thread.
+/// Opens the log and runs the service "KV500Service". Gives the exit code: 0 after a stop, 1 if the
+/// service could not be run. In that case whoever started the program is told why; the log is not.
+/// Call it once, on the main thread.
 int runProgram();
 
 }  // namespace kv500

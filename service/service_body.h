@@ -1,4 +1,4 @@
-// The work of the service: its parts are started, and the stop is waited for.
+// The work of the service: starts its parts and waits for the stop.
 #ifndef KV500_SERVICE_SERVICE_BODY_H
 #define KV500_SERVICE_SERVICE_BODY_H
 
@@ -7,7 +7,7 @@
 
 namespace kv500 {
 
-/// The system's one stop signal: set once a stop is asked for and never reset.
+/// The only stop signal of the system. It is set once a stop is requested and never reset.
 extern const Event& serviceStopEvent;
 
 /// Starts the working parts and returns after a stop has been requested. Runs on the service

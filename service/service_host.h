@@ -1,4 +1,5 @@
-// The host: talks to the Service Control Manager through three hooks and knows nothing of the work.
+// The host: talks to the Service Control Manager and calls the work of the service through three
+// hooks.
 #ifndef KV500_SERVICE_SERVICE_HOST_H
 #define KV500_SERVICE_SERVICE_HOST_H
 
@@ -11,7 +12,7 @@ namespace kv500 {
 /// The arguments that the Service Control Manager passes to the service.
 using ServiceArguments = std::vector<std::u16string>;
 
-/// What the host calls. Set before the dispatcher starts and only read after that.
+/// What the host calls. Set it before the dispatcher starts; it is only read afterwards.
 struct ServiceHooks {
   void (*runHook)(const ServiceArguments& arguments) = nullptr;   ///< The service's work.
   void (*initHook)(const ServiceArguments& arguments) = nullptr;  ///< Before RUNNING is reported.
@@ -20,20 +21,21 @@ struct ServiceHooks {
 extern ServiceHooks serviceHooks;
 
 /// Runs the service of that name to its end. Called on the thread of `main`. Raises "Could not
-/// create mutex", "Service already running", "Could not connect to service controller", and, after
-/// a person has read why, "This program must be started as service" if it was started by hand.
+/// create mutex", "Service already running", and "Could not connect to service controller". If the
+/// program was started by hand, raises "This program must be started as service" after a person has
+/// read why.
 void runService(const std::string& name);
 
 /// The entry that the dispatcher calls on the service thread. Reports START_PENDING and RUNNING and
-/// then does the work; after a run it does not return, the end of the process ends it.
+/// then does the work. After that it does not return; it ends with the process.
 void ServiceMain(std::uint32_t count, char16_t** arguments);
 
 /// Receives the controls, on the dispatcher's thread. The stop control is served at once; others
 /// are ignored.
 void serviceControlHandler(std::uint32_t control);
 
-/// Reports STOP_PENDING, calls the stop hook and reports STOPPED; nothing more if the first report
-/// is refused. Any thread. Raises what the stop hook raises.
+/// Reports STOP_PENDING, calls the stop hook and reports STOPPED. Does nothing more if the first
+/// report is refused. Any thread. Raises what the stop hook raises.
 void reportStop();
 
 }  // namespace kv500

@@ -1,4 +1,4 @@
-// Keeps a second process of the same service from going on.
+// Prevents a second process of the same service.
 #ifndef KV500_SERVICE_SINGLE_INSTANCE_GUARD_H
 #define KV500_SERVICE_SINGLE_INSTANCE_GUARD_H
 

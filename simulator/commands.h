@@ -7,7 +7,7 @@
 namespace simulator {
 
 /// Carries out one line and gives its answer: "ok", or "error: " and the reason. `quit` is no
-/// command of the world and is not known here. Any thread.
+/// command of the world and is unknown here. Any thread.
 std::string runCommand(const std::string& line);
 
 }  // namespace simulator

@@ -22,7 +22,7 @@ struct UsageError {
   std::string message;
 };
 
-/// Takes the arguments behind the program's name. Throws UsageError.
+/// Parses the arguments behind the program's name. Throws UsageError.
 Options parseOptions(const std::vector<std::string>& arguments);
 
 /// The text of --help.

@@ -11,8 +11,8 @@ namespace simulator {
 /// Writes one line and flushes it. Any thread; lines never mix.
 void printLine(const std::string& line);
 
-/// The event line of a message box: a line feed in it as "\n", its bytes as the service passed
-/// them.
+/// The event line of a message box. A line feed in the text becomes "\n"; the other bytes are those
+/// that the service passed.
 std::string noticeLine(const simulated::Notice& notice);
 
 }  // namespace simulator

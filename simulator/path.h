@@ -7,8 +7,8 @@
 
 namespace simulator {
 
-/// The path of a text in UTF-8, which a narrow text is here on every system; where paths are bytes,
-/// any other bytes pass too.
+/// The path of a text in UTF-8, the encoding of narrow texts here on every system. Where paths are
+/// bytes, any other bytes are kept too.
 inline std::filesystem::path toPath(const std::string& text) {
   return std::u8string(text.begin(), text.end());
 }

@@ -9,12 +9,12 @@
 
 namespace simulator {
 
-/// The two lines of one exchange: "> " and the command, "< " and the response or "fail", bytes as
-/// two upper-case hexadecimal digits with blanks between them.
+/// The two lines of one exchange: "> " and the command, then "< " and the response or "fail". Each
+/// byte is two upper-case hexadecimal digits, with blanks between the bytes.
 std::string traceLines(const simulated::Bytes& command,
                        const std::optional<simulated::Bytes>& response);
 
-/// Appends each exchange to a file, which is opened at once. None if it can't be opened.
+/// Appends each exchange to a file, which it opens at once. None if the file can't be opened.
 std::optional<simulated::Readers::Trace> traceToFile(const std::string& path);
 
 }  // namespace simulator

@@ -8,11 +8,11 @@
 
 namespace kv500 {
 
-/// The id of the first active session in the platform's list. None if the list can't be had or
-/// holds none. Any thread.
+/// The id of the first active session in the platform's list. None if the list is not available or
+/// has no active session. Any thread.
 std::optional<std::uint32_t> findActiveSession();
 
-/// Whether that is the user of the active session, or the system itself. Any thread.
+/// Whether `user` is the user of the active session or the system itself. Any thread.
 bool isAtTheScreen(const std::string& user);
 
 }  // namespace kv500

@@ -7,8 +7,8 @@
 
 namespace kv500 {
 
-/// A growable array of unsigned bytes. An operation that fills one passed by reference replaces
-/// its content, and leaves it alone if it fails.
+/// A growable array of unsigned bytes. An operation that fills one passed by reference replaces its
+/// content. If the operation fails, the content is unchanged.
 using ByteVector = std::vector<std::uint8_t>;
 
 }  // namespace kv500

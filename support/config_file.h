@@ -9,33 +9,33 @@
 
 namespace kv500 {
 
-/// The one fault of a file. `reportable` is false only if the file can't be opened: it is
-/// optional, and a person need not hear of its absence.
+/// The one error of a file. `reportable` is false only if the file can't be opened: the file is
+/// optional, and nobody needs to hear that it is absent.
 struct ConfigException {
   bool reportable;
   std::string message;
-  std::size_t line = 0;  ///< Where it is, from 1; 0 for no line.
+  std::size_t line = 0;  ///< The line of the error, from 1; 0 for no line.
 };
 
-/// Name and value stand in one line, divided by its first "="; both are taken without any change.
-/// White space in front of a line is dropped; an empty line and one that begins with "#" is passed
-/// over. There is no quoting, no escaping, no continuation and no character set.
+/// Each line holds a name and a value, separated by its first "="; both are taken unchanged. White
+/// space at the start of a line is dropped. Empty lines and lines that begin with "#" are skipped.
+/// There is no quoting, no escaping, no continuation and no character set.
 ///
-/// Built and read on one thread.
+/// One thread builds and reads it.
 class ConfigFile {
  public:
   /// Reads the file of that bare name from the program's folder. Raises ConfigException on the
-  /// first fault; no value of such a file can be had.
+  /// first error. No value of such a file is available then.
   explicit ConfigFile(const std::string& fileName);
 
   /// The same for a text that has been read already.
   static ConfigFile fromText(const std::string& content);
 
-  /// All that is set, by name.
+  /// All settings of the file, by name.
   const std::map<std::string, std::string>& values() const { return values_; }
 
-  /// The getters say whether the name is set, and leave their outputs alone if it is not. Where
-  /// there is a `valid`, it tells whether the value can be used; `value` is written only then.
+  /// The getters return whether the name is set; if not, they leave their outputs unchanged. A
+  /// getter with `valid` also tells whether the value can be used; it writes `value` only then.
 
   bool getString(const std::string& key, std::string& value) const;
   /// Decimal digits only. A number too large for 64 bits wraps around.

@@ -1,4 +1,4 @@
-// An event of the platform whose failures are raised as texts.
+// An event of the platform. Failures are raised as texts.
 #ifndef KV500_SUPPORT_EVENT_H
 #define KV500_SUPPORT_EVENT_H
 
@@ -20,10 +20,10 @@ class Event {
   /// Raises "Could not set event".
   void set() const;
 
-  /// Whether the event is set, without a wait. Raises "Could not check event".
+  /// Whether the event is set. Does not wait. Raises "Could not check event".
   bool isSet() const;
 
-  /// Waits without limit until the event is set. False if it can't be waited for.
+  /// Waits without limit until the event is set. False if waiting fails.
   bool wait() const;
 
  private:

@@ -1,8 +1,8 @@
-// The system's one kind of lock, and the guard that holds it for a scope.
+// The only kind of lock in the system, and the guard that holds it for a scope.
 //
-// Lock order: deviceLock, then serviceLock, then logLock. No lock is taken twice by one thread. The
+// Lock order: deviceLock, then serviceLock, then logLock. No thread takes a lock twice. The
 // thread-safety build checks both, as far as the annotations tell it: a lock names its place in the
-// order by the marks below, and an operation that takes a lock says so by EXCLUDES.
+// order by the marks below, and an operation that takes a lock is marked with EXCLUDES.
 #ifndef KV500_SUPPORT_LOCK_H
 #define KV500_SUPPORT_LOCK_H
 
@@ -25,14 +25,14 @@ class CAPABILITY("lock") Lock {
   std::mutex mutex_;
 };
 
-/// Marks between the locks of the order. Nobody takes them: each lock says behind which one it
-/// comes and before which, so that classes need not know of each other's locks.
+/// Marks between the locks of the order. Nobody takes them. Each lock names the mark before it and
+/// the mark after it, so classes need not know each other's locks.
 namespace lockOrder {
 inline Lock behindDevice;
 inline Lock behindService ACQUIRED_AFTER(behindDevice);
 }  // namespace lockOrder
 
-/// Holds a lock from its construction to its end, whether by a return or by an exception.
+/// Holds a lock from its construction to its destruction, by return or by exception.
 class SCOPED_CAPABILITY ScopedLock {
  public:
   explicit ScopedLock(Lock& lock) ACQUIRE(lock) : lock_(lock) { lock_.enter(); }

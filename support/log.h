@@ -1,6 +1,7 @@
-// The log file "log.txt" beside the program: the one place where the service has its say.
+// The log file "log.txt" beside the program. It is the only place where the service reports what it
+// does.
 //
-// Nothing that comes from a card is ever passed to it.
+// Never pass it anything that comes from a card.
 #ifndef KV500_SUPPORT_LOG_H
 #define KV500_SUPPORT_LOG_H
 
@@ -8,8 +9,9 @@
 
 namespace kv500 {
 
-/// Opens the log for appending and writes its start line. Called once, first thing in `main`. A
-/// log that can't be opened or written is silently done without for the rest of the run.
+/// Opens the log for appending and writes its start line. Call it once, as the first step of
+/// `main`. If the log can't be opened or written, the service runs on without a log and without a
+/// message.
 void openLog();
 
 /// Writes one line: the local time in brackets, the text as it is, a line end; it has left the
@@ -18,7 +20,7 @@ void openLog();
 /// lock, as `logLock` is the innermost. Reports nothing.
 void logMessage(const std::string& text, const std::string& key);
 
-/// The local time as day-month-year hour:minute:second, 19 characters, each field filled with
+/// The local time as day-month-year hour:minute:second: 19 characters, each field padded with
 /// zeros. Any thread.
 std::string logTimestamp();
 

@@ -1,4 +1,4 @@
-// The texts of the log by which a fault is recognised later, or the beginnings of such texts.
+// Log texts, or beginnings of log texts, by which a fault is recognised later.
 #ifndef KV500_SUPPORT_LOG_TEXTS_H
 #define KV500_SUPPORT_LOG_TEXTS_H
 

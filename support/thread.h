@@ -17,8 +17,8 @@ struct Thread {
   /// runs; false if it can't be started or `running` was true already, which changes nothing.
   bool start(void (*newFunction)(void*), void* newArgument);
 
-  /// Closes the handle, without a wait for the thread. `running` does not become false when the
-  /// function returns, only here.
+  /// Closes the handle. Does not wait for the thread. Only this call makes `running` false, not the
+  /// return of the function.
   void close();
 };
 

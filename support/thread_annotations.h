@@ -1,5 +1,5 @@
-// Clang's thread-safety attributes, by which the compiler checks what each lock guards. Other
-// compilers know nothing of them and see nothing.
+// Clang's thread-safety attributes. With them the compiler checks what each lock guards. For other
+// compilers they are empty.
 #ifndef KV500_SUPPORT_THREAD_ANNOTATIONS_H
 #define KV500_SUPPORT_THREAD_ANNOTATIONS_H
 
