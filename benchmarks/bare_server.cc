@@ -1,5 +1,5 @@
-// The least that a server can do, to compare with: two threads that each accept a connection, read
-// once, send one and the same answer, close.
+// The minimum that a server can do, for comparison: two threads that each accept a connection, read
+// once, send always the same answer and close.
 //
 // bare_server PORT BYTES    (BYTES: the length of the answer's body)
 #include <arpa/inet.h>

@@ -1,4 +1,4 @@
-// Times the functions that a request goes through, on an example card: without threads, sockets or
+// Times the functions that a request runs through, on an example card, without threads, sockets or
 // a reader. The decoder is timed beside zlib on the same gzip members.
 //
 // functions CARD_FOLDER [Google Benchmark's options]
@@ -24,7 +24,7 @@ namespace {
 
 using kv500::ByteVector;
 
-/// A card of memory, which writes down what it is sent.
+/// A simulated card that records the commands that it gets.
 class CardAtHand final : public kv500::CardChannel {
  public:
   explicit CardAtHand(const char* folder) : card_(simulated::loadCardFolder(folder)) {}
@@ -45,7 +45,7 @@ class CardAtHand final : public kv500::CardChannel {
   simulated::Card card_;
 };
 
-/// What a read of the card goes through, from the first command to the answer.
+/// The complete read of a card, from the first command to the answer.
 struct Example {
   std::vector<ByteVector> commands;
   ByteVector gzip[2];
@@ -75,7 +75,7 @@ Example readExample(CardAtHand& card) {
 std::size_t inflateWithZlib(const ByteVector& member) {
   ByteVector text(kv500::inflateBufferSize);
   z_stream stream{};
-  inflateInit2(&stream, 16 + MAX_WBITS);  // A gzip header in front.
+  inflateInit2(&stream, 16 + MAX_WBITS);  // With a gzip header.
   stream.next_in = const_cast<Bytef*>(member.data());
   stream.avail_in = static_cast<uInt>(member.size());
   stream.next_out = text.data();
@@ -103,7 +103,7 @@ int main(int argc, char** argv) {
   }
   CardAtHand card(argv[1]);
   const Example example = readExample(card);
-  add("card", [&] {  // What a simulated card takes for the commands of a read, for comparison.
+  add("card", [&] {  // The time of a simulated card for the commands of a read, for comparison.
     ByteVector response;
     for (const ByteVector& command : example.commands) {
       card.transmitApdu(command, response);
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
   });
   add("decode_zlib",
       [&] { return inflateWithZlib(example.gzip[0]) + inflateWithZlib(example.gzip[1]); });
-  add("xml", [&] {  // What the XML library takes of the next one.
+  add("xml", [&] {  // The XML library's share of the next one.
     tinyxml2::XMLDocument documents[2];
     documents[0].Parse(example.xml[0].c_str());
     return documents[1].Parse(example.xml[1].c_str());

@@ -1,11 +1,11 @@
-// Clients of a server on the loopback address, good ones and bad ones, as many as are asked for.
+// Clients of a server on the loopback address, well-behaved and badly behaved ones, in any number.
 //
 // load KIND PORT CLIENTS SECONDS [TARGET [PAUSE_MS]]
 //
-//   ask     sends a request for TARGET, reads to the end, pauses; begins again
-//   silent  connects and waits until the server ends the connection; begins again
-//   drip    the same, with a byte of a request in every second
-//   open    connects and closes at once; begins again
+//   ask     sends a request for TARGET, reads to the end, pauses, and repeats this
+//   silent  connects, waits until the server ends the connection, and repeats this
+//   drip    the same, but sends one byte of a request every second
+//   open    connects, closes at once, and repeats this
 //
 // Each client is a thread that keeps one connection at a time. Prints one line of JSON: how many
 // exchanges were tried and how many answered, and how long the answered ones took.
@@ -39,7 +39,7 @@ struct Plan {
 
 struct Record {
   std::size_t tried = 0;
-  std::vector<double> served;  ///< Microseconds from the begin of `connect` to the server's end.
+  std::vector<double> served;  ///< Microseconds from the start of `connect` to the server's end.
 };
 
 class Connection {

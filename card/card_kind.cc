@@ -11,8 +11,8 @@ bool selectMasterFile(CardChannel& card) {
   return exchangeApdu(card, selectMf, response, status) && status.sw1 == sw1Success;
 }
 
-/// Reads EF.GDO: tag 5A, a length, and the ICCSN. True if the exchange took place, whatever the
-/// card answered to it.
+/// Reads EF.GDO: tag 5A, a length, and the ICCSN. True if the exchange succeeded, whatever the card
+/// answered.
 bool readGdo(CardChannel& card, ByteVector& gdo) {
   if (!selectMasterFile(card)) {
     return false;
@@ -32,7 +32,7 @@ bool readGdo(CardChannel& card, ByteVector& gdo) {
 }  // namespace
 
 CardKind detectCardKind(CardChannel& card) {
-  ByteVector atr;  // Its content plays no part: a card that gives none can't be questioned.
+  ByteVector atr;  // Its content is not used, but a card that gives none can't be questioned.
   if (!card.readAtr(atr)) {
     return CardKind::Unreadable;
   }

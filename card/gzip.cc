@@ -16,14 +16,14 @@ constexpr std::uint32_t endOfBlock = 256;    // RFC 1951, 3.2.5
 constexpr std::uint32_t noBits = 0xFFFFFFFF;    // what readBits and peekBits give at the end
 constexpr std::uint32_t noSymbol = 0xFFFFFFFF;  // what decodeSymbol gives for an unknown code
 
-// The code of one symbol: the low `length` bits of `code`, the first bit being the highest.
+// The code of one symbol: the low `length` bits of `code`. The highest of them is the first bit.
 struct CodeEntry {
   std::uint32_t length;
   std::uint32_t code;
   std::uint32_t symbol;
 };
 
-// A Huffman code. Without any entry minLength is 100, longer than every code, and maxLength 0.
+// A Huffman code. Without entries minLength is 100, longer than every code, and maxLength is 0.
 struct CodeTable {
   std::uint32_t minLength = 100;
   std::uint32_t maxLength = 0;
@@ -37,21 +37,21 @@ struct CodeLengths {
   std::uint32_t count = 0;
 };
 
-// A number in the stream: the symbol gives the base, and that many bits behind it are added.
+// A number in the stream: the symbol gives the base, and the extra bits behind it are added.
 struct BaseAndExtra {
   std::uint32_t base;
   std::uint32_t extraBits;
 };
 
-// How decoding goes on behind a block or a part of one.
+// How decoding continues behind a block or a part of one.
 enum class Outcome {
   goOn,  // behind the block
-  stop,  // not at all; what the earlier blocks gave is the result
+  stop,  // not at all; the output of the earlier blocks is the result
   fail,  // not at all, and there is no result
 };
 
-// The state of one decode. It is made for the call, so that decodes don't meet and no personal
-// data outlive one in static memory.
+// The state of one decode. Each call makes its own, so that decodes don't affect each other and no
+// personal data remain in static memory.
 class Decoder {
  public:
   Decoder(const std::uint8_t* input, std::size_t inputLength, std::uint8_t* output)
@@ -80,14 +80,14 @@ class Decoder {
 
   const std::uint8_t* const input;
   const std::size_t inputLength;  // in bytes
-  std::size_t bytePosition = 0;   // may lie behind the input, hence bytesLeft
+  std::size_t bytePosition = 0;   // may be behind the end of the input, hence bytesLeft
   std::uint32_t bitPosition = 0;  // 0 to 7, 0 being the least significant bit of the byte
 
   std::uint8_t* const output;
   std::size_t outputCount = 0;
 
   std::array<std::uint8_t, blockBufferSize> blockBuffer;
-  std::size_t pendingCount = 0;  // bytes of blockBuffer that wait to go to the output
+  std::size_t pendingCount = 0;  // bytes of blockBuffer still to be output
 };
 
 void buildCodeTable(const CodeLengths& given, CodeTable& table);
@@ -110,13 +110,13 @@ std::size_t inflateGzip(const std::uint8_t* input, std::size_t inputLength,
 namespace {
 
 // Format note, RFC 1952, 2.3: a member begins with 10 bytes: ID1, ID2, CM (8 is DEFLATE), FLG, four
-// bytes MTIME, XFL, OS. The flags tell which fields follow, always in this order: FEXTRA, its
-// length XLEN in two bytes before it; FNAME and FCOMMENT, texts that a zero byte ends; FHCRC, two
-// bytes. FTEXT is a hint without a field. The flags 32 and up are reserved and must be refused:
-// they may announce fields that we couldn't pass over.
+// bytes MTIME, XFL, OS. The flags tell which fields follow, always in this order: FEXTRA, after its
+// length XLEN in two bytes; FNAME and FCOMMENT, texts that a zero byte ends; FHCRC, two bytes.
+// FTEXT is a hint without a field. The flags 32 and up are reserved and must be refused: they may
+// announce fields that this decoder can't skip.
 bool Decoder::skipHeader() {
   constexpr std::size_t fixedSize = 10;
-  constexpr std::size_t leastBody = 6;  // less is no block, let alone one with its trailer
+  constexpr std::size_t leastBody = 6;  // less is no block with its trailer
   constexpr std::uint8_t fhcrc = 2, fextra = 4, fname = 8, fcomment = 16, reserved = 32;
 
   if (inputLength < fixedSize + leastBody || input[0] != 0x1F || input[1] != 0x8B ||
@@ -143,12 +143,12 @@ bool Decoder::skipHeader() {
   return bytesLeft() >= leastBody;
 }
 
-// Format note, RFC 1951, 3.2.3: the data are a sequence of blocks of independent kinds. Each begins
-// with three bits: whether it is the final one, and two bits of type. There is no length: the end
-// of a block is known only by decoding it, and the next block follows at the very next bit.
+// Format note, RFC 1951, 3.2.3: the data are a sequence of independent blocks. Each begins with
+// three bits: one tells whether it is the final block, two give its type. There is no length: only
+// decoding a block shows where it ends, and the next block follows at the very next bit.
 //
-// Behind the last block RFC 1952 has an 8-byte trailer, so no block begins in the last 4 bytes.
-// The loop ends because every turn moves the position by at least the three bits.
+// Behind the last block RFC 1952 has an 8-byte trailer, so no block begins in the last 4 bytes. The
+// loop ends because every turn moves the position by at least the three bits.
 std::size_t Decoder::inflateBlocks() {
   constexpr std::size_t noBlockWithin = 4;
   for (;;) {
@@ -195,9 +195,9 @@ Outcome Decoder::copyStoredBlock() {
   return Outcome::goOn;
 }
 
-// Format note, RFC 1951, 3.2.6: the fixed codes are given by their lengths alone, like all codes of
-// the format. They cover symbols that never occur (286 and 287, distances 30 and 31) because a code
-// must use up its whole space.
+// Format note, RFC 1951, 3.2.6: like all codes of the format, the fixed codes are given only by
+// their lengths. They cover symbols that never occur (286 and 287, distances 30 and 31) because a
+// code must use up its whole space.
 Outcome Decoder::decodeFixedBlock() {
   CodeLengths given;
   const auto give = [&given](std::uint32_t symbols, std::uint32_t length) {
@@ -219,9 +219,8 @@ Outcome Decoder::decodeFixedBlock() {
 }
 
 // Format note, RFC 1951, 3.2.7: a dynamic block brings its own two codes, as lists of code lengths.
-// These lists are Huffman-coded themselves, by a third code over the "code length alphabet", whose
-// own lengths come first, three bits each. They come in an order that puts the rarely used ones
-// last, so that HCLEN can leave them out.
+// A third code, over the "code length alphabet", encodes these lists. Its own lengths come first,
+// three bits each. Their order puts the rarely used ones last, so that HCLEN can leave them out.
 Outcome Decoder::decodeDynamicBlock() {
   constexpr std::array<std::uint32_t, 19> order = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                                    11, 4,  12, 3, 13, 2, 14, 1, 15};
@@ -259,12 +258,12 @@ Outcome Decoder::decodeDynamicBlock() {
 }
 
 // Format note, RFC 1951, 3.2.7: in the code length alphabet 0 to 15 are a length, 16 repeats the
-// previous one 3 to 6 times, 17 and 18 are runs of zeros, 3 to 10 and 11 to 138 long.
+// previous one 3 to 6 times, 17 and 18 are runs of 3 to 10 and 11 to 138 zeros.
 //
-// The format lets a repeat carry from the literal and length lengths into those of the distances.
-// Here each list starts anew, as common compressors write them, and what a run has beyond
-// its list is dropped. `n` is at most 31 + 257, the size of the array.
-// The loop ends because every symbol fills at least one place. All below n are then filled.
+// The format lets a repeat continue from the literal and length lengths into those of the
+// distances. Here each list starts anew, as common compressors write them, and the part of a run
+// beyond its list is dropped. `n` is at most 31 + 257, the size of the array. The loop ends because
+// every symbol fills at least one place. All places below n are then filled.
 Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t n,
                                  CodeLengths& given) {
   constexpr std::array<BaseAndExtra, 3> repeats = {{{3, 2}, {3, 3}, {11, 7}}};
@@ -294,13 +293,14 @@ Outcome Decoder::readCodeLengths(const CodeTable& codeLengthTable, std::uint32_t
   return Outcome::goOn;
 }
 
-// Format note, RFC 1951, 3.2.2: lengths alone fix a code because of two rules. Codes of one length
-// are consecutive numbers, in the order of their symbols; and shorter codes come before longer ones
-// in the order of bits. So the first code of a length is the one behind the last code of the length
-// before, with a bit 0 appended. A symbol of length 0 does not occur and has no code.
+// Format note, RFC 1951, 3.2.2: two rules let the lengths alone define a code. Codes of one length
+// are consecutive numbers, in the order of their symbols. Shorter codes come before longer ones in
+// bit order. So the first code of a length follows the last code of the previous length, with a bit
+// 0 appended. A symbol of length 0 does not occur and has no code.
 //
-// Lengths that ask for more codes than there are yield numbers too wide for their length, which no
-// peeked value equals, and which stay below 2^25. Lengths that ask for fewer leave codes unknown.
+// If the lengths ask for more codes than there are, some numbers are too wide for their length; no
+// peeked value equals these, and they stay below 2^25. If the lengths ask for fewer, some codes are
+// unknown.
 void buildCodeTable(const CodeLengths& given, CodeTable& table) {
   std::array<std::uint32_t, maxCodeLength + 1> counter{};
   for (std::uint32_t symbol = 0; symbol < given.count; ++symbol) {
@@ -330,8 +330,8 @@ void buildCodeTable(const CodeLengths& given, CodeTable& table) {
 // Format note, RFC 1951, 3.2.5: the first code is one alphabet for three things: literal bytes 0 to
 // 255, the end of the block, and from 257 on the length of a match, whose distance follows.
 //
-// An unknown code drops the block: behind it nothing tells literals from noise.
-// The loop ends because every known symbol takes at least one bit from the input.
+// An unknown code drops the block: behind it, data can't be told from noise. The loop ends because
+// every known symbol takes at least one bit from the input.
 Outcome Decoder::decodeCompressedBlock(const CodeTable& lengthTable,
                                        const CodeTable& distanceTable) {
   blockBuffer.fill(0);
@@ -357,13 +357,13 @@ Outcome Decoder::decodeCompressedBlock(const CodeTable& lengthTable,
   }
 }
 
-// Format note, RFC 1951, 3.2.5: a match repeats bytes that came before. Length and distance are
-// each a symbol that stands for a range, and extra bits that choose from the range. A match may be
-// longer than its distance: copied byte by byte it then repeats what it has just written ("a",
-// length 5, distance 1, is "aaaaa").
+// Format note, RFC 1951, 3.2.5: a match repeats earlier bytes. Its length and its distance are each
+// a symbol for a range, and extra bits that choose within the range. A match may be longer than its
+// distance: copied byte by byte, it repeats what it has just written ("a", length 5, distance 1, is
+// "aaaaa").
 //
-// An unknown distance counts as 0: the bytes are copied onto themselves, and they are still 0.
-// It alone can take the position out of the input, and then no symbol can follow.
+// An unknown distance counts as 0: the bytes are copied onto themselves, and they are still 0. Only
+// this case can move the position out of the input, and then no symbol can follow.
 bool Decoder::copyMatch(std::uint32_t symbol, const CodeTable& distanceTable) {
   constexpr std::array<BaseAndExtra, 29> lengths = {
       {{3, 0},   {4, 0},   {5, 0},   {6, 0},   {7, 0},  {8, 0},  {9, 0},  {10, 0},
@@ -409,8 +409,8 @@ bool Decoder::append(const std::uint8_t* bytes, std::size_t count) {
 }
 
 // Format note, RFC 1951, 3.2.2: no code is the beginning of another. So codes can be tried from the
-// shortest length up, and the first that fits is the one meant. A search by length and entry is
-// slow, yet a card holds a thousand bytes.
+// shortest length up, and the first match is the right one. A search by length and entry is slow,
+// but a card holds only about a thousand bytes.
 //
 // An unknown code is consumed too, at its greatest length. A table without entries knows no code
 // and compares nothing; it consumes the 100 bits of its minLength.
@@ -429,8 +429,8 @@ std::uint32_t Decoder::decodeSymbol(const CodeTable& table) {
   return noSymbol;
 }
 
-// The number that the row and its extra bits give; nothing if there is no such row, or no such
-// bits.
+// The number that the row and its extra bits give. Nothing if there is no such row or the bits are
+// missing.
 std::optional<std::uint32_t> Decoder::readNumber(std::span<const BaseAndExtra> rows,
                                                  std::uint32_t row) {
   if (row >= rows.size()) {
@@ -446,9 +446,9 @@ std::optional<std::uint32_t> Decoder::readNumber(std::span<const BaseAndExtra> r
   return rows[row].base + extra;
 }
 
-// Format note, RFC 1951, 3.1.1: bytes are filled from their least significant bit up. Numbers are
-// packed starting with their least significant bit, Huffman codes starting with their most
-// significant one: for a code must be told from others by its first bits.
+// Format note, RFC 1951, 3.1.1: bytes are filled from their least significant bit up. Numbers start
+// with their least significant bit. Huffman codes start with their most significant bit, because
+// the first bits must tell a code from the others.
 std::uint32_t Decoder::readBits(std::uint32_t n) {
   if (!hasBits(n)) {
     return noBits;
@@ -478,7 +478,7 @@ bool Decoder::hasBits(std::uint32_t n) const {
   return bitPosition + n < 8 * bytesLeft();
 }
 
-// The bit at `offset` bits behind the position, which hasBits has granted.
+// The bit at `offset` bits behind the position. The caller has checked it with hasBits.
 std::uint32_t Decoder::bitAt(std::uint32_t offset) const {
   const std::uint32_t position = bitPosition + offset;
   return (std::uint32_t{input[bytePosition + position / 8]} >> (position % 8)) & 1;

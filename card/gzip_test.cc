@@ -10,7 +10,7 @@
 namespace kv500 {
 namespace {
 
-// Decodes from and to heap blocks of exact size, so that a sanitizer sees every step outside.
+// Decodes from and to heap blocks of exact size, so that a sanitizer sees every access outside.
 std::string decode(const ByteVector& member) {
   const ByteVector exact(member.begin(), member.end());
   ByteVector output(inflateBufferSize, 0xEE);
@@ -86,9 +86,9 @@ class Member {
     }
     return *this;
   }
-  // Ones until the input ends `bytes` behind the start of the current byte.
+  // Ones until the input ends `bytes` after the start of the current byte.
   Member& endIn(std::size_t bytes) { return ones((used / 8 + bytes) * 8 - used); }
-  // The bytes so far without a trailer, the last byte filled up with zeros.
+  // The bytes so far, without a trailer. Zeros fill the last byte.
   ByteVector raw() const { return bytes; }
   operator ByteVector() const {
     ByteVector result = bytes;
@@ -102,13 +102,13 @@ class Member {
   std::size_t used = 80;
 };
 
-// A member whose first block is sound and holds "AB".
+// A member whose first block is valid and holds "AB".
 Member ab() {
   return Member().stored(false, "AB");
 }
 
 // After "AB" a final block with the codes 00 for FE, 01 for FF and 10 for the end of the block. The
-// run that gives them their length goes on to the symbol 257, behind the end of the list.
+// run that gives them their length continues to the symbol 257, beyond the end of the list.
 Member excess() {
   return ab().dynamic(true, 0).zeros(254).code(2, 3).code(4, 3).number(0, 2).code(1, 3);
 }

@@ -7,7 +7,7 @@
 namespace kv500 {
 namespace {
 
-/// The XML text of one file's gzip data; empty if they don't decode.
+/// The XML text of one file's gzip data. Empty if the data can't be decoded.
 std::string gunzipText(const ByteVector& gzipData) {
   const ByteVector decoded = gunzipBytes(gzipData);
   return {decoded.begin(), decoded.end()};

@@ -9,7 +9,7 @@ constexpr std::size_t vdHeaderSize = 8;            // Bytes: four offsets.
 constexpr std::size_t pdHeaderSize = 2;            // Bytes: a length.
 constexpr std::size_t smallestBlock = 3;           // Data bytes of one READ BINARY.
 constexpr std::size_t largestBlock = 270;          // Data bytes of one READ BINARY.
-constexpr std::uint8_t lastBlock = 0x7F;           // The highest offset that READ BINARY can name.
+constexpr std::uint8_t lastBlock = 0x7F;           // The highest block that READ BINARY can name.
 constexpr std::int32_t smallestPdLength = 256;     // Bytes.
 constexpr std::int32_t largestLength = 128 * 256;  // Bytes: all blocks that READ BINARY can name.
 
@@ -21,14 +21,14 @@ std::int32_t bigEndian16(const ByteVector& bytes, std::size_t at) {
   return bytes[at] << 8 | bytes[at + 1];
 }
 
-/// Sends a command, which the card has to accept.
+/// Sends a command that the card must accept.
 bool exchangeAccepted(CardChannel& card, const ByteVector& command, ByteVector& data) {
   StatusWord status;
   return exchangeApdu(card, command, data, status) && status.sw1 == sw1Success;
 }
 
-/// How many bytes EF.VD's header announces: the lengths of general and protected data, each from
-/// two big-endian offsets, start and end. -1 if the header is cut off.
+/// The number of bytes that EF.VD's header announces: the lengths of general and protected data.
+/// Two big-endian offsets, start and end, give each length. -1 if the header is cut off.
 std::int32_t announcedVdLength(const ByteVector& header) {
   if (header.size() < vdHeaderSize) {
     return -1;
@@ -37,7 +37,7 @@ std::int32_t announcedVdLength(const ByteVector& header) {
          bigEndian16(header, 4);
 }
 
-/// Reads the first block of a file and finds out how many bytes of gzip data are to be had.
+/// Reads the first block of a file and determines the number of bytes of gzip data.
 bool readFileStart(CardChannel& card, InsuranceFile file, ByteVector& start, std::int32_t& length) {
   if (file == InsuranceFile::Pd) {
     if (!exchangeAccepted(card, readBinaryPd, start) || !isBlockSize(start.size(), smallestBlock)) {
@@ -59,7 +59,7 @@ bool readFurtherBlocks(CardChannel& card, std::size_t length, ByteVector& data) 
   ByteVector response;
   StatusWord status;
   for (std::uint8_t block = 1; data.size() < length; ++block) {
-    // A warning with data passes: the status word is not looked at.
+    // A warning with data is accepted: the status word is not checked.
     if (block > lastBlock || !exchangeApdu(card, readBinaryBlock(block), response, status) ||
         !isBlockSize(response.size(), smallestBlock)) {
       return false;

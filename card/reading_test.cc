@@ -6,7 +6,7 @@
 namespace kv500 {
 namespace {
 
-/// The commands to a card by one letter each.
+/// The commands to a card; one letter stands for each.
 const std::map<std::string, char> commandLetters = {
     {"00A4000C023F00", 'M'},          // SELECT MF
     {"00B082000C", 'G'},              // READ BINARY of EF.GDO
@@ -28,10 +28,10 @@ std::string hexText(const ByteVector& bytes) {
   return text.str();
 }
 
-/// A card at hand, without a reader in between. `sent` tells the commands that it was sent.
+/// A card without a reader. `sent` holds the commands that it got.
 class CardAtHand final : public CardChannel {
  public:
-  /// `overrides` has a line a command, with the command's letter in place of its bytes.
+  /// `overrides` has one line per command, with the command's letter instead of its bytes.
   explicit CardAtHand(const std::string& overrides, const std::string& vd = vdXml,
                       const std::string& pd = pdXml("A123456789"))
       : card(healthCard(vd, pd, inBytes(overrides))) {}
@@ -70,7 +70,7 @@ class CardAtHand final : public CardChannel {
   }
 };
 
-/// A response: these data in hexadecimal, filled up with 11 to so many bytes, and a status word.
+/// A response: these data in hexadecimal, padded with 11 to that many bytes, and a status word.
 std::string response(const std::string& data, std::size_t size, const std::string& status) {
   std::string text = data;
   while (text.size() < 2 * size) {
@@ -99,14 +99,14 @@ TEST(CardReading, TellsHealthCardsFromOthers) {
       {"M remove", unreadable, "MH"},
       {"G 6A82", other, "MG"},
       {"G fail", health, "MGH"},
-      {"G 90", health, "MGH"},  // No status word is a failed exchange.
+      {"G 90", health, "MGH"},  // A response without a status word is a failed exchange.
       {"G 6C0C\nG 5A0A80279000", health, "MGG"},
       {"G 6C0C\nG 6C0C", other, "MGG"},
       {"G 6C0C\nG fail\nH 6A82", other, "MGGH"},
       {"G 6108", health, "MGv"},
       {"G 6C08\nv 5A0A80276282", health, "MGv"},
       {"G 5A0A809000", other, "MG"},
-      {"G 5A0A802700", other, "MG"},  // The status word is no data.
+      {"G 5A0A802700", other, "MG"},  // The status word is not data.
       {"G 5A0A80279000", health, "MG"},
       {"G 5A0A80276282", health, "MG"},
       {"G 5A0A8026009000", other, "MG"},
@@ -136,7 +136,7 @@ TEST(CardReading, EveryLimitHasTwoSides) {
       {"H fail", false, "H"},
       {"S 6A82", true, "HSvVHSP1"},
       {"S fail", false, "HS"},
-      // The header of EF.VD: four offsets, whose sum of lengths is 0 to 32768.
+      // The header of EF.VD: four offsets. The sum of the two lengths is 0 to 32768.
       {"v fail", false, "HSv"},
       {"v 00080010FFFFFFFF6282", false, "HSv"},
       {"v 00080010FFFFFF9000", false, "HSv"},
@@ -146,7 +146,7 @@ TEST(CardReading, EveryLimitHasTwoSides) {
       {"v 00008000FFFFFFFF9000\n1 fail", false, "HSvV1"},
       {"v 00008001FFFFFFFF9000", false, "HSv"},
       {"v 0000FFFF0000FFFF9000", false, "HSv"},
-      // The first read of EF.VD: 8 to 270 bytes. It is the last if it covers the length.
+      // The first read of EF.VD: 8 to 270 bytes. If it covers the length, it is the only read.
       {"V 6A82", false, "HSvV"},
       {"V " + response("", 7, "9000"), false, "HSvV"},
       {"V " + response("", 8, "9000") + "\n1 fail", false, "HSvV1"},
@@ -155,7 +155,7 @@ TEST(CardReading, EveryLimitHasTwoSides) {
       {"V " + response("", 256, "6281"), false, "HSvV"},
       {"v 000800F8001000189000\n1 fail", false, "HSvVHSP1"},
       {"v 000800F9001000189000\n1 fail", false, "HSvV1"},
-      // The first read of EF.PD: 3 to 270 bytes, and a length of 256 to 32768 in them.
+      // The first read of EF.PD: 3 to 270 bytes, with a length of 256 to 32768 in them.
       {"P 01009000", false, "HSvVHSP"},
       {"P 0100119000\n1 fail", false, "HSvVHSP1"},
       {"P " + response("0120", 270, "9000") + "\n1 fail", false, "HSvVHSP1"},
@@ -165,12 +165,12 @@ TEST(CardReading, EveryLimitHasTwoSides) {
       {"P " + response("0100", 200, "9000") + "\n1 fail", false, "HSvVHSP1"},
       {"P " + response("8000", 256, "9000") + "\n1 fail", false, "HSvVHSP1"},
       {"P " + response("8001", 256, "9000"), false, "HSvVHSP"},
-      // A length that ends with a block, and one byte more.
+      // A length that ends with a block, and one more byte.
       {"P " + response("01FE", 256, "9000") + "\n1 " + response("", 256, "9000"), false,
        "HSvVHSP1"},
       {"P " + response("01FF", 256, "9000") + "\n1 " + response("", 256, "9000"), false,
        "HSvVHSP12"},
-      // Further blocks: 3 to 270 bytes with whatever status.
+      // Further blocks: 3 to 270 bytes with any status.
       {"1 11119000", false, "HSvVHSP1"},
       {"1 6A82", false, "HSvVHSP1"},
       {"1 1111116A82\n2 fail", false, "HSvVHSP12"},

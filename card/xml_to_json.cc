@@ -32,8 +32,8 @@ std::string xmlToJson(const std::string& xml) {
   return stream.str();
 }
 
-// The recursion is as deep as the document, and the parser refuses to go deeper than
-// TINYXML2_MAX_ELEMENT_DEPTH, 100. Siblings, of which there can be many, take the loop.
+// The recursion is as deep as the document; the parser refuses documents deeper than
+// TINYXML2_MAX_ELEMENT_DEPTH, 100. There can be many siblings, so these are handled in the loop.
 void writeElements(std::ostream& stream, const tinyxml2::XMLElement* element) {
   for (; element != nullptr; element = element->NextSiblingElement()) {
     stream << '"' << localName(*element) << "\":";
@@ -48,8 +48,8 @@ void writeElements(std::ostream& stream, const tinyxml2::XMLElement* element) {
   }
 }
 
-// Depth first, each element before its children. The loop ends because every turn goes forward in
-// document order: down to a child, or across to a sibling of the node or its nearest ancestor.
+// Depth first, each element before its children. The loop ends because every turn moves forward in
+// document order: down to a child, or across to a sibling of the node or of its nearest ancestor.
 const tinyxml2::XMLElement* findElement(const std::string& name,
                                         const tinyxml2::XMLDocument* document) {
   const tinyxml2::XMLNode* node = document->FirstChild();

@@ -31,14 +31,14 @@ TEST(XmlToJson, WritesTheElementsUnderTheRoot) {
       // Names and attributes.
       {"<n:r xmlns:n=\"u\"><n:a k=\"v\" n:l=\"w\">1</n:a><n:m:b>2</n:m:b></n:r>",
        "\"a\":\"1\",\n\"m:b\":\"2\"\n"},
-      // Only the first node of an element is its text, and text beside elements is none.
+      // Only the first node of an element is its text. Text beside elements does not count.
       {"<r>t<a>u<b>v</b>w</a>x</r>", "\"a\":\n{\n\"b\":\"v\"\n}\n"},
       {"<r><a/><b></b><c> </c><d><!--x--></d></r>",
        "\"a\":\"\",\n\"b\":\"\",\n\"c\":\"\",\n\"d\":\"\"\n"},
       {"<r><a><!--c-->x</a><b>x<!--c-->y</b></r>", "\"a\":\"\",\n\"b\":\"x\"\n"},
       {"<r><!--c--><a>1</a><!--c--><b>2</b><!--c--></r>", "\"a\":\"1\",\n\"b\":\"2\"\n"},
       {"<r><a><![CDATA[<x>&amp;]]></a></r>", "\"a\":\"<x>&amp;\"\n"},
-      // Bytes as they come, blanks and line breaks too; references resolved and not escaped.
+      // Bytes are unchanged, also blanks and line breaks. References are resolved and not escaped.
       {"<r><a> J\xF6rg\n \\ \x80\xA4\xFF </a><\xE4>1</\xE4></r>",
        "\"a\":\" J\xF6rg\n \\ \x80\xA4\xFF \",\n\"\xE4\":\"1\"\n"},
       {"<r><a>x &amp; &quot;&lt;&#65;&#228;</a></r>", "\"a\":\"x & \"<A\xC3\xA4\"\n"},
@@ -64,11 +64,11 @@ TEST(XmlToJson, FindsTheFirstElementInDocumentOrder) {
       "<?xml version=\"1.0\"?><!--note--><p:r><a><b><c>deep</c></b></a><p:c>second</p:c>"
       "<d><e/></d><f k=\"1\">&amp;\xE4</f><g><h>x</h></g><i><!--c-->x</i><n:m:o>two</n:m:o></p:r>";
   for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
-           {"c", "deep"},   // of several the first, however deep
+           {"c", "deep"},   // the first of several, however deep
            {"f", "&\xE4"},  // after climbing out of two levels, and out of one
            {"m:o", "two"},  // only the first prefix is dropped
            {"e", ""},       // without text
-           {"g", ""},       // a child element in place of the text
+           {"g", ""},       // a child element instead of text
            {"i", ""},       // the text is not its first node
            {"p:c", ""},     // names have no prefix here
            {"C", ""},

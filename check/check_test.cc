@@ -21,7 +21,7 @@ using platform::Browser;
 using platform::ServiceFacts;
 using State = ServiceFacts::State;
 
-/// A machine on which all is well but for what a row changes.
+/// A machine without any problem, except for what a row changes.
 class CheckTest : public kv500::WorldTest {
  protected:
   void makeWell() {
@@ -50,7 +50,7 @@ class CheckTest : public kv500::WorldTest {
 
   Folder here() const { return {folder}; }
 
-  /// What a look finds, as lines.
+  /// The findings of a look, as lines.
   static std::string linesOf(const Findings& findings) {
     return asLines(findings, Language::English);
   }
@@ -62,7 +62,7 @@ class CheckTest : public kv500::WorldTest {
   kv500::Settings settings;
 };
 
-/// A change of the machine, and what has to stand in the lines then.
+/// A change of the machine, and what the lines must then contain.
 struct Row {
   std::function<void()> change;
   std::string level, text;
@@ -362,7 +362,7 @@ TEST_F(CheckTest, Log) {
          writeLog({start, "Only one KV500 can be connected!"});
        },
        "warn", "several readers"},
-      // What stands before the last start is history, unless the next one has only just begun.
+      // What is before the last start is history, unless that start has only just happened.
       {[&] {
          writeLog({start, "Could not open port", start});
        },
@@ -382,7 +382,7 @@ TEST_F(CheckTest, Log) {
          std::filesystem::create_directory(folder / "log.txt");
        },
        "fail", "can't be written"},
-      // A file with a hole, of which the end is read.
+      // A sparse file whose end is read.
       {[&] { std::filesystem::resize_file(folder / "log.txt", 1'000'000'000); }, "warn", "1000 MB"},
   };
   for (const Row& row : rows) {
@@ -435,7 +435,7 @@ TEST_F(CheckTest, Answer) {
       {send(good), "ok", "sees no reader"},
       {send(""), "fail", "closed without an answer"},
       {send("SSH-2.0-\x1b[31m\r\n"), "fail", "not the service: SSH-2.0-?[31m"},
-      {[](platform::SOCKET client) {  // Until the other side has had enough.
+      {[](platform::SOCKET client) {  // Until the other side gives up.
          for (int i = 0; i < 1000 && platform::send(client, "aaaaaaaaaaaaaaaa", 16) > 0; ++i) {
            std::this_thread::sleep_for(std::chrono::milliseconds(5));
          }

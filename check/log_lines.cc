@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t endOfLog = 65536;  // Bytes.
 
-/// The time at the front of a line as the service writes it: "[dd-mm-yyyy hh:mm:ss] ".
+/// The time at the beginning of a line as the service writes it: "[dd-mm-yyyy hh:mm:ss] ".
 std::optional<std::int64_t> timeOf(const std::string& line) {
   const std::string form = "[00-00-0000 00:00:00] ";
   const auto fits = [](char shape, char c) {

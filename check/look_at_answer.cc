@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint32_t answerLimit = 2500;  // Milliseconds, less than the limit of a look.
 
-/// The value of a header line, empty without one.
+/// The value of a header line; empty if there is none.
 std::string headerValue(const std::string& answer, const std::string& name) {
   const std::size_t at = answer.find("\r\n" + name + ": ");
   const std::size_t begin = at + name.size() + 4;

@@ -22,8 +22,8 @@ const char* nameOf(Browser browser) {
   }
 }
 
-/// The lists of Chrome and Edge in the order in which they decide: the first that takes in the
-/// page.
+/// The lists of Chrome and Edge in the order of their precedence: the first list that covers the
+/// page decides.
 struct List {
   const char* name;
   bool allows;
@@ -39,7 +39,7 @@ std::string inWords(const PolicyValue& value) {
   return value.name + " = " + value.value;
 }
 
-/// What the policies of one browser say of the page, as far as they say anything.
+/// What the policies of one browser say about the page, if they say anything.
 class Judgement {
  public:
   Judgement(Browser browser, std::vector<PolicyValue> values, std::string origin)
@@ -56,7 +56,7 @@ class Judgement {
       }
     }
     Findings findings = firefox();
-    // Of an unknown page only what is said of all pages is known.
+    // For an unknown page only what applies to all pages is known.
     for (const List& list : lists) {
       for (const PolicyValue& value : entriesOf(list)) {
         if (origin_ == "*" && !list.allows) {
@@ -86,7 +86,7 @@ class Judgement {
             texts::policyForbidsAdvice};
   }
 
-  /// Firefox has a switch for the whole, and a list of domains that it passes over.
+  /// Firefox has a switch for everything, and a list of domains that are exempt from it.
   Findings firefox() const {
     for (const PolicyValue& value : values_) {
       const bool isOff = value.value == "false" || value.value == "0";

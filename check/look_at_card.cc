@@ -9,8 +9,8 @@ namespace {
 
 using platform::ReaderFacts;
 
-/// How long a transaction may last before somebody counts as holding the card. The service, too, is
-/// in one while it reads a card.
+/// A transaction that lasts longer than this means that another program holds the card. The
+/// service, too, is in a transaction while it reads a card.
 constexpr std::chrono::milliseconds transactionLimit{2500};
 
 std::string hexText(const std::vector<std::uint8_t>& bytes) {
@@ -24,8 +24,8 @@ std::string hexText(const std::vector<std::uint8_t>& bytes) {
   return text;
 }
 
-/// Opens a connection beside those of others, asks whether the card is there and leaves it as it
-/// is. While another program is in a transaction this waits for its end.
+/// Opens a connection beside those of others, asks whether the card is there and leaves it
+/// unchanged. If another program is in a transaction, this waits for its end.
 Findings connectOnce(const std::string& reader, const Services& services) {
   const PcscLook pcsc(services);
   platform::SCARDHANDLE card = 0;

@@ -14,9 +14,9 @@ using Kind = platform::FileFacts::Kind;
 
 constexpr std::uint64_t megabyte = 1'000'000;
 constexpr std::uint64_t largestLog = 50 * megabyte;
-constexpr std::int64_t freshStart = 15;  // Seconds, after which a start has had its say.
+constexpr std::int64_t freshStart = 15;  // Seconds; after that a start has logged its failures.
 
-/// A reason that the log can give, and the look that tells more.
+/// A reason that the log can give, and the look that tells more about it.
 struct Reason {
   const Phrase& phrase;
   const char* look;
@@ -36,8 +36,8 @@ const std::vector<Reason>& reasons() {
   return all;
 }
 
-/// The lines since the last start; with those of the start before if the last one was just now, as
-/// it may not have failed yet.
+/// The lines since the last start. If the last start was just now, it may not have failed yet; then
+/// the lines since the start before it.
 std::vector<LogLine> linesOfLastStart(const std::vector<LogLine>& lines) {
   const auto isStart = [](const LogLine& line) { return line.text == log_texts::started; };
   auto last = std::find_if(lines.rbegin(), lines.rend(), isStart);

@@ -28,7 +28,7 @@ Finding judgeNobody(std::uint16_t port) {
   return {Level::Fail, {texts::portNobody, {number}}, texts::portNobodyAdvice};
 }
 
-/// Of a listener that is not the service.
+/// For a listener that is not the service.
 Finding judgeOther(const Listener& listener, std::uint16_t port) {
   const std::string program = listener.program.empty() ? "?" : listener.program;
   const std::string process = listener.processId == 0 ? "?" : std::to_string(listener.processId);
@@ -52,7 +52,7 @@ Findings lookAtPort(const kv500::Settings& settings, const Services& services) {
     if (isService(*ipv4, services.kv500.processId)) {
       findings.push_back({Level::Ok, {texts::portServed, {std::to_string(port)}}});
     } else if (ipv4->processId == 0 && ipv4->program.empty()) {
-      // What answers there shows whether it is the service.
+      // Its answer shows whether it is the service.
       findings.push_back({Level::Ok, {texts::portSomebody, {std::to_string(port)}}});
     } else {
       findings.push_back(judgeOther(*ipv4, port));

@@ -92,7 +92,7 @@ Findings lookAtService(const Folder& folder, const Services& services) {
          {texts::serviceElsewhere, {folderText, platform::textFromPath(facts.program)}},
          texts::serviceElsewhereAdvice});
   }
-  // The log of another folder tells nothing of this service.
+  // The log of another folder says nothing about this service.
   findings.push_back(
       judgeState(facts, std::max(facts.restarts, isElsewhere ? 0 : startsOfLate(folder))));
   if (!facts.account.empty() && !isSameName(facts.account, facts.usualAccount)) {

@@ -25,7 +25,7 @@ Finding judgeActive(std::uint32_t id, const platform::SessionFacts& facts, Level
 }  // namespace
 
 Findings lookAtSession(const kv500::Settings& settings) {
-  // Who wants no browser is short of messages alone.
+  // If no browser is to be started, only messages are missing.
   const Level trouble = settings.callBrowser ? Level::Fail : Level::Warn;
   std::vector<std::uint32_t> active;
   for (const platform::Session& session : platform::listSessions()) {

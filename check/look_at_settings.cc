@@ -32,7 +32,7 @@ std::string inWords(const Settings& settings) {
 bool isUtf16(const std::string& content) {
   const std::string start = content.substr(0, 2);
   const bool hasMark = start == "\xFF\xFE" || start == "\xFE\xFF";
-  // Without a mark one byte of each letter's two is zero.
+  // Without a byte order mark, one of the two bytes of each letter is zero.
   const bool hasZeros = content.size() > 1 && (content[0] == '\0') != (content[1] == '\0');
   return hasMark || hasZeros;
 }
@@ -60,7 +60,7 @@ Finding judgeUnknownName(const std::string& name) {
     }
     return {Level::Warn, {texts::settingsUnknown, {name}}, {texts::settingsUnknownAdvice, {all}}};
   }
-  // Names are letters, whose cases differ in this one bit.
+  // Names are letters; upper and lower case differ only in this bit.
   const bool onlyCase = std::equal(bare.begin(), bare.end(), nearest.begin(), nearest.end(),
                                    [](char a, char b) { return (a | 0x20) == (b | 0x20); });
   return {Level::Fail,

@@ -1,4 +1,4 @@
-// The process entry of kv500-check.
+// The entry point of kv500-check.
 #include "check/program.h"
 #include "support/process_end.h"
 

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t mostFaults = 2;
 constexpr std::size_t longestName = 40;  // Nothing longer is near to any name.
 
-/// Levenshtein's distance, upper and lower case alike.
+/// The Levenshtein distance; upper and lower case are the same.
 std::size_t distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});

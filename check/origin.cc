@@ -14,7 +14,7 @@ struct Parts {
   std::string port;  ///< With its colon.
 };
 
-/// Without any check.
+/// Checks nothing.
 Parts split(const std::string& text) {
   Parts parts;
   std::string rest = text;
@@ -61,7 +61,7 @@ bool isOrigin(const std::string& text) {
 bool patternMatches(const std::string& pattern, const std::string& origin) {
   std::string trimmed = pattern;
   while (trimmed.ends_with("/") || trimmed.ends_with("/*")) {
-    trimmed.resize(trimmed.rfind('/'));  // Shorter in each round.
+    trimmed.resize(trimmed.rfind('/'));  // It gets shorter in each round.
   }
   if (trimmed == "*" || trimmed == "*:/" || trimmed == "*://*") {
     return true;

@@ -14,7 +14,7 @@ const char* nameOf(Level level) {
   }
 }
 
-/// Texts have no control characters any more.
+/// The texts contain no control characters any more.
 std::string quoted(const std::string& text) {
   std::string result = "\"";
   for (const char c : text) {

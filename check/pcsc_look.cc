@@ -28,7 +28,7 @@ std::uint32_t PcscLook::listReaders(std::vector<std::string>& names) const {
   if (result == platform::SCARD_E_NO_READERS_AVAILABLE) {
     return platform::SCARD_S_SUCCESS;
   }
-  // One more, which stays zero, whatever is written.
+  // One more byte, which stays zero whatever is written.
   std::vector<char> list(length + 1);
   if (result == platform::SCARD_S_SUCCESS) {
     result = platform::SCardListReadersA(context_, list.data(), length);

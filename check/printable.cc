@@ -7,7 +7,7 @@ namespace {
 
 struct Character {
   std::uint32_t codePoint;
-  std::size_t length;  ///< 0: no good UTF-8 begins here.
+  std::size_t length;  ///< 0: not at the start of valid UTF-8.
 };
 
 Character characterAt(const std::string& bytes, std::size_t at) {

@@ -23,7 +23,8 @@ using Clock = Limited<Findings>::Clock;
 using kv500::Settings;
 
 constexpr std::chrono::milliseconds passPause{1000};
-/// For what comes before and behind the two rounds of looks, so that all ends within 10 seconds.
+/// For the work before and after the two rounds of looks, so that everything ends within 10
+/// seconds.
 constexpr std::chrono::milliseconds managerLimit{1500};
 constexpr std::chrono::milliseconds shortLimit{700};
 
@@ -32,7 +33,7 @@ struct Look {
   std::function<Findings()> work;
 };
 
-/// Runs looks side by side. One that hangs is not started a second time.
+/// Runs looks in parallel. A look that hangs is not started a second time.
 class Runner {
  public:
   Findings run(const std::vector<Look>& looks) {
@@ -60,7 +61,7 @@ class Runner {
   std::map<std::string, Limited<Findings>> pending_;
 };
 
-/// The settings of a look that may come to its end after its time.
+/// The settings. A look may still set them after its time limit.
 class LockedSettings {
  public:
   Settings get() const {
@@ -77,7 +78,7 @@ class LockedSettings {
   Settings settings_;
 };
 
-/// Everything, in two rounds: where to look follows from the settings.
+/// Runs all looks, in two rounds: the settings tell where the second round must look.
 Findings lookAround(const Folder& folder, const Services& services, Runner& runner) {
   const auto read = std::make_shared<LockedSettings>();
   const Findings settingsFindings = runner.run({{"settings", [folder, read] {
@@ -107,13 +108,14 @@ Findings lookAround(const Folder& folder, const Services& services, Runner& runn
   return findings;
 }
 
-/// Before any other thread is at work: where the service manager is a program that is started, a
-/// process with few threads starts it best. Nothing is known of services that it does not tell of.
+/// Called before any other thread is at work: if the service manager is a program that must be
+/// started, a process with few threads starts it best. If it does not tell about a service, nothing
+/// is known about that service.
 Services askServices() {
   return within<Services>(managerLimit, askServiceManager).value_or(Services());
 }
 
-/// Until nothing fails or the time is over, at least once.
+/// Repeats the looks until nothing fails or the time is over, but runs them at least once.
 Findings lookUntil(Clock::time_point end, const Folder& folder, const Services& first) {
   Runner runner;
   Findings findings = lookAround(folder, first, runner);
@@ -124,7 +126,7 @@ Findings lookUntil(Clock::time_point end, const Folder& folder, const Services& 
   return findings;
 }
 
-/// Where the files lie. None if there is no such folder.
+/// The folder of the files. None if there is no such folder.
 std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
                                    const std::filesystem::path& service) {
   if (!given) {
@@ -136,7 +138,7 @@ std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
   const auto path = asGiven.has_filename() ? asGiven : asGiven.parent_path();
   const auto facts =
       within<platform::FileFacts>(shortLimit, [path] { return platform::inspectFile(path); });
-  // A folder that does not answer is one; the looks say so.
+  // A folder that does not answer counts as a folder; the looks report it.
   const bool isFolder = !facts || facts->kind == platform::FileFacts::Kind::Folder;
   return isFolder ? std::optional(Folder{path, true}) : std::nullopt;
 }

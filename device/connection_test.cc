@@ -5,11 +5,11 @@ namespace {
 
 using namespace platform;
 
-/// Lets the world do something, or fail a call, before the state is asked for.
+/// Changes the world, or makes a call fail, before the test asks for the state.
 struct Step {
-  std::string what;  ///< The call that fails next with `code`; or what happens, see `run`.
+  std::string what;  ///< The call that fails next with `code`, or an event; see `run`.
   std::uint32_t code;
-  std::string state;  ///< Then, after one step of the state machine.
+  std::string state;  ///< The state after one step of the state machine.
 };
 
 class ConnectionTest : public DeviceTest {

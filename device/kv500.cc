@@ -9,14 +9,14 @@ namespace kv500 {
 KV500::KV500(PcscService* owner) : Device("KV500", owner) {
   readSettings();
   const auto run = [](void* self) { static_cast<KV500*>(self)->cardCheckLoop(); };
-  // Without the watcher the actions still check the card themselves; only the browser is missing.
+  // Without the watcher the actions still check the card themselves; only no browser is started.
   cardCheckThread.start(run, this);
 }
 
 KV500::~KV500() {
   stopRequested = true;
-  // A watcher in the middle of a card read takes as long as the card takes, and nothing of this
-  // object may go under it.
+  // A watcher that is reading a card takes as long as the card takes. This object must not be
+  // destroyed meanwhile.
   if (cardCheckThread.running) {
     platform::WaitForSingleObject(cardCheckThread.handle, platform::INFINITE);
     cardCheckThread.close();

@@ -1,4 +1,4 @@
-// The actions that a client comes for.
+// The actions that a client can request.
 #include "card/card_kind.h"
 #include "card/insurance_data.h"
 #include "device/kv500.h"

@@ -1,7 +1,7 @@
-// The two facts on which every answer rests: is a usable reader attached, is a card connection
+// The two facts that every answer depends on: is a usable reader attached, and is a card connection
 // open.
 //
-// A reader that has gone shows as a failing call here; the PC/SC thread only brings readers in.
+// If a reader has gone, a call fails here. The PC/SC thread only attaches readers.
 #include <array>
 #include <sstream>
 

@@ -1,4 +1,4 @@
-// From the accepted connection to the action, and the answers on their way out.
+// The way from the accepted connection to the action, and the sending of answers.
 #include "device/kv500.h"
 #include "frontend/allowed_hosts.h"
 #include "frontend/http_request.h"
@@ -21,7 +21,7 @@ void KV500::handleConnection(TcpSocket& client) {
   } catch (const std::string& failure) {
     requestLog.write("Exception: " + failure);
   } catch (...) {
-    // Without a text there is nothing to say; the client sees the connection closed.
+    // Without a text there is nothing to log; the client sees that the connection is closed.
   }
 }
 
@@ -70,7 +70,7 @@ void KV500::runAction(const std::string& action, TcpSocket& client, bool isHead)
   }
 }
 
-// What `send` reports is of no use to anybody: a client that has gone has gone.
+// The result of `send` is ignored: if the client has gone, nobody needs it.
 
 void KV500::writeResponse(TcpSocket& client, bool isHead, const ActionResult& result,
                           const std::string& daten) {

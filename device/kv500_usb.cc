@@ -1,5 +1,5 @@
-// The name of a PC/SC reader alone does not make it usable: exactly one known USB device has to be
-// plugged in, and its path tells the serial number.
+// The name of a PC/SC reader alone does not make it usable. Exactly one known USB device must be
+// plugged in; its path contains the serial number.
 #include "device/kv500.h"
 #include "device/usb_path.h"
 #include "platform/usb_devices.h"

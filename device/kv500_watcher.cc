@@ -1,5 +1,5 @@
-// Polls the card, so that reader and card are known without any client asking, and turns a new card
-// into the start of a browser.
+// Polls the card, so that the state of reader and card is known even if no client asks. Starts a
+// browser when a new card is inserted.
 #include "card/card_kind.h"
 #include "card/insurance_data.h"
 #include "device/browser_command.h"
@@ -11,10 +11,10 @@ namespace kv500 {
 namespace {
 
 constexpr std::uint32_t pollInterval = 250;  // Milliseconds.
-/// Polls without a card before the next one counts as new; fewer are a card that was only moved.
+/// Polls without a card before the next card counts as new. After fewer, the card was only moved.
 constexpr std::uint32_t newCardPolls = 5;
 
-/// A primary token of the user in the active session, which the caller closes. 0 if there is none.
+/// A primary token of the user in the active session; the caller closes it. 0 if there is none.
 platform::HANDLE activeUserToken() {
   const auto session = findActiveSession();
   platform::HANDLE token = 0;
@@ -33,7 +33,7 @@ platform::HANDLE activeUserToken() {
 
 void KV500::cardCheckLoop() {
   std::uint32_t absentPolls = newCardPolls;  // The first card after the start is a new one.
-  for (;;) {  // Until the stop is requested, which is looked at in each round.
+  for (;;) {  // Until somebody requests the stop; each round checks for that.
     platform::Sleep(pollInterval);
     if (stopRequested) {
       return;
@@ -81,7 +81,7 @@ bool KV500::startBrowser(const std::string& cardId) {
   platform::DestroyEnvironmentBlock(environment);
   platform::CloseHandle(token);
   if (created) {
-    // The browser is the user's from now on; nobody watches it or waits for it.
+    // The browser now belongs to the user. Nobody watches it or waits for it.
     platform::CloseHandle(process.hThread);
     platform::CloseHandle(process.hProcess);
   }

@@ -45,7 +45,7 @@ TEST_F(PcscChannelTest, AFailureLeavesTheOutputAsItWas) {
   EXPECT_EQ(world().faults.calls("SCardTransmit"), 0u) << "too long to be sent";
   world().faults.fail("SCardTransmit");
   EXPECT_FALSE(channel.transmitApdu({0, 0, 0, 0}, output));
-  // A first call that gives a length of 0, after which the second one gives the true length.
+  // A first call that gives a length of 0; the second call gives the true length.
   world().faults.fail("SCardGetAttrib", Faults::Plan{.code = platform::SCARD_S_SUCCESS});
   EXPECT_FALSE(channel.readAtr(output));
   for (unsigned call = 0; call < 2; ++call) {

@@ -15,13 +15,13 @@ namespace kv500 {
 namespace {
 
 constexpr std::uint32_t passInterval = 1000;  // Milliseconds.
-constexpr std::uint32_t endLimit = 3000;      // Milliseconds: a pass, and what it has in hand.
+constexpr std::uint32_t endLimit = 3000;      // Milliseconds: enough for a pass and its work.
 
 }  // namespace
 
 void PcscService::takeDown() {
-  // If the limit runs out the thread stands in a message box or in the start of the smart-card
-  // service; it ends with the process.
+  // If the limit runs out, the thread waits in a message box or for the start of the smart-card
+  // service. It ends with the process.
   platform::WaitForSingleObject(pcscThread.handle, endLimit);
   pcscThread.close();
 }
@@ -40,7 +40,7 @@ void PcscService::runGuarded() {
 
 void PcscService::pRun() {
   bool warnedAboutSeveral = false;
-  for (;;) {  // Until the stop event, which is looked at in each pass.
+  for (;;) {  // Until the stop event; each pass checks it.
     platform::Sleep(passInterval);
     if (stopEvent.isSet()) {
       if (device->isReaderPresent()) {
@@ -67,7 +67,7 @@ void PcscService::runPass(bool& warnedAboutSeveral) {
   trackReader(list, warnedAboutSeveral);
 }
 
-/// Gets the list of readers and PC/SC's result for it. False if there is no context yet: the
+/// Gets the list of readers and PC/SC's result for it. False if there is no context yet because the
 /// smart-card service has only just been started.
 bool PcscService::listReaders(std::vector<char>& list, std::uint32_t& result) {
   const ScopedLock guard(serviceLock);

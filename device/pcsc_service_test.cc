@@ -34,7 +34,7 @@ class PcscServiceTest : public DeviceTest {
   ~PcscServiceTest() override { stop(); }
 
   void startLoop() {
-    // Long after whatever another test has logged under a key.
+    // Long after anything that another test has logged under a key.
     world().clockTime = laterTime += 1'000'000;
     makeDevice();
     world().onExit = [](std::uint32_t exitCode) { throw ProcessEnded{exitCode}; };
@@ -91,7 +91,7 @@ TEST_F(PcscServiceTest, TwoReadersAreNoneAndAreToldOnce) {
   EXPECT_TRUE(reaches("reader"));
   world().readers.plug();
   EXPECT_TRUE(reaches("none"));
-  // A list error makes the next pair of readers worth a notice again.
+  // After a list error the next pair of readers causes a notice again.
   world().faults.fail("SCardListReadersA", Faults::Plan{.code = 0x1F});
   waitForPasses(2);
   EXPECT_EQ(world().sessions.notices().size(), 2u);

@@ -8,17 +8,17 @@
 namespace kv500 {
 namespace {
 
-constexpr std::int64_t bytes = 1'000'000;         // At once, and in an hour.
+constexpr std::int64_t bytes = 1'000'000;         // At once, and per hour.
 constexpr std::int64_t hour = 3'600'000;          // Ticks of platform::clock, milliseconds.
 constexpr std::int64_t reportInterval = 300'000;  // Milliseconds.
 
-// A byte counts as an hour's ticks here, and each tick gives back as much as there are bytes in an
-// hour's share, so that nothing is lost to rounding.
+// A byte counts as the ticks of one hour. Each tick gives back as much as there are bytes in an
+// hour's share. Thus nothing is lost to rounding.
 constexpr std::int64_t byteCost = hour;
 constexpr std::int64_t refillOfATick = bytes;
 
-/// The bytes of a line in the file: time and line end around it, a carriage return for each line
-/// feed in it.
+/// The bytes of a line in the file: the time and the line end around it, and a carriage return for
+/// each line feed in it.
 std::int64_t sizeOf(const std::string& text) {
   constexpr std::int64_t around = 24;
   return around + static_cast<std::int64_t>(text.size()) +
@@ -59,7 +59,7 @@ void RequestLog::reportDropped() {
 
 bool RequestLog::take(std::int64_t size) {
   const std::int64_t now = platform::clock();
-  // Bounded before the multiplication: after an hour all is given back anyway.
+  // Limited before the multiplication: after an hour everything is given back anyway.
   const std::int64_t elapsed = std::min(now - refilledAt, hour);
   spent = std::max<std::int64_t>(0, spent - elapsed * refillOfATick);
   refilledAt = now;

@@ -8,7 +8,7 @@ namespace {
 constexpr std::uint64_t lowestPort = 1024;
 constexpr std::uint64_t highestPort = 32766;
 
-/// True if the port is not set, too.
+/// True also if the port is not set.
 bool readPort(const ConfigFile& config, std::uint16_t& port) {
   bool valid = false;
   std::uint64_t value = 0;

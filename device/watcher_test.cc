@@ -13,7 +13,7 @@ TEST(BrowserCommand, IsQuotedAndNothingIsEscaped) {
       {"b", "", "A1", "\"b\""},
       {"", "u", "A1", "\"\" \"uA1\""},
       {"b", "a\" \"c", "A \xE4%\\", "\"b\" \"a\" \"cA \xE4%\\\""},
-      // What a forged card could use to leave the quotation marks does not get in.
+      // A forged card must not get out of the quotation marks.
       {"b", "u=", "A\" --option \"", "\"b\" \"u=\""},
       {"b", "u=", "A\n1", "\"b\" \"u=\""},
       {"b", "u=", "A\x7F", "\"b\" \"u=\""},
@@ -28,7 +28,7 @@ class WatcherTest : public DeviceTest {
   void insertCard(const std::string& id = "A123456789") {
     world().readers.insert(healthCard(vdXml, pdXml(id)));
   }
-  /// Waits until the watcher has gone through that many more polls.
+  /// Waits until the watcher has made that many more polls.
   static void waitForPolls(unsigned count) {
     const auto polls = [] {
       return world().faults.calls("SCardStatusA") + world().faults.calls("SCardConnectA");
@@ -63,7 +63,7 @@ TEST_F(WatcherTest, PollsOfShortAbsencesAddUpToFive) {
   insertCard();
   EXPECT_TRUE(eventually([] { return starts() == 1; }));
   const struct {
-    unsigned polls;  ///< So many in a row find no card.
+    unsigned polls;  ///< So many polls in a row find no card.
     std::size_t starts;
   } absences[] = {{4, 1}, {1, 2}, {1, 2}};
   for (const auto& absence : absences) {

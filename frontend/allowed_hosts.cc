@@ -15,7 +15,7 @@ bool isSame(std::string_view a, std::string_view b) {
                     [&](char x, char y) { return lower(x) == lower(y); });
 }
 
-/// The value without ":" and the digits of a port. Colons within brackets belong to the name.
+/// The value without ":" and the digits of a port. Colons inside brackets belong to the name.
 std::string_view withoutPort(std::string_view host) {
   const std::size_t lastNoDigit = host.find_last_not_of("0123456789");
   const bool hasPort = lastNoDigit != std::string_view::npos && host[lastNoDigit] == ':';

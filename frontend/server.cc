@@ -40,8 +40,8 @@ Server::Server(Device* served) : device(served) {
 
 Server::~Server() {
   listenerStopEvent.set();
-  // As long as it takes: the connections that are being served come to their end first, and
-  // nothing of this object may go while a thread uses it.
+  // Waits without limit: the current connections come to their end first, and no part of this
+  // object may be destroyed while a thread uses it.
   listenerStoppedEvent.wait();
   platform::WaitForSingleObject(mainThread.handle, platform::INFINITE);
   mainThread.close();
@@ -61,7 +61,7 @@ void Server::serverLoop() {
   if (!listener.hasSocket()) {
     throw std::string("Cannot run server with invalid socket");
   }
-  for (;;) {  // Until the stop event, which is looked at every 50 ms.
+  for (;;) {  // Until the stop event; it is checked every 50 ms.
     TcpSocket accepted;
     const bool hasConnection = listener.acceptPending(accepted);
     removeEndedWorker();
@@ -82,8 +82,8 @@ void Server::dispatch(TcpSocket& accepted) {
     crowd = std::min(currentCrowd() + 1, largestCrowd);
     return;
   }
-  // Without the lock, which is the first thing that the worker takes. The worker can't be gone: it
-  // goes only when this thread asks it to or finds its thread ended.
+  // Without the lock, because the worker takes it first. The worker still exists: it is removed
+  // only when this thread asks it to end or finds that its thread has ended.
   worker->wakeEvent.set();
 }
 
@@ -126,7 +126,7 @@ ClientWorker* Server::startWorker(TcpSocket& accepted) {
     self->server->workerLoop(self);
   };
   if (!worker->thread.start(run, worker)) {
-    // The machine is short of threads: this client is turned away, and the next one may be served.
+    // No thread could be started. This client is turned away; the next one may be served.
     eraseWorker(worker);
     return nullptr;
   }
@@ -151,7 +151,7 @@ void Server::stopWorkers() {
       worker->wakeEvent.set();
     }
   }
-  // Bounded by the connections in hand: a silent client is given up after 10 seconds.
+  // Bounded by the current connections: a silent client is closed after 10 seconds.
   while (workerCount() > 0) {
     platform::Sleep(stopPause);
   }
@@ -179,7 +179,7 @@ bool Server::takeUpWork(ClientWorker* worker) {
 }
 
 void Server::workerLoop(ClientWorker* worker) {
-  for (;;) {  // Until the server asks for the end; it waits for work in between.
+  for (;;) {  // Until the server asks for the end; waits for work in between.
     if (!worker->wakeEvent.wait()) {
       return;  // The listener finds the thread ended and makes room for another.
     }
@@ -190,7 +190,7 @@ void Server::workerLoop(ClientWorker* worker) {
     try {
       device->handleConnection(worker->client);
     } catch (...) {
-      // One connection's failure must not cost the pool a worker.
+      // A failure of one connection must not cost the pool a worker.
     }
     endConnection(worker);
   }
@@ -203,8 +203,8 @@ void Server::endConnection(ClientWorker* worker) {
     worker->client.handOver(served);
     worker->busy = false;
   }
-  // Closed only now: a client that sees the end of its connection finds its worker free. The
-  // listener may give the worker its next connection meanwhile.
+  // The connection is closed only now: a client that sees the end of its connection finds its
+  // worker free. Meanwhile the listener may already give the worker its next connection.
   served.close();
 }
 

@@ -16,7 +16,8 @@ namespace kv500 {
 class Device;
 class Server;
 
-/// One entry of the pool: a thread that serves one connection at a time and waits in between.
+/// One entry of the pool: a thread that serves one connection at a time and waits between
+/// connections.
 struct ClientWorker {
   /// Raises "Could not create event".
   explicit ClientWorker(Server* owner) : server(owner) {}
@@ -60,8 +61,9 @@ class Server {
   bool openPort();
   void serverLoop();
   void dispatch(TcpSocket& accepted) EXCLUDES(lock);
-  /// Whether a client may have a worker. In a crowd the last one is kept for a client whose request
-  /// comes at once: silent clients that come again as often as they are let go would have them all.
+  /// Whether a client may have a worker. When many clients come, the last worker is kept for a
+  /// client whose request arrives at once. Otherwise silent clients that reconnect whenever they
+  /// are closed would occupy all workers.
   bool isWelcome(TcpSocket& accepted) EXCLUDES(lock);
   /// How many clients were turned away lately: one less for each 50 ms that have passed.
   std::int64_t currentCrowd();

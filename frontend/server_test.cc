@@ -10,7 +10,8 @@
 namespace kv500 {
 namespace {
 
-/// Answers each request with its own text: "throw" by a failure, "hold" only once it is released.
+/// Answers each request with its own text. "throw" fails; "hold" is answered only after its
+/// release.
 class EchoDevice : public Device {
  public:
   EchoDevice() : Device("Echo", nullptr) {}
@@ -52,7 +53,7 @@ class ServerTest : public WorldTest {
     }
     return "none";
   }
-  /// Clients that each keep a worker until the device is released.
+  /// Clients that each occupy a worker until the device is released.
   std::vector<std::unique_ptr<Client>> hold(unsigned count) {
     std::vector<std::unique_ptr<Client>> clients;
     for (unsigned i = 0; i < count; ++i) {
@@ -68,7 +69,7 @@ class ServerTest : public WorldTest {
 TEST_F(ServerTest, RequestsThatFollowEachOtherShareOneWorker) {
   Server server(&device);
   for (int i = 0; i < 10; ++i) {
-    const bool fails = i % 2 == 0;  // One connection's failure is no other's.
+    const bool fails = i % 2 == 0;  // One connection's failure does not affect others.
     EXPECT_EQ(echo(fails ? "throw" : "hello"), fails ? "" : "hello");
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
@@ -92,7 +93,7 @@ TEST_F(ServerTest, AWorkerIsFreeBeforeItsClientSeesTheEnd) {
   const auto clients = hold(7);
   world().faults.hold("closesocket");
   EXPECT_EQ(echo("first"), "first");
-  // The eighth worker is given its next connection while it still closes the last one.
+  // The eighth worker gets its next connection while it is still closing the last one.
   const unsigned accepted = world().faults.calls("accept");
   const Client next(device.port);
   next.send("next");

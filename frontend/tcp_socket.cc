@@ -20,14 +20,14 @@ constexpr int silenceLooksInACrowd = 10;       // 2 seconds.
 constexpr std::size_t largestRequest = 4096;   // Bytes.
 
 Lock usersLock;
-/// The TcpSocket objects alive. With 0 the socket library is not started.
+/// The number of living TcpSocket objects. If it is 0, the socket library is not started.
 unsigned socketUsers GUARDED_BY(usersLock) = 0;
 
-/// The clients turned away so far.
+/// The number of clients turned away so far.
 std::atomic<unsigned> turnedAway = 0;
 
 /// Waits for the first byte of a client that came when `before` clients had been turned away. False
-/// if it keeps silent for too long.
+/// if it stays silent for too long.
 bool hasSpoken(platform::SOCKET socket, unsigned before) {
   for (int looks = 1; looks <= silenceLooks; ++looks) {
     const std::int32_t ready = platform::select(socket, silenceLook);
@@ -112,7 +112,7 @@ bool TcpSocket::send(const std::string& text) {
     return false;
   }
   std::size_t offset = 0;
-  do {  // Each round sends something or ends; the platform bounds the wait for a peer.
+  do {  // Each round sends something or ends; the platform limits the wait.
     const std::int32_t taken = platform::send(socket, text.data() + offset,
                                               static_cast<std::int32_t>(text.size() - offset));
     if (taken < 0 || (taken == 0 && !text.empty())) {

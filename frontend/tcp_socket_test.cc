@@ -10,7 +10,7 @@ class TcpSocketTest : public WorldTest {
  protected:
   TcpSocketTest() { EXPECT_TRUE(listener.bindAndListen(port, loopback)); }
 
-  /// What `receive` gives for a client that sends these bytes at once.
+  /// The result of `receive` for a client that sends these bytes at once.
   std::string received(const std::string& sent) {
     const Client client(port);
     client.send(sent);
@@ -109,7 +109,7 @@ TEST_F(TcpSocketTest, FailuresOfThePlatformLeaveNoSocket) {
   } catch (const std::string& text) {
     EXPECT_EQ(text, "Could not check if connection request is pending");
   }
-  // A silent client's limit is 10 seconds, which nobody waits for here: the wait fails at once.
+  // The limit for a silent client is 10 seconds. To save that time, the wait fails at once here.
   ASSERT_TRUE(listener.acceptPending(accepted));
   world().faults.fail("select", Faults::Plan{.detail = 200'000});
   std::string text;

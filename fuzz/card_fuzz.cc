@@ -1,4 +1,4 @@
-// A hostile card: what it is found to be, and what is read off it.
+// A hostile card: detecting its kind and reading its data.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +16,7 @@ void require(bool condition) {
   }
 }
 
-/// Answers with the input, piece by piece: a byte that gives half the length, then the response.
+/// Answers with the input, piece by piece: a byte with half the length, then the response.
 class HostileCard final : public kv500::CardChannel {
  public:
   HostileCard(const std::uint8_t* data, std::size_t size) : rest(data, data + size) {}

@@ -1,4 +1,4 @@
-// Hostile gzip members, as they come and behind a sound header.
+// Hostile gzip members, unchanged and behind a valid header.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Hostile XML texts, as they come and as the content of a sound root.
+// Hostile XML texts, unchanged and as the content of a valid root.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   convert(text, name);
   convert("<r>" + text + "</r>", name);
 
-  // Behind a sound element the converter writes that element, whatever becomes of the rest.
+  // Behind a valid element the converter writes that element, whatever happens to the rest.
   const std::string json = kv500::xmlToJson("<r><a>1</a>" + text + "</r>");
   require(json.empty() || json.rfind("\"a\":\"1\"", 0) == 0);
   require(json.empty() || kv500::findElementText("a", "<r><a>1</a>" + text + "</r>") == "1");

@@ -41,7 +41,7 @@ std::string takeArgument(const std::string& text, std::size_t& at) {
     if (backslashes % 2 == 1) {
       argument += '"';
     } else if (quoted && at < text.size() && text[at] == '"') {
-      argument += text[at++];  // Two marks inside quotation marks are one ordinary mark.
+      argument += text[at++];  // Two marks inside quotation marks stand for one ordinary mark.
     } else {
       quoted = !quoted;
     }

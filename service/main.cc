@@ -1,4 +1,4 @@
-// The process entry of the service. There is no command line.
+// The entry point of the service. It takes no command line.
 #include "service/program.h"
 #include "support/process_end.h"
 

@@ -8,7 +8,7 @@
 namespace kv500 {
 namespace {
 
-/// Made before `main`, above which no handler stands.
+/// Made before `main`, where no exception handler is active.
 const Event& makeStopEvent() {
   const Event* event = nullptr;
   endProcessOnFailure([&event] { event = new Event(Event::Reset::Manual); });
@@ -20,8 +20,8 @@ const Event& makeStopEvent() {
 const Event& serviceStopEvent = makeStopEvent();
 
 void serviceBody(const ServiceArguments&) {
-  // Like its device and its server it is never released: the watcher, the listener and the workers
-  // use it, the lock in it above all, until the process is gone.
+  // Never released, like its device and its server: the watcher, the listener and the workers use
+  // it, above all the lock in it, until the process has ended.
   auto& service = *new PcscService(serviceStopEvent);
   service.start();
   serviceStopEvent.wait();

@@ -20,14 +20,14 @@ constexpr std::uint32_t stopInterval = 100;  // Milliseconds.
 std::string serviceName;
 platform::SERVICE_STATUS_HANDLE statusHandle = 0;
 
-/// During a stop the service thread and the dispatcher's thread both report.
+/// During a stop both the service thread and the dispatcher's thread report.
 Lock statusLock;
 platform::SERVICE_STATUS serviceStatus GUARDED_BY(statusLock) = {};
 
 bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   const ScopedLock guard(statusLock);
   if (serviceStatus.dwCurrentState == platform::SERVICE_STOPPED) {
-    return false;  // The last word, whichever thread comes late with another.
+    return false;  // STOPPED is the last report; a late one from another thread is refused.
   }
   serviceStatus.dwServiceType = platform::SERVICE_WIN32_OWN_PROCESS;
   serviceStatus.dwCurrentState = state;
@@ -78,7 +78,7 @@ void ServiceMain(std::uint32_t count, char16_t** arguments) {
       return;
     }
     serviceHooks.runHook(list);
-    for (;;) {  // The end of the process ends this.
+    for (;;) {  // Ends with the process.
       reportStop();
       platform::Sleep(stopInterval);
     }

@@ -9,12 +9,12 @@
 namespace kv500 {
 namespace {
 
-/// The process ends in these tests, so each runs in one of its own, which prints what it saw.
+/// In these tests the process ends. Each runs in its own process, which prints what it saw.
 class ServiceTest : public WorldTest {
  protected:
   ServiceTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-  /// Runs the program to its end. `meanwhile` runs beside it.
+  /// Runs the program to its end. `meanwhile` runs in parallel.
   [[noreturn]] void runToTheEnd(const std::function<void()>& meanwhile = [] {}) const {
     world().onExit = [this](std::uint32_t) {
       for (const auto& report : world().serviceManager.reports()) {
@@ -60,7 +60,7 @@ TEST_F(ServiceTest, ReportsInOrderAndEndsWithStatus0) {
 }
 
 TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
-  // The start waits for the person who has to read that the file is bad. The log says it already.
+  // The start waits until a person has read that the file is bad. The log already says so.
   writeFile("config.txt", "bad");
   const auto run = [this] {
     world().sessions.holdNotices(true);
@@ -91,7 +91,7 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
       {"CreateMutexA", {}, "^" + startLine},
       {"bind", {.times = 10}, startLine + "Could not open port\n"},
       {"SetEvent", {}, startLine + "Could not set event\n"},
-      // The watcher's and the listener's thread start, the third does not.
+      // The threads of watcher and listener start; the third thread does not.
       {"CreateThread", {.skip = 2}, startLine + "Could not start PCSC service thread!\n"},
   };
   const std::filesystem::path odd = folder / u"x\u00e4\u20ac \u007f\u0001program";
@@ -142,14 +142,14 @@ TEST_F(ServiceTest, ARefusedReportStopsItsSequence) {
 
 TEST_F(ServiceTest, OneInstanceOfAName) {
   EXPECT_EQ(instanceMutexName("KV500Service"), "KV500Service_SingleInstance_0KV500Service");
-  // Shared by this process and the one that it starts, and by no other build's tests.
+  // Used by this process and the one that it starts, but not by the tests of another build.
   const std::size_t program = std::filesystem::hash_value(platform::host::programPath());
   world().mutexRealm = "kv500_test_" + std::to_string(program) + "_";
   std::unique_ptr<SingleInstanceGuard> first;
   try {
     first = std::make_unique<SingleInstanceGuard>("KV500Service");
   } catch (const std::string&) {
-    // This is the second process, which begins the test anew; the first one has the name.
+    // This is the second process, which starts the test again; the first one holds the name.
   }
   const auto second = [this] {
     try {

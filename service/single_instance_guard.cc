@@ -3,7 +3,7 @@
 namespace kv500 {
 
 SingleInstanceGuard::SingleInstanceGuard(const std::string& name) {
-  // Outlives the question for the last error, which freeing it might change.
+  // Lives until the last error has been read: freeing it might change that error.
   const std::string mutexName = instanceMutexName(name);
   platform::SetLastError(0);
   mutex = platform::CreateMutexA(true, mutexName.c_str());

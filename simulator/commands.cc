@@ -20,7 +20,7 @@ Readers::Refusal insert(Readers& readers, const std::string& folder) {
   }
 }
 
-/// What another program does with the card. None: no such command.
+/// Another program's action on the card. None if there is no such command.
 std::optional<Readers::Refusal> runOther(Readers& readers, const std::string& line) {
   if (line == "other lock") {
     return readers.otherLock();

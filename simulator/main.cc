@@ -1,4 +1,4 @@
-// The service in the foreground, with a simulated reader and a keyboard in place of a machine.
+// The service in the foreground, with a simulated reader and commands from the keyboard.
 #include <iostream>
 #include <thread>
 
@@ -32,7 +32,7 @@ int refuse(const std::string& reason) {
   return badUsage;
 }
 
-/// The world as the options want it. Throws UsageError and CardFolderError.
+/// Sets up the world according to the options. Throws UsageError and CardFolderError.
 void arrangeWorld(const simulator::Options& options) {
   auto& readers = world().readers;
   if (!options.unplugged) {
@@ -72,7 +72,7 @@ void reportEvents() {
   };
 }
 
-/// Carries out the commands on standard input. The end of the input ends nothing but this.
+/// Carries out the commands on standard input. At the end of the input only this function ends.
 void readCommands() {
   std::string line;
   while (std::getline(std::cin, line)) {

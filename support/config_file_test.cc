@@ -7,7 +7,7 @@ namespace {
 
 class ConfigFileTest : public WorldTest {
  protected:
-  /// What a setting of the file is to each getter: its text, its number, its switch. Or the fault.
+  /// What each getter gives for a setting of the file (text, number, switch), or the error.
   static std::string valueOf(const std::string& name, const std::string& fileName = "config.txt") {
     try {
       const ConfigFile config(fileName);

@@ -17,7 +17,7 @@ constexpr std::int64_t keyLimit = 300000;  // Ticks of platform::clock, millisec
 
 Lock logLock ACQUIRED_AFTER(lockOrder::behindService);
 platform::AppendStream logStream GUARDED_BY(logLock);
-/// Per key, the tick from which it may be written again. Keys are few and fixed in the code.
+/// For each key, the tick from which it may be written again. Keys are few and fixed in the code.
 std::map<std::string, std::int64_t> logNextAllowed GUARDED_BY(logLock);
 
 bool isLimited(const std::string& key) REQUIRES(logLock) {

@@ -14,10 +14,10 @@ namespace kv500 {
 /// message.
 void openLog();
 
-/// Writes one line: the local time in brackets, the text as it is, a line end; it has left the
-/// program when the call returns. A message with a non-empty key is dropped if one under the same
-/// key was written less than 5 minutes ago, by elapsed time. Any thread; callers may hold any other
-/// lock, as `logLock` is the innermost. Reports nothing.
+/// Writes one line: the local time in brackets, the text unchanged, a line end. The line has left
+/// the program when the call returns. A message with a non-empty key is dropped if a message with
+/// the same key was written less than 5 minutes ago (elapsed time). Any thread. Callers may hold
+/// any other lock, as `logLock` is the innermost. Does not report failures.
 void logMessage(const std::string& text, const std::string& key);
 
 /// The local time as day-month-year hour:minute:second: 19 characters, each field padded with

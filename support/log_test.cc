@@ -23,7 +23,7 @@ TEST_F(LogTest, AppendsCompleteLinesWithCarriageReturns) {
 
 TEST_F(LogTest, AKeyPassesOnceInFiveMinutes) {
   constexpr std::int64_t limit = 300000;  // Milliseconds.
-  static std::int64_t start = 0;          // Later than at an earlier run of this test.
+  static std::int64_t start = 0;          // Later than in an earlier run of this test.
   start += 3 * limit;
   openLog();
   const struct {
@@ -37,8 +37,8 @@ TEST_F(LogTest, AKeyPassesOnceInFiveMinutes) {
       {2000, "same", "", true},
       {2000, "same", "", true},
       {limit - 1, "a3", "a", false},
-      {limit, "a4", "a", true},           // A dropped message has not pushed the limit further out,
-      {2 * limit - 1, "a5", "a", false},  // and a written one has.
+      {limit, "a4", "a", true},           // A dropped message has not extended the limit,
+      {2 * limit - 1, "a5", "a", false},  // but a written one has.
       {2 * limit, "a6", "a", true},
   };
   std::string expected = "### Service started! ###\n";

@@ -28,7 +28,7 @@ void endProcessOnFailure(const std::function<void()>& work) {
   } catch (const std::string& text) {
     endAfter(text);
   } catch (...) {
-    // Whatever text it holds is a library's and has no place in this log.
+    // Its text comes from a library and does not belong in this log.
     endAfter("Unhandled exception");
   }
 }

@@ -7,7 +7,7 @@
 namespace kv500 {
 namespace {
 
-/// A copy of the record, which the new thread owns: the record itself may be gone before it runs.
+/// A copy of the record. The new thread owns it: the record itself may be gone before it runs.
 std::uint32_t runCopy(void* pointer) {
   const std::unique_ptr<const Thread> copy(static_cast<const Thread*>(pointer));
   endProcessOnFailure([&copy] { copy->function(copy->argument); });

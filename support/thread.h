@@ -12,9 +12,9 @@ struct Thread {
   void (*function)(void*) = nullptr;
   void* argument = nullptr;
 
-  /// Starts a thread that calls `newFunction(newArgument)` and ends with exit code 0; a failure
+  /// Starts a thread that calls `newFunction(newArgument)` and ends with exit code 0. A failure
   /// that the function does not handle ends the process (see process_end.h). True if the thread
-  /// runs; false if it can't be started or `running` was true already, which changes nothing.
+  /// runs. False if it can't be started, or if `running` is already true, which changes nothing.
   bool start(void (*newFunction)(void*), void* newArgument);
 
   /// Closes the handle. Does not wait for the thread. Only this call makes `running` false, not the

@@ -6,7 +6,7 @@
 namespace kv500 {
 namespace {
 
-/// Calls `operation`, which is `connect` or `bind`, with an address. True if that succeeds.
+/// Calls `operation`, which is `connect` or `bind`, with an address. True if it succeeds.
 template <typename Operation>
 bool succeeds(Operation operation, NativeSocket socket, std::uint16_t port, const char* host) {
   ::sockaddr_in address{};
@@ -54,7 +54,7 @@ std::string Client::receiveAll() const {
 }
 
 std::uint16_t freePort() {
-  // Below the range that the system gives to outgoing connections, and different in each process.
+  // Below the range of ports for outgoing connections, and different in each process.
   static auto next =
       static_cast<std::uint16_t>(10000 + std::stoul(platform::host::processId()) * 7 % 20000);
   for (;;) {

@@ -17,7 +17,7 @@ class Client {
 
   bool isConnected() const { return isConnected_; }
   void send(const std::string& text) const;
-  /// No more will be sent.
+  /// Ends sending.
   void finish() const;
   /// Reads until the other side closes, which must happen within 15 seconds.
   std::string receiveAll() const;
@@ -27,7 +27,7 @@ class Client {
   bool isConnected_;
 };
 
-/// A port that nobody listens on just now.
+/// A port that nobody uses at the moment.
 std::uint16_t freePort();
 
 }  // namespace kv500

@@ -31,8 +31,8 @@ class DeviceTest : public WorldTest {
     WorldTest::newWorld();
   }
 
-  /// Makes the device with these settings. Without its watcher, unless told otherwise, so that only
-  /// the test asks the card.
+  /// Makes the device with these settings. Unless told otherwise it has no watcher, so that only
+  /// the test talks to the card.
   void makeDevice(const std::string& config = "", bool withWatcher = false) {
     openLog();
     if (!config.empty()) {
@@ -76,7 +76,7 @@ class DeviceTest : public WorldTest {
     return answer;
   }
 
-  /// The state of reader and card in one word, by one step of the state machine.
+  /// The state of reader and card in one word, after one step of the state machine.
   std::string state() {
     const std::string answer = ask("status");
     const auto says = [&answer](const char* word) { return answer.find(word) != answer.npos; };

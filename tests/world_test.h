@@ -1,4 +1,4 @@
-// What the unit tests share: a fresh world with a folder of its own, and cards to put into it.
+// What the unit tests share: a fresh world with its own folder, and cards to insert.
 #ifndef KV500_TESTS_WORLD_TEST_H
 #define KV500_TESTS_WORLD_TEST_H
 
@@ -24,7 +24,7 @@ namespace kv500 {
 using simulated::Faults;
 using simulated::world;
 
-/// Thrown where the process would end, so that a test lives to see it.
+/// Thrown where the process would end, so that the test continues.
 struct ProcessEnded {
   std::uint32_t exitCode;
 };
@@ -37,12 +37,12 @@ inline bool eventually(const std::function<bool()>& condition) {
   return condition();
 }
 
-/// A world of its own, whose program lies in an empty temporary folder.
+/// A world whose program is in an empty temporary folder of its own.
 class WorldTest : public testing::Test {
  protected:
   WorldTest() {
     simulated::ledger().beginTest();
-    // A folder of that name may be left from an earlier process of the same number.
+    // An earlier process with the same number may have left a folder of that name.
     static int number = 0;
     do {
       folder = std::filesystem::temp_directory_path() /
@@ -56,7 +56,7 @@ class WorldTest : public testing::Test {
     removeFolder();
   }
 
-  /// Begins anew with everything but the folder.
+  /// Starts again with a new world, but keeps the folder.
   void newWorld() const {
     simulated::resetWorld();
     world().programPath = folder / "program";
@@ -80,7 +80,7 @@ class WorldTest : public testing::Test {
     return texts;
   }
 
-  /// For a test that lets its process end: prints the log's texts to standard error then.
+  /// For a test that lets its process end: then prints the log's texts to standard error.
   void printLogAtExit() const {
     world().onExit = [this](std::uint32_t) {
       std::cerr << logTexts();
@@ -89,15 +89,15 @@ class WorldTest : public testing::Test {
   }
 
   void removeFolder() const {
-    std::error_code logStillOpen;  // Which keeps the file in its place on Windows.
+    std::error_code logStillOpen;  // It keeps the file from being removed on Windows.
     std::filesystem::remove_all(folder, logStillOpen);
   }
 
   std::filesystem::path folder;
 };
 
-/// A health card with the longest ATR that there is, whose files hold these texts; overrides in the
-/// manner of overrides.txt.
+/// A health card with the longest possible ATR, whose files hold these texts. `overrides` has the
+/// form of overrides.txt.
 inline simulated::Card healthCard(const std::string& vdXml, const std::string& pdXml,
                                   const std::string& overrides = "") {
   using simulated::Bytes;
@@ -111,7 +111,7 @@ inline simulated::Card healthCard(const std::string& vdXml, const std::string& p
                          simulated::parseOverrides(overrides));
 }
 
-/// Text without repetitions, so that its gzip data are about as long as it is.
+/// Text without repetitions, so its gzip data are about as long as the text itself.
 inline std::string denseText(std::size_t length) {
   std::string text;
   for (std::uint32_t state = 1; text.size() < length;) {

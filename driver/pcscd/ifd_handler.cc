@@ -1,7 +1,7 @@
-// The simulated reader as a driver of pcscd, the daemon for smart cards: the IFD handler interface,
-// version 3. The daemon's reader.conf(5) names this library as LIBPATH and the reader's folder as
-// DEVICENAME; each such entry is a reader of its own.
-// Declares the operations below, which are to be seen from outside and called from C.
+// The simulated reader as a driver of pcscd, the smart-card daemon. It implements the IFD handler
+// interface, version 3. The daemon's reader.conf(5) names this library as LIBPATH and the reader's
+// folder as DEVICENAME. Each such entry is a separate reader.
+// Declares the operations below: they are visible from outside and called from C.
 #pragma GCC visibility push(default)
 extern "C" {
 #include <ifdhandler.h>
@@ -24,7 +24,7 @@ using simulated::Bytes;
 
 constexpr UCHAR mostReaders = 16;
 
-/// The readers by the daemon's numbers for them. Any thread.
+/// The readers by the numbers that the daemon gives them. Any thread.
 class Readers {
  public:
   void add(DWORD number, const std::string& folder) {
@@ -51,7 +51,7 @@ Readers& readers() {
   return all;
 }
 
-/// Does what is to be done with a reader; no exception leaves it, as the daemon is written in C.
+/// Performs an operation on a reader. No exception leaves it, as the daemon is written in C.
 template <typename Work>
 RESPONSECODE withReader(DWORD number, Work work) {
   try {
@@ -62,7 +62,7 @@ RESPONSECODE withReader(DWORD number, Work work) {
   }
 }
 
-/// Hands out bytes if the buffer, of `length` bytes, holds them; `length` is then theirs.
+/// Gives out bytes if the buffer of `length` bytes is large enough. `length` is then their number.
 RESPONSECODE give(const Bytes& bytes, PUCHAR buffer, PDWORD length) {
   if (bytes.size() > *length) {
     *length = 0;
@@ -91,7 +91,7 @@ RESPONSECODE IFDHCreateChannelByName(DWORD Lun, LPSTR DeviceName) {
   }
 }
 
-/// A reader is known by its folder alone.
+/// Only its folder identifies a reader.
 RESPONSECODE IFDHCreateChannel(DWORD, DWORD) {
   return IFD_NO_SUCH_DEVICE;
 }
@@ -126,7 +126,7 @@ RESPONSECODE IFDHSetCapabilities(DWORD, DWORD, DWORD, PUCHAR) {
   return IFD_ERROR_VALUE_READ_ONLY;
 }
 
-/// The cards here take commands as they are, whatever carries them to a real card.
+/// The cards here take commands directly, whatever protocol a real card would use.
 RESPONSECODE IFDHSetProtocolParameters(DWORD, DWORD, UCHAR, UCHAR, UCHAR, UCHAR) {
   return IFD_SUCCESS;
 }
@@ -137,7 +137,7 @@ RESPONSECODE IFDHPowerICC(DWORD Lun, DWORD Action, PUCHAR Atr, PDWORD AtrLength)
       case IFD_POWER_UP:
       case IFD_RESET: {
         const auto atr = slot.powerUp();
-        *AtrLength = MAX_ATR_SIZE;  // What the daemon has room for; it does not say so here.
+        *AtrLength = MAX_ATR_SIZE;  // The size of the daemon's buffer, which it does not tell here.
         return atr ? give(*atr, Atr, AtrLength) : IFD_ERROR_POWER_ACTION;
       }
       case IFD_POWER_DOWN:

@@ -62,7 +62,7 @@ std::optional<Bytes> Slot::transmit(const Bytes& command) {
   const simulated::Exchange exchange = card_->exchange(command);
   std::this_thread::sleep_for(exchange.delay);
   if (exchange.outcome == simulated::Exchange::Outcome::Removed) {
-    card_.reset();  // What it was stays known: it is out until it is put in again.
+    card_.reset();  // Its identity stays known: it is out until it is inserted again.
     powered_ = false;
   }
   return exchange.outcome == simulated::Exchange::Outcome::Answered
@@ -78,7 +78,8 @@ std::optional<Slot::Identity> Slot::identity() const {
       !S_ISDIR(card.st_mode)) {
     return std::nullopt;
   }
-  // Files that come and go in a folder change its times; a link's change when it is made.
+  // The times of a folder change when files in it come and go, so only those of a link count: they
+  // change when the link is made.
   const bool isLink = S_ISLNK(link.st_mode);
   return Identity{card.st_dev, card.st_ino, link.st_ino, isLink ? link.st_ctim.tv_sec : 0,
                   isLink ? link.st_ctim.tv_nsec : 0};

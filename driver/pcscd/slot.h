@@ -1,4 +1,5 @@
-// The one slot of a simulated reader: a folder, in which a card folder named "card" is the card.
+// The only slot of a simulated reader. The slot is a folder; a card folder named "card" in it is
+// the card.
 #ifndef KV500_DRIVER_PCSCD_SLOT_H
 #define KV500_DRIVER_PCSCD_SLOT_H
 
@@ -13,12 +14,12 @@
 
 namespace driver {
 
-/// All operations may be called from any thread; one is carried out at a time.
+/// All operations may be called from any thread. Only one is carried out at a time.
 class Slot {
  public:
   enum class State {
     Gone,   ///< The folder isn't there: the reader is unplugged.
-    Empty,  ///< No card, or one that can't be read, of which standard error tells once why.
+    Empty,  ///< No card, or one that can't be read; standard error tells once why.
     Card,
   };
 
@@ -26,7 +27,7 @@ class Slot {
   /// the reader; see examples/cards/README.md for what may stand in it.
   explicit Slot(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  /// Looks at the folder. A card in the place of another is seen as an empty slot first.
+  /// Looks at the folder. If another card has replaced the first one, the slot first seems empty.
   State look();
 
   /// Powers the card up, or resets it. Gives its ATR, or none without a card.
@@ -36,12 +37,12 @@ class Slot {
   /// The ATR of the card that has power.
   std::optional<simulated::Bytes> atr();
 
-  /// Sends a command to the card that has power. None if the exchange failed. It takes the time
-  /// that the card takes, 10 minutes at most.
+  /// Sends a command to the card that has power. None if the exchange failed. Takes as long as the
+  /// card takes, at most 10 minutes.
   std::optional<simulated::Bytes> transmit(const simulated::Bytes& command);
 
  private:
-  /// What tells a card in the reader from another, or from the same one put in again.
+  /// What distinguishes a card in the reader from another, or from the same one inserted again.
   struct Identity {
     ::dev_t device;
     ::ino_t file;
@@ -55,7 +56,7 @@ class Slot {
 
   const std::filesystem::path folder_;
   std::mutex mutex_;
-  std::optional<Identity> inserted_;  ///< What `card` stands for, also if it has left the reader.
+  std::optional<Identity> inserted_;  ///< Of the card last loaded, even if it has left.
   std::optional<simulated::Card> card_;
   bool powered_ = false;
 };

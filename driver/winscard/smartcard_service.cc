@@ -1,5 +1,5 @@
-// Stands in for the smart-card service of Windows on a test machine: "net start SCardSvr" and
-// "net stop SCardSvr" start and stop the simulated one of winscard.cc.
+// Replaces the smart-card service of Windows on a test machine: "net start SCardSvr" and "net stop
+// SCardSvr" start and stop the simulated one of winscard.cc.
 #include "platform/win32/native.h"
 
 #include <fstream>

@@ -1,9 +1,9 @@
-// The smart-card library of Windows, in the shape of the simulated world: put into the system
-// folder of a test machine it gives the real service a reader and cards.
+// The smart-card library of Windows, implemented by the simulated world. In the system folder of a
+// test machine it gives the real service a reader and cards.
 //
-// The world is told what to do through a text file that only grows while a process follows it, each
-// line a command of the simulator. Each process carries out all of its lines, so that all of them
-// see one world.
+// A text file controls the world. Each of its lines is a command of the simulator. The file only
+// grows while a process follows it. Each process carries out all lines, so all of them see the same
+// world.
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -27,12 +27,12 @@ namespace {
 
 using platform::SCARDCONTEXT;
 
-/// Catches up with the commands. Called before each look at the world, but for those of a
-/// transaction: a command may have to wait for its end.
+/// Carries out the new commands. Called before each look at the world, except in calls about a
+/// transaction, because a command may have to wait for the end of the transaction.
 void followCommands() {
   static std::timed_mutex lock;
   static std::streamoff position = 0;
-  // Threads that come together all wait for the first one, but not while that one waits.
+  // Threads that come at the same time wait for the first one, but not while that one itself waits.
   const std::unique_lock guard(lock, std::chrono::milliseconds(500));
   if (!guard || simulated::world().readers.openTransactions() > 0) {
     return;
@@ -40,7 +40,7 @@ void followCommands() {
   std::ifstream commands("C:\\kv500-world.txt", std::ios::binary);
   commands.seekg(position);
   std::string line;
-  // A line that has no end yet is left for the next time.
+  // A line without an end is left for the next time.
   while (std::getline(commands, line) && !commands.eof()) {
     position += static_cast<std::streamoff>(line.size() + 1);
     if (!line.empty() && line.back() == '\r') {
@@ -50,7 +50,7 @@ void followCommands() {
   }
 }
 
-/// Leaves a note where the tests look for it: the standard error of a service goes nowhere.
+/// Writes a record to where the tests look for it: the standard error of a service is lost.
 LONG noted(std::uint32_t result) {
   const std::string notes = simulated::ledger().notes();
   if (!notes.empty()) {
@@ -65,7 +65,7 @@ LONG inWorld(Call call) {
   return noted(call());
 }
 
-/// Hands a length in and out as the seam's type.
+/// Passes a length in and out with the type of the seam.
 template <typename Call>
 LONG inWorld(DWORD* length, Call call) {
   followCommands();
@@ -75,8 +75,8 @@ LONG inWorld(DWORD* length, Call call) {
   return result;
 }
 
-/// As Windows does it: after a reset by another program nothing but SCardReconnect helps. The seam
-/// of the simulated world takes note of a reset by itself.
+/// Behaves like Windows: after a reset by another program only SCardReconnect helps. The seam of
+/// the simulated world acknowledges a reset by itself.
 template <typename Call>
 LONG onCardWithoutReset(::SCARDHANDLE card, Call call) {
   return inWorld(

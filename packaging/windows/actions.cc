@@ -1,7 +1,7 @@
-// What the tables of Windows Installer can't say about the service. The actions stand in tables.sql
-// with their place in the sequence; each returns ERROR_SUCCESS or has the installation rolled back.
+// What the tables of Windows Installer can't express about the service. The actions are listed in
+// tables.sql in their sequence. Each returns ERROR_SUCCESS or makes the installation roll back.
 #include <windows.h>
-// The headers of Windows Installer build on the one above.
+// The headers of Windows Installer need the one above.
 #include <msiquery.h>
 
 #include <array>
@@ -23,13 +23,13 @@ struct ServiceHandleCloser {
 };
 using ServiceHandle = std::unique_ptr<SC_HANDLE__, ServiceHandleCloser>;
 
-/// The service with these rights; empty, with the cause in `GetLastError`, if it can't be had.
+/// The service with these rights. Empty, with the cause in `GetLastError`, if it is not available.
 ServiceHandle openService(DWORD rights) {
   const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   return ServiceHandle(manager ? ::OpenServiceW(manager.get(), serviceName, rights) : nullptr);
 }
 
-/// What the service does; SERVICE_STOPPED, too, if there is none.
+/// The state of the service; also SERVICE_STOPPED if there is no service.
 DWORD serviceState() {
   SERVICE_STATUS status{};
   const ServiceHandle service = openService(SERVICE_QUERY_STATUS);
@@ -67,7 +67,7 @@ UINT refuse(MSIHANDLE installer, const std::wstring& text) {
   return ERROR_INSTALL_FAILURE;
 }
 
-/// The parts of the data that a deferred action gets, which have "|" between them.
+/// The parts of the data that a deferred action gets; they are separated by "|".
 std::vector<std::wstring> actionData(MSIHANDLE installer) {
   const std::wstring data = property(installer, L"CustomActionData") + L"|";
   std::vector<std::wstring> parts;
@@ -86,7 +86,7 @@ bool samePath(const std::wstring& one, const std::wstring& other) {
   return ::CompareStringOrdinal(one.c_str(), -1, other.c_str(), -1, TRUE) == CSTR_EQUAL;
 }
 
-/// The folder, with a backslash behind it, of the program that a service's command line names.
+/// The folder, with a backslash at its end, of the program in a service's command line.
 std::wstring programFolder(std::wstring command) {
   if (!command.empty() && command.front() == L'"') {
     command = command.substr(1, command.find(L'"', 1) - 1);
@@ -95,7 +95,7 @@ std::wstring programFolder(std::wstring command) {
   return backslash == std::wstring::npos ? L"" : command.substr(0, backslash + 1);
 }
 
-/// The port that a settings file names; that of the service without settings if it names none.
+/// The port in a settings file. Without a setting, the default port of the service.
 std::wstring statusPort(const std::wstring& settings) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(::_wfopen(settings.c_str(), L"r"), std::fclose);
   std::array<char, 256> line{};
@@ -108,7 +108,7 @@ std::wstring statusPort(const std::wstring& settings) {
   return L"5724";
 }
 
-/// Opens the program in that folder, if there is one; gives the error, or 0.
+/// Opens the program in that folder, if there is one. Gives the error, or 0.
 DWORD tryProgram(const std::wstring& folder, DWORD access, DWORD sharing) {
   const std::wstring program = folder + programName;
   const HANDLE file = ::CreateFileW(program.c_str(), access, sharing, nullptr, OPEN_EXISTING,
@@ -128,11 +128,11 @@ UINT refuseHeldProgram(MSIHANDLE installer, const std::wstring& folder) {
 
 }  // namespace
 
-/// Sets properties about the service that is there, whichever way it came: SERVICEFOLDER, the
-/// folder of its program; SERVICESTART, its kind of start; SERVICERUNNING or SERVICESTOPPED;
-/// INSTALLFOLDER, if this package put the service there; LEFTFOLDER, the service's folder if it is
-/// about to be left; SETTINGSFOLDER, if the settings come from there.
-/// STATUSPORT is set in any case.
+/// Sets properties about the installed service, however it was installed. SERVICEFOLDER is the
+/// folder of its program. SERVICESTART is its start type. SERVICERUNNING or SERVICESTOPPED is its
+/// state. INSTALLFOLDER is set if this package put the service there. LEFTFOLDER is the service's
+/// folder if it is about to be left. SETTINGSFOLDER is set if the settings come from there.
+/// STATUSPORT is always set.
 extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
   std::wstring serviceFolder;
   const ServiceHandle service = openService(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS);
@@ -145,13 +145,13 @@ extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
     serviceFolder = programFolder(config->lpBinaryPathName);
     setProperty(installer, L"SERVICEFOLDER", serviceFolder);
     setProperty(installer, L"SERVICESTART", std::to_wstring(config->dwStartType));
-    // A service that died is not one that somebody has stopped.
+    // A service that crashed was not stopped by a person.
     const bool stopped =
         status.dwCurrentState == SERVICE_STOPPED && status.dwWin32ExitCode != ERROR_PROCESS_ABORTED;
     setProperty(installer, stopped ? L"SERVICESTOPPED" : L"SERVICERUNNING", L"1");
   }
 
-  // This version stays where it is; another one may be told to go elsewhere.
+  // This version stays where it is. Another version may be installed elsewhere.
   const bool installed = !property(installer, L"Installed").empty();
   const bool updates = !property(installer, L"WIX_UPGRADE_DETECTED").empty();
   std::wstring folder = property(installer, L"INSTALLFOLDER");
@@ -173,16 +173,17 @@ extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
   }
   setProperty(installer, L"STATUSPORT", statusPort(settings));
 
-  // Whoever holds the program beside the service, which holds no file of it. Seen before anything
-  // is changed; Windows Installer would leave such a program to the next start of the computer.
+  // Finds programs other than the service that hold the service's program; the service itself holds
+  // no file of it. Checked before anything is changed: Windows Installer would delay replacing such
+  // a program to the next start of the computer.
   constexpr DWORD everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   return tryProgram(folder, DELETE, everything) == ERROR_SHARING_VIOLATION
              ? refuseHeldProgram(installer, folder)
              : static_cast<UINT>(ERROR_SUCCESS);
 }
 
-/// Waits until the program of the service, which has been stopped, can be replaced. Windows
-/// Installer would leave a program that is held to the next start of the computer. Data: folders.
+/// Waits until the program of the stopped service can be replaced. Windows Installer would delay
+/// replacing a program that is held to the next start of the computer. Data: folders.
 extern "C" UINT __stdcall ReleaseProgram(MSIHANDLE installer) {
   if (serviceState() == SERVICE_RUNNING) {
     return ERROR_SUCCESS;  // A newer version's, which takes this one off the list: not to be
@@ -201,7 +202,7 @@ extern "C" UINT __stdcall ReleaseProgram(MSIHANDLE installer) {
   return ERROR_SUCCESS;
 }
 
-/// Rollback: starts the service, which ran before.
+/// Rollback: starts the service again, which ran before.
 extern "C" UINT __stdcall StartAgain(MSIHANDLE installer) {
   const ServiceHandle service = openService(SERVICE_START);
   if (!service || (!::StartServiceW(service.get(), 0, nullptr) &&
@@ -211,12 +212,11 @@ extern "C" UINT __stdcall StartAgain(MSIHANDLE installer) {
   return ERROR_SUCCESS;
 }
 
-/// Sets what Windows Installer does not set, or not for a service that is there already: program,
-/// kind of start, restart on failure, rights. Data: the folder; the kind of start, empty for
-/// automatic.
+/// Sets what Windows Installer can't set, or can't set for an existing service: program, start
+/// type, restart on failure, rights. Data: the folder; the start type, empty for automatic.
 extern "C" UINT __stdcall ConfigureService(MSIHANDLE installer) {
   const std::vector<std::wstring> data = actionData(installer);
-  // The right to start it is what asking for a restart takes.
+  // Asking for a restart on failure requires the right to start the service.
   const ServiceHandle service = openService(SERVICE_CHANGE_CONFIG | SERVICE_START);
   const std::wstring command = L'"' + data.at(0) + programName + L'"';
   const DWORD start = data.at(1).empty() ? SERVICE_AUTO_START : std::stoul(data.at(1));
@@ -233,10 +233,11 @@ extern "C" UINT __stdcall ConfigureService(MSIHANDLE installer) {
   failure.dwResetPeriod = 24 * 60 * 60;  // Seconds.
   failure.cActions = actions.size();
   failure.lpsaActions = actions.data();
-  // A process that is gone counts as a failure in any case; this adds a stop that reports an error.
+  // A process that is gone always counts as a failure; this adds a stop that reports an error.
   SERVICE_FAILURE_ACTIONS_FLAG alsoReported{TRUE};
   SERVICE_SID_INFO identity{SERVICE_SID_TYPE_UNRESTRICTED};
-  // The token of a session's user, and a process with that token. The last one every program has.
+  // To get the token of a session's user and to start a process with it. Every program has the last
+  // one.
   std::wstring names =
       L"SeTcbPrivilege|SeAssignPrimaryTokenPrivilege|SeIncreaseQuotaPrivilege|"
       L"SeImpersonatePrivilege|SeChangeNotifyPrivilege|";
@@ -257,8 +258,8 @@ extern "C" UINT __stdcall ConfigureService(MSIHANDLE installer) {
   return ERROR_SUCCESS;
 }
 
-/// Sees to it that the service, which has been started, goes on: it reports that it runs before it
-/// opens its port. Data: its folder.
+/// Checks that the service, which has been started, keeps running: it reports that it runs before
+/// it opens its port. Data: its folder.
 extern "C" UINT __stdcall CheckService(MSIHANDLE installer) {
   constexpr DWORD limit = 3'000;  // Milliseconds.
   const ServiceHandle service = openService(SERVICE_QUERY_STATUS);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";  // U+FFFD in UTF-8.
 
-/// zenity reads backslashes in a text as the beginning of an escape.
+/// zenity treats a backslash in a text as the beginning of an escape.
 std::string escaped(const std::string& text) {
   std::string result;
   for (const char c : text) {
@@ -32,8 +32,8 @@ std::vector<Arguments> dialogs(const std::string& title, const std::string& text
 
 bool showDialog(const SessionUser& user, const std::string& title, const std::string& text) {
   std::vector<std::string> environment = environmentOf(user);
-  // A box that is closed has been read as well; by itself zenity would say that with the same
-  // number as that it has no display.
+  // A closed box has been read as well. Without this, zenity would report it with the same exit
+  // status as a missing display.
   environment.insert(environment.end(), {"ZENITY_CANCEL=0", "ZENITY_ESC=0"});
   for (const Arguments& dialog : dialogs(title, text)) {
     if (runInSession(user, environment, dialog) == 0) {

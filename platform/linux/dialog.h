@@ -8,13 +8,13 @@
 
 namespace platform::linux_sessions {
 
-/// Shows title and text with an OK button, by whichever dialog program the user has, and returns
-/// true once it has been answered; false if no program could show it or the session ended.
-/// Any thread.
+/// Shows title and text with an OK button. Uses whichever dialog program the user has. Returns true
+/// once the dialog has been answered, false if no program could show it or the session ended. Any
+/// thread.
 bool showDialog(const SessionUser& user, const std::string& title, const std::string& text);
 
-/// What a dialog can show of a text of 16-bit units that each hold one byte, in UTF-8 as far as it
-/// goes: other bytes and control characters but the line feed have a stand-in.
+/// Converts a text of 16-bit units that each hold one byte to what a dialog can show. Valid UTF-8
+/// is kept. Other bytes, and control characters except the line feed, are replaced.
 std::string dialogText(const std::u16string& units);
 
 }  // namespace platform::linux_sessions

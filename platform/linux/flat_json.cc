@@ -14,7 +14,7 @@ class Flattener {
 
   std::vector<std::pair<std::string, std::string>> values;
 
-  /// False at a fault, where the work ends.
+  /// False at an error; parsing then ends.
   bool takeValue(const std::string& name, int depth) {
     skipBlanks();
     if (depth > deepest || at_ == text_.size()) {

@@ -8,10 +8,10 @@
 
 namespace platform {
 
-/// Every text, number and word of a JSON text (RFC 8259) with its name: the names of the members
-/// that lead to it, separated by "/", an element of an array under its number from 0. Escapes of
-/// four hexadecimal digits become a question mark. Of a text with a fault the values before it are
-/// given. Nothing below a depth of 16 is. Any thread.
+/// Every text, number and word of a JSON text (RFC 8259) with its name. The name consists of the
+/// names of the members that lead to it, separated by "/"; an element of an array has its number
+/// from 0. Escapes of four hexadecimal digits become a question mark. If the text has an error, the
+/// values before it are given. Values below a depth of 16 are left out. Any thread.
 std::vector<std::pair<std::string, std::string>> flattenJson(const std::string& text);
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// Policies of browsers: files in JSON (RFC 8259) below /etc.
+// Browser policies: files in JSON (RFC 8259) below /etc.
 #include <algorithm>
 #include <filesystem>
 

@@ -1,4 +1,4 @@
-// The system's name, and trouble of devices.
+// The name of the system, and problems of devices.
 #include <sys/utsname.h>
 
 #include <fstream>
@@ -8,7 +8,7 @@
 namespace platform {
 namespace {
 
-/// The name as os-release(5) has it.
+/// The name from os-release(5).
 std::string distribution() {
   const std::string mark = "PRETTY_NAME=";
   std::ifstream file("/etc/os-release");

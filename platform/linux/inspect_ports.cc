@@ -1,5 +1,5 @@
-// Who listens on a port: the kernel's tables of sockets (proc(5)), and the descriptors of
-// processes.
+// Who listens on a port: read from the kernel's tables of sockets (proc(5)) and from the
+// descriptors of processes.
 #include <unistd.h>
 
 #include <array>
@@ -77,7 +77,7 @@ Listener ownerOf(const std::string& inode, bool ipv6) {
 std::vector<Listener> listenersOn(std::uint16_t port) {
   std::vector<Listener> listeners;
   for (const Entry& entry : listenersIn("/proc/net/tcp", port)) {
-    // All addresses, or one of 127.0.0.0/8 in this machine's order of bytes.
+    // All addresses, or one of 127.0.0.0/8 in the byte order of this machine.
     if (entry.address == "00000000" || entry.address.ends_with("7F")) {
       listeners.push_back(ownerOf(entry.inode, false));
     }
@@ -87,7 +87,7 @@ std::vector<Listener> listenersOn(std::uint16_t port) {
     const Listener owner = ownerOf(entry.inode, true);
     const bool isForAll = entry.address.find_first_not_of('0') == std::string::npos;
     if (isForAll && !hasIpv4) {
-      listeners.push_back({false, owner.processId, owner.program});  // It takes IPv4 as well.
+      listeners.push_back({false, owner.processId, owner.program});  // It accepts IPv4 as well.
     }
     if (isForAll || entry.address.ends_with("01000000")) {
       listeners.push_back(owner);

@@ -1,4 +1,4 @@
-// Services are systemd's: what "systemctl show" says of their units.
+// Services are those of systemd: what "systemctl show" reports about their units.
 #include <ctime>
 #include <map>
 #include <sstream>
@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds answerLimit{2500};
 constexpr std::uint64_t lately =
     600;  // Seconds of running after which earlier restarts are history.
 
-/// Empty if there is no service manager to ask.
+/// Empty if there is no service manager.
 Properties propertiesOf(const std::string& unit) {
   const auto output = posix::outputOf(
       {"systemctl", "show", "--no-pager",
@@ -99,7 +99,7 @@ ServiceFacts inspectService(InspectedService service) {
     Properties properties = propertiesOf("kv500service.service");
     return factsOf(properties, "kv500service");
   }
-  // pcscd is started by its socket, and ends by itself when nobody has asked for a while.
+  // The socket unit starts pcscd; it ends by itself when it has not been used for a while.
   Properties socket = propertiesOf("pcscd.socket");
   Properties daemon = propertiesOf("pcscd.service");
   ServiceFacts facts = factsOf(socket, "pcscd.socket");

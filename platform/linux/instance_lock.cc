@@ -1,6 +1,7 @@
-// The named mutex as a lock on a file in a folder that no other user can write: /run/kv500service,
-// which the unit has systemd make for root, and the user's own folder in /run/user for an ordinary
-// user. The kernel gives a lock free when its process ends, in whatever way.
+// The named mutex is a lock on a file in a folder that no other user can write. For root this is
+// /run/kv500service, which systemd makes as the unit requests; for an ordinary user it is the
+// user's own folder in /run/user. The kernel releases the lock when its process ends, however it
+// ends.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,8 +32,8 @@ std::string lockFolder() {
   return ::geteuid() == 0 ? "/run/kv500service" : "/run/user/" + std::to_string(::geteuid());
 }
 
-/// Whether this user alone can open the file, or enter the folder's names: with an open file
-/// anybody can take the lock.
+/// Whether only this user can open the file, or create names in the folder: anybody who can open
+/// the file can take the lock.
 bool isOwn(int file, ::mode_t type, ::mode_t othersRights) {
   struct ::stat status;
   return ::fstat(file, &status) == 0 && (status.st_mode & S_IFMT) == type &&

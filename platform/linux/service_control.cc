@@ -1,5 +1,5 @@
-// The service manager is systemd: reports go to its notify socket (sd_notify), the stop control is
-// SIGTERM, or SIGINT.
+// The service manager is systemd. Reports go to its notify socket (sd_notify). The stop control is
+// SIGTERM or SIGINT.
 #include "platform/service_control.h"
 
 #include <systemd/sd-daemon.h>
@@ -15,8 +15,8 @@
 namespace platform {
 namespace {
 
-/// What the dispatcher waits for. Never destroyed: the thread that receives the signals uses it
-/// until the process has ended.
+/// What the dispatcher waits for. It is never destroyed, because the thread that receives the
+/// signals uses it until the process has ended.
 struct Dispatcher {
   std::mutex mutex;
   std::condition_variable changed;
@@ -38,13 +38,13 @@ void change(Change what) {
   dispatcher().changed.notify_all();
 }
 
-/// Tells systemd what it wants to know. The process' end is what says "stopped".
+/// Tells systemd what it needs to know. For systemd the end of the process means "stopped".
 bool notify(std::uint32_t state) {
   if (state == SERVICE_RUNNING) {
     return ::sd_notify(0, "READY=1") > 0;
   }
   if (state == SERVICE_STOP_PENDING) {
-    ::sd_notify(0, "STOPPING=1");  // A stop goes on, whether or not anybody hears of it.
+    ::sd_notify(0, "STOPPING=1");  // The stop continues even if nobody hears of it.
   }
   return true;
 }

@@ -1,6 +1,6 @@
-// Where the user has a service manager of his own, which every desktop on systemd has, that one
-// starts the program: a child of the service would stay inside the limits that systemd puts on the
-// service, have no network but loopback and end when the service is stopped.
+// If the user has a service manager, as on every desktop with systemd, that manager starts the
+// program. A child of the service would stay within the limits that systemd sets for the service,
+// would have no network except loopback and would end when the service is stopped.
 #include "platform/linux/session_program.h"
 
 #include <systemd/sd-login.h>
@@ -14,8 +14,7 @@ namespace {
 
 constexpr std::chrono::seconds managerLimit{10};
 
-/// The manager puts the value of a variable in the place of $NAME; a doubled mark stands for
-/// itself.
+/// The manager replaces $NAME by the value of that variable; a doubled "$" stands for one.
 std::string withoutExpansion(const std::string& argument) {
   std::string result;
   for (const char c : argument) {
@@ -24,7 +23,7 @@ std::string withoutExpansion(const std::string& argument) {
   return result;
 }
 
-/// What the manager takes as the name of a variable. Shells export functions under other names.
+/// The names of variables that the manager accepts. Shells export functions under other names.
 bool isVariableName(const std::string& name) {
   constexpr const char* allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789";
   return !name.empty() && (name[0] < '0' || name[0] > '9') &&
@@ -33,9 +32,9 @@ bool isVariableName(const std::string& name) {
 
 Arguments throughServiceManager(const std::vector<std::string>& environment,
                                 const Arguments& arguments, const std::string& mode) {
-  // The journal must not learn the command line, with the insured person's id in it: not from a
-  // description, which is the command line unless there is another, and not from what the program
-  // writes, to which the journal adds the command line of its own accord.
+  // The command line contains the insured person's id, so the journal must not get it. Without a
+  // description of its own, the command line would be the description. The journal also adds the
+  // command line to whatever the program writes.
   Arguments result{"systemd-run",
                    "--user",
                    "--quiet",
@@ -45,8 +44,8 @@ Arguments throughServiceManager(const std::vector<std::string>& environment,
                    "--property=StandardOutput=null",
                    "--property=StandardError=null"};
   for (const std::string& variable : environment) {
-    // By name alone: the value is in the environment, which others can't read as they can
-    // arguments.
+    // Only the name: the value is in the environment. Others can read arguments but not the
+    // environment.
     const std::string name = variable.substr(0, variable.find('='));
     if (isVariableName(name)) {
       result.push_back("--setenv=" + name);

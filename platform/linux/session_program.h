@@ -11,7 +11,7 @@ namespace platform::linux_sessions {
 
 using Arguments = std::vector<std::string>;  ///< The program first.
 
-/// Whether this process may start programs as that user: it is root, or that user.
+/// Whether this process may start programs as that user: it runs as root or as that user.
 bool isWithinReach(::uid_t user);
 
 /// Starts a program as the user, with that environment, and does not wait for it. No shell is
@@ -20,11 +20,11 @@ bool startInSession(const SessionUser& user, const std::vector<std::string>& env
                     const Arguments& arguments);
 
 /// Starts a program in the same way and waits for its end, as long as the session lasts. Gives its
-/// exit status, -1 if it could not be started or did not end by itself. Any thread.
+/// exit status, or -1 if it could not be started or did not exit by itself. Any thread.
 int runInSession(const SessionUser& user, const std::vector<std::string>& environment,
                  const Arguments& arguments);
 
-/// Whether the session is there and not about to end. Any thread.
+/// Whether the session exists and is not about to end. Any thread.
 bool isSessionThere(const std::string& session);
 
 }  // namespace platform::linux_sessions

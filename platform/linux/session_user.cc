@@ -21,11 +21,11 @@ namespace fs = std::filesystem;
 using Variables = std::map<std::string, std::string>;
 
 constexpr std::size_t largestEntry = 65536;  // Bytes of a user database entry.
-constexpr int mostGroups = 65536;            // What Linux allows one process.
+constexpr int mostGroups = 65536;            // The most that Linux allows one process.
 constexpr const char* defaultPath = "/usr/local/bin:/usr/bin:/bin:/usr/local/games:/usr/games";
 
-/// For as long as it lives, the files that this thread looks at are looked at with a user's rights:
-/// what is the user's own needs no right to other people's files.
+/// As long as this object lives, this thread accesses files with a user's rights. The user's own
+/// things need no right to other people's files.
 class WithRightsOf {
  public:
   explicit WithRightsOf(const posix::Identity& identity)
@@ -45,7 +45,7 @@ class WithRightsOf {
 std::vector<::gid_t> groupsOf(const std::string& name, ::gid_t group) {
   std::vector<::gid_t> groups(32);
   auto count = static_cast<int>(groups.size());
-  // It tells the number that it needs if that is more.
+  // If more are needed, it tells the number.
   if (::getgrouplist(name.c_str(), group, groups.data(), &count) < 0 && count <= mostGroups) {
     groups.resize(static_cast<std::size_t>(count));
     if (::getgrouplist(name.c_str(), group, groups.data(), &count) < 0) {
@@ -84,7 +84,7 @@ Variables parseEnvironment(const std::string& block) {
   return variables;
 }
 
-/// The environment of a process, empty if it isn't the user's or has gone.
+/// The environment of a process. Empty if the process belongs to another user or has gone.
 Variables environmentOfProcess(const fs::path& process, ::uid_t user) {
   struct ::stat status;
   if (::stat(process.c_str(), &status) != 0 || status.st_uid != user) {
@@ -94,8 +94,8 @@ Variables environmentOfProcess(const fs::path& process, ::uid_t user) {
   return parseEnvironment({std::istreambuf_iterator<char>(file), {}});
 }
 
-/// The environment of a program with a display in the session. A program that names no session, as
-/// those that the user's service manager has started, is taken if none names this one.
+/// The environment of a program with a display in the session. If no program names this session, a
+/// program that names no session is taken, such as one that the user's service manager started.
 Variables desktopEnvironment(const SessionUser& user) {
   const WithRightsOf rights(user.identity);
   Variables fallback;
@@ -119,7 +119,7 @@ Variables desktopEnvironment(const SessionUser& user) {
   return fallback;
 }
 
-/// What every session has, whatever runs in it.
+/// What every session has, whatever programs run in it.
 Variables plainEnvironment(const SessionUser& user) {
   Variables variables{{"HOME", user.home},
                       {"USER", user.name},

@@ -18,14 +18,15 @@ struct SessionUser {
   std::string shell;
 };
 
-/// The user of a session. None if the session or its user is not there. Any thread.
+/// The user of a session. None if there is no such session or user. Any thread.
 std::optional<SessionUser> findSessionUser(const std::string& session);
 
 /// Whether there is an account of that number. Any thread.
 bool hasAccount(::uid_t user);
 
-/// "NAME=value" each: the environment of one of the user's own programs in that session which has a
-/// display, and under it what every session has. Nothing of this process' environment. Any thread.
+/// The environment of one of the user's own programs in that session which has a display, as
+/// "NAME=value" texts, completed by what every session has. Contains nothing of this process'
+/// environment. Any thread.
 std::vector<std::string> environmentOf(const SessionUser& user);
 
 /// Whether the user's own service manager and message bus can be reached. Any thread.

@@ -1,4 +1,4 @@
-// Sessions are logind's.
+// Sessions are those of logind.
 #include "platform/sessions.h"
 
 #include <systemd/sd-login.h>
@@ -26,7 +26,8 @@ using linux_sessions::SessionUser;
 constexpr const char* firstSeat =
     "seat0";  // That of the machine's own screen, which always exists.
 
-// logind's names of sessions are numbers; where the kernel's audit gives none, "c" and a number.
+// logind's names of sessions are numbers. If the kernel's audit gives no number, they are "c" and a
+// number.
 constexpr std::uint32_t ownNumbering = 0x80000000;
 
 std::optional<std::uint32_t> toNumber(const std::string& session) {
@@ -45,21 +46,21 @@ std::string toSession(std::uint32_t number) {
                                       : std::to_string(number);
 }
 
-/// Takes over a text that libsystemd has allocated.
+/// Takes ownership of a text that libsystemd has allocated.
 std::string take(char* text) {
   std::string result = text == nullptr ? "" : text;
   std::free(text);
   return result;
 }
 
-/// The screen and keyboard at which the session is. Empty: a terminal without them, such as ssh's.
+/// The seat (screen and keyboard) of the session. Empty for a terminal without one, such as ssh's.
 std::string seatOf(const std::string& session) {
   char* seat = nullptr;
   ::sd_session_get_seat(session.c_str(), &seat);
   return take(seat);
 }
 
-/// A person works in the session at a screen of this machine.
+/// Whether a person works in the session at a screen of this machine.
 bool isActive(const std::string& session) {
   char* state = nullptr;
   char* sessionClass = nullptr;
@@ -110,7 +111,7 @@ std::vector<Session> listSessions() {
   std::vector<Session> sessions;
   for (char** name = names; name != nullptr && *name != nullptr; ++name) {
     const std::string session = take(*name);
-    // Asked before each request where that is wanted, so that what is dear comes last.
+    // This may run before each request, so the expensive questions come last.
     const auto number = toNumber(session);
     if (number && isActive(session) && isWithinReach(session)) {
       sessions.push_back({*number, WTSActive});
@@ -118,7 +119,7 @@ std::vector<Session> listSessions() {
   }
   std::free(names);
   const auto place = [&sessions](const Session& session) {
-    // Nobody asks for the seat of one that has no rival.
+    // A single session needs no comparison, so its seat is not asked for.
     return std::pair(sessions.size() > 1 && seatOf(toSession(session.id)) != firstSeat, session.id);
   };
   std::sort(sessions.begin(), sessions.end(),
@@ -171,7 +172,7 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t,
                                       splitCommandLine(commandLine))) {
     return false;
   }
-  // Nobody waits for the process or asks it anything: the handles are there to be closed.
+  // Nobody uses the process handles; they exist only to be closed.
   process = {posix::toHandle(std::make_unique<posix::HandleObject>()),
              posix::toHandle(std::make_unique<posix::HandleObject>())};
   return true;

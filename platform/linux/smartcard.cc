@@ -1,6 +1,6 @@
 // PC/SC over pcsc-lite. It differs from WinSCard in its types (DWORD has the size of a long), in
-// the number of the raw protocol, in its card states, which are bits, and in what it says of a
-// daemon that has gone.
+// the number of the raw protocol, in its card states, which are bits, and in its result when the
+// daemon has gone.
 #include "platform/smartcard.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace platform {
 namespace {
 
-// The seam's values of names that the system's header defines as macros of another value.
+// The seam's values of names that the system's header defines as macros with another value.
 constexpr std::uint32_t seamProtocolRaw = SCARD_PROTOCOL_RAW;
 constexpr std::uint32_t seamStateAbsent = SCARD_ABSENT;
 constexpr std::uint32_t seamStateSpecific = SCARD_SPECIFIC;
@@ -29,14 +29,15 @@ std::uint32_t code(::LONG result) {
   return static_cast<std::uint32_t>(result);
 }
 
-/// What pcsc-lite gives when its daemon does not answer: it can't be reached, or the connection to
-/// it broke.
+/// The results of pcsc-lite when its daemon does not answer: it can't be reached, or the connection
+/// to it broke.
 bool isDaemonGone(std::uint32_t result) {
   return result == code(SCARD_E_NO_SERVICE) || result == code(SCARD_E_SERVICE_STOPPED) ||
          result == code(SCARD_F_COMM_ERROR);
 }
 
-/// The result of an operation on a context or a connection, which a daemon must have given out.
+/// The result of an operation on a context or a connection. There was a daemon when these were
+/// made.
 std::uint32_t resultOf(::LONG result) {
   return isDaemonGone(code(result)) ? seamServiceStopped : code(result);
 }
@@ -56,8 +57,8 @@ const ::SCARD_IO_REQUEST* toNativeRequest(std::uint32_t protocol) {
   }
 }
 
-/// The upper 16 bits of pcsc-lite's state count events. Of the others only "absent" is told apart;
-/// a connection that could be opened has a card of which the protocol is agreed.
+/// The upper 16 bits of pcsc-lite's state count events. Of the other bits only "absent" is used: if
+/// a connection could be opened, there is a card and its protocol is agreed.
 std::uint32_t toSeamState(::DWORD state) {
   return (state & SCARD_ABSENT) != 0 ? seamStateAbsent : seamStateSpecific;
 }
@@ -69,10 +70,10 @@ std::uint32_t toSeamState(::DWORD state) {
   return static_cast<::SCARDHANDLE>(card);
 }
 
-/// Calls again after each reset by another program, of which PC/SC wants note to be taken.
+/// Repeats a call after each reset by another program. PC/SC requires a reconnect after a reset.
 template <typename Call>
 ::LONG pastResets(SCARDHANDLE card, Call call) {
-  constexpr int mostResets = 10;  // Somebody has to be quick for a second one.
+  constexpr int mostResets = 10;  // Even a second reset in a row is unlikely.
   ::LONG result = call();
   for (int i = 0; i < mostResets && result == SCARD_W_RESET_CARD; ++i) {
     ::DWORD protocol = 0;

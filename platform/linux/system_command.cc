@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-/// systemd's own limit for the start of a unit.
+/// systemd's own time limit for the start of a unit.
 constexpr std::chrono::seconds startLimit{90};
 
 }  // namespace
@@ -16,7 +16,7 @@ std::int32_t system(const char* command) {
   if (std::string(command) != "net start SCardSvr") {
     return 1;
   }
-  // The socket brings up the daemon, pcscd, with the first connection.
+  // The socket unit starts the daemon, pcscd, with the first connection.
   posix::ProcessStart start;
   start.arguments = {"systemctl", "--no-ask-password", "start", "pcscd.socket"};
   const auto process = posix::startProcess(start);

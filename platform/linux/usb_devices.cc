@@ -1,4 +1,4 @@
-// The plugged-in USB devices as udev knows them, told in the form of Windows' device paths.
+// The plugged-in USB devices that udev knows, in the form of Windows' device paths.
 #include "platform/usb_devices.h"
 
 #include <libudev.h>
@@ -27,16 +27,16 @@ std::string attribute(::udev_device* device, const char* name) {
   return value == nullptr ? "" : value;
 }
 
-/// What the rest of the path, and the answers that carry it, can take: printable ASCII without the
-/// mark that separates the parts and without what would end a JSON text.
+/// Characters that are safe in the rest of the path and in the answers that contain it: printable
+/// ASCII without the separator of the parts and without what would end a JSON text.
 bool isUsable(const std::string& serialNumber) {
   return !serialNumber.empty() && std::all_of(serialNumber.begin(), serialNumber.end(), [](char c) {
     return c > ' ' && c < 0x7F && std::strchr("#\"\\", c) == nullptr;
   });
 }
 
-/// The ids are four lower-case hexadecimal digits each in sysfs already. The serial number stands
-/// as the device gives it; without one the device's place on the bus tells it from others.
+/// In sysfs the ids already are four lower-case hexadecimal digits each. The serial number is
+/// unchanged. A device without one is identified by its place on the bus.
 std::u16string pathOf(::udev_device* device) {
   std::string serialNumber = attribute(device, "serial");
   if (!isUsable(serialNumber)) {

@@ -1,8 +1,9 @@
-// A user is the number of his account. The kernel is asked for the socket at the other end
-// (sock_diag(7)), one exact look-up instead of a search through all sockets of the machine.
+// A user is the number of an account. The kernel is asked for the socket at the other end
+// (sock_diag(7)). This is one exact look-up; it does not search all sockets of the machine.
 #include "platform/users.h"
 
-// Behind the seam's header: the system's defines some of its names as macros of the same value.
+// After the seam's header: the system's header defines some of its names as macros of the same
+// value.
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
 #include <linux/sock_diag.h>
@@ -40,7 +41,7 @@ class NetlinkSocket {
 
   /// The kernel's record of a socket. None if there is no such socket.
   std::optional<::inet_diag_msg> ask(const Request& request) const {
-    // Room for the attributes behind the record, which are not looked at.
+    // Space for the attributes after the record, which are ignored.
     alignas(Reply) char buffer[4096];
     if (::send(socket_, &request, sizeof(request), 0) != sizeof(request)) {
       return std::nullopt;
@@ -59,8 +60,8 @@ class NetlinkSocket {
   const int socket_;
 };
 
-/// Asks for the socket whose own address is the other end of the connection, and the other way
-/// round.
+/// Asks for the socket at the other end: its own address is the peer of this connection, and its
+/// peer is the address of this connection.
 std::optional<Request> requestFor(int connection) {
   ::sockaddr_in own{};
   ::sockaddr_in peer{};
@@ -91,7 +92,8 @@ std::optional<Request> requestFor(int connection) {
 std::optional<std::string> peerUser(SOCKET connection) {
   const auto request = requestFor(static_cast<int>(connection));
   const auto found = request ? NetlinkSocket().ask(*request) : std::nullopt;
-  // A socket that its program has closed belongs to nobody, has no inode any more and names root.
+  // A socket that its program has closed belongs to nobody: it has no inode any more and shows root
+  // as its user.
   return found && found->idiag_inode != 0 ? std::optional(std::to_string(found->idiag_uid))
                                           : std::nullopt;
 }

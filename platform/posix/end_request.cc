@@ -18,7 +18,7 @@ void host::onEndRequest(std::function<void()> request) {
   ::sigemptyset(&endSignals);
   ::sigaddset(&endSignals, SIGINT);
   ::sigaddset(&endSignals, SIGTERM);
-  // Blocked here and so in every later thread; one thread waits for them in their place.
+  // Blocked here and so in every later thread. One thread waits for the signals instead.
   ::pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
   std::thread([endSignals, request = std::move(request)] {
     for (;;) {  // As long as the process runs.

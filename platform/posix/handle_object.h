@@ -19,8 +19,8 @@ class HandleObject {
 
   virtual bool set() { return false; }
 
-  /// Waits until the object is signalled, at most `limit`; without a limit, until it is.
-  /// WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for an object that nobody can wait for.
+  /// Waits until the object is signalled, at most `limit`, or without limit if there is none. Gives
+  /// WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for an object that can't be waited for.
   virtual std::uint32_t wait(std::optional<std::chrono::milliseconds>) { return WAIT_FAILED; }
 };
 

@@ -1,4 +1,4 @@
-// Files, one connection, the terminal: what every POSIX system gives.
+// Files, one connection and the terminal: the parts that are the same on every POSIX system.
 #include "platform/inspection.h"
 
 #include <arpa/inet.h>
@@ -29,12 +29,12 @@ FileFacts::Kind kindOf(::mode_t mode) {
                          : FileFacts::Kind::Other;
 }
 
-/// Whether nobody can write: not even root, or on a file system that is only read.
+/// Whether nobody can write, not even root, for example on a read-only file system.
 bool isUnwritable(const std::filesystem::path& path) {
   return ::access(path.c_str(), W_OK) != 0 && (errno == EROFS || ::geteuid() == 0);
 }
 
-/// Closed at its end.
+/// Closes the descriptor at its end.
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
@@ -128,7 +128,7 @@ Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t mill
   const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   Reply reply;
   reply.connected = connectToLoopback(socket.get(), port, end);
-  // A request of a line or two fits into the system's buffer.
+  // The system's buffer has room for a request of a line or two.
   if (!reply.connected || ::send(socket.get(), request.data(), request.size(), MSG_NOSIGNAL) < 0) {
     reply.ended = reply.connected;
     return reply;

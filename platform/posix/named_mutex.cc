@@ -1,6 +1,6 @@
-// The named mutex of the simulated world as a Unix socket in Linux' abstract name space: a name can
-// be bound once, the kernel gives it free when the process ends in whatever way, and nothing is
-// left in a folder. Any user can bind any name, which nobody minds in a world of memory.
+// The named mutex of the simulated world is a Unix socket in Linux' abstract name space. A name can
+// be bound once, the kernel releases it when the process ends, however it ends, and no file is
+// left. Any user can bind any name; this does no harm in a simulated world.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -37,7 +37,7 @@ HANDLE host::createNamedMutex(const char* text) {
   if (socket < 0) {
     return 0;
   }
-  // A zero byte in front of the name is what makes it abstract.
+  // A zero byte before the name makes it abstract.
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path + 1, name.data(), name.size());
   const std::size_t length = offsetof(::sockaddr_un, sun_path) + 1 + name.size();

@@ -1,4 +1,4 @@
-// What only a POSIX system can show: texts and paths of any bytes, limits of a process, programs.
+// What only a POSIX system can show: texts and paths of any bytes, process limits, programs.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -91,7 +91,7 @@ TEST_F(PosixTest, OnlyTheOwnerMayWriteTheLog) {
 }
 
 TEST_F(PosixTest, AProgramBeginsAfreshAndIsWaitedForNoLongerThanItsLimit) {
-  // What this process has open and has made of signals is no business of a program that it starts.
+  // A started program must not get this process' open descriptors or its signal settings.
   ASSERT_EQ(::dup2(STDERR_FILENO, 77), 77);
   const auto pipe = std::signal(SIGPIPE, SIG_IGN);
   ::sigset_t blocked;

@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds shortestPause{5};
 constexpr std::chrono::milliseconds longestPause{250};
 constexpr int reportDescriptor = 3;
 constexpr int startLimit = 10'000;  // Milliseconds.
-constexpr int killTries = 200;      // Of the shortest pause each.
+constexpr int killTries = 200;      // Each lasts the shortest pause.
 
 /// Who collects a process when it ends.
 enum class Owner { Caller, System };
@@ -35,8 +35,8 @@ std::string valueOf(const std::vector<std::string>& environment, const std::stri
   return "";
 }
 
-/// Where the program may lie, in the order in which the places are tried. An empty part of PATH,
-/// which stands for the working folder, is passed over.
+/// The possible paths of the program, in the order in which they are tried. An empty part of PATH
+/// stands for the working folder and is skipped.
 std::vector<std::string> candidates(const std::string& program, const std::string& path) {
   if (program.find('/') != std::string::npos) {
     return {program};
@@ -62,8 +62,8 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-/// All that the child needs, made before it exists: between fork and exec nothing may allocate
-/// memory, as another thread may have held the allocator's lock.
+/// Everything that the child needs, made before the child exists. Between fork and exec nothing may
+/// allocate memory, because another thread may have held the allocator's lock.
 struct Preparation {
   explicit Preparation(const ProcessStart& start)
       : identity(start.identity),
@@ -78,7 +78,7 @@ struct Preparation {
   static std::vector<std::string> ownEnvironment() {
     std::vector<std::string> result;
     for (char** entry = environ; *entry != nullptr; ++entry) {
-      // A program that reported by this process' socket would speak for the service.
+      // A program that reported through this process' socket would speak for the service.
       if (!std::string(*entry).starts_with("NOTIFY_SOCKET=")) {
         result.emplace_back(*entry);
       }
@@ -96,7 +96,7 @@ struct Preparation {
   const std::vector<char*> environmentPointers;
 };
 
-// What follows runs in the child, which has this one thread. It uses system calls alone.
+// The following runs in the child, which has only this thread. It uses system calls only.
 
 void useFreshSignals() {
   for (int signal = 1; signal < NSIG; ++signal) {
@@ -107,7 +107,7 @@ void useFreshSignals() {
   ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// Leaves /dev/null as the standard streams and the pipe's end behind them, which exec closes.
+/// Sets the standard streams to /dev/null and puts the pipe's end behind them; exec closes it.
 bool useFreshDescriptors(int report, int output) {
   if (::dup3(report, reportDescriptor, O_CLOEXEC) < 0 && report != reportDescriptor) {
     return false;
@@ -128,8 +128,8 @@ bool useFreshDescriptors(int report, int output) {
   return true;
 }
 
-/// Groups first: the right to change them goes with the user. The user's own capabilities go with
-/// the change from root as well.
+/// Groups first: a process that has changed its user may no longer change its groups. The change
+/// from root to the user also drops the capabilities.
 bool takeIdentity(const Identity& identity) {
   return ::setgroups(identity.groups.size(), identity.groups.data()) == 0 &&
          ::setresgid(identity.group, identity.group, identity.group) == 0 &&
@@ -153,7 +153,7 @@ void becomeProgram(const Preparation& preparation) {
 }
 
 [[noreturn]] void runChild(const Preparation& preparation, int report, Owner owner) {
-  ::setsid();  // The terminal's Ctrl-C is not for it.
+  ::setsid();  // The terminal's Ctrl-C must not reach it.
   useFreshSignals();
   if (useFreshDescriptors(report, preparation.output)) {
     // A grandchild belongs to the system as soon as this process has ended.
@@ -170,10 +170,10 @@ void becomeProgram(const Preparation& preparation) {
   ::_exit(127);
 }
 
-// What follows runs in this process again.
+// The following runs in this process again.
 
-/// Kills a child with all that is in its session, and collects it. One that is stuck in the kernel
-/// is not waited for.
+/// Kills a child and everything in its session, and collects it. Does not wait for a child that is
+/// stuck in the kernel.
 void killProcess(::pid_t process) {
   ::kill(-process, SIGKILL);
   ::kill(process, SIGKILL);
@@ -196,8 +196,8 @@ std::optional<::pid_t> start(const ProcessStart& start, Owner owner) {
     runChild(preparation, report[1], owner);
   }
   ::close(report[1]);
-  // The pipe ends without a byte as soon as the program runs. The way there may lead through a file
-  // system that does not answer, which must not hold up whoever waits here.
+  // The pipe ends without a byte as soon as the program runs. Starting it may involve a file system
+  // that does not answer; the caller must not wait for that without limit.
   char failed = 0;
   ::pollfd entry{report[0], POLLIN, 0};
   const bool runs = child > 0 && ::poll(&entry, 1, startLimit) == 1 &&
@@ -218,7 +218,7 @@ std::optional<::pid_t> startProcess(const ProcessStart& processStart) {
 bool startDetached(const ProcessStart& processStart) {
   const auto parent = start(processStart, Owner::System);
   if (parent) {
-    ::waitpid(*parent, nullptr, 0);  // It has ended, or does so at once.
+    ::waitpid(*parent, nullptr, 0);  // It has ended already, or ends at once.
   }
   return parent.has_value();
 }
@@ -253,7 +253,7 @@ std::optional<std::string> outputOf(const std::vector<std::string>& arguments,
   if (::pipe2(pipe, O_CLOEXEC) != 0) {
     return std::nullopt;
   }
-  // Above the descriptors that the child sets up before it takes this one.
+  // Above the descriptors that the child sets up before it uses this one.
   const int writeEnd = ::fcntl(pipe[1], F_DUPFD_CLOEXEC, reportDescriptor + 1);
   ::close(pipe[1]);
   ProcessStart start;

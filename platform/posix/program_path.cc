@@ -9,11 +9,11 @@
 namespace platform {
 
 std::filesystem::path host::programPath() {
-  // Asked once, as the link's text changes when the running program is replaced by an update.
+  // Read once: the link's text changes when an update replaces the running program.
   static const std::filesystem::path path = [] {
     std::string buffer(4096, '\0');  // PATH_MAX, the longest path that Linux gives.
     const auto length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
-    // Without /proc the files lie in the root: a path that is not full would depend on the working
+    // Without /proc the files are in the root folder. A relative path would depend on the working
     // directory.
     return length > 0 ? buffer.substr(0, static_cast<std::size_t>(length)) : "/";
   }();

@@ -1,7 +1,7 @@
 #include "platform/host_handles.h"
 
-// The system's header defines some of the seam's names as macros; what they stand for is 2, 1, 2 on
-// Linux too, so that the seam's numbers can be passed on.
+// The system's header defines some of the seam's names as macros. Their values are 2, 1, 2 on Linux
+// too, so the seam's numbers can be passed on.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -20,7 +20,7 @@ namespace platform {
 namespace {
 
 /// How long one write may wait for a peer that does not read. Answers fit into the kernel's buffer,
-/// so that only a client that means harm gets here.
+/// so only a hostile client gets here.
 constexpr ::timeval writeLimit{10, 0};
 
 int descriptor(SOCKET socket) {
@@ -70,8 +70,8 @@ SOCKET host::socket(std::int32_t family, std::int32_t type, std::int32_t protoco
 }
 
 std::int32_t host::bind(SOCKET socket, const sockaddr_in& address) {
-  // Without this the port of a service that has just ended stays closed to its successor for a
-  // minute. A port that somebody listens on is refused all the same.
+  // Without this the port of a service that has just ended would be closed to its successor for a
+  // minute. A port that somebody listens on is still refused.
   const int on = 1;
   ::setsockopt(descriptor(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
   ::sockaddr_in native{};
@@ -112,7 +112,7 @@ SOCKET host::accept(SOCKET socket) {
   const int fd = uninterrupted(
       [socket] { return ::accept4(descriptor(socket), nullptr, nullptr, SOCK_CLOEXEC); });
   if (fd < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
-    // The connection stays in the queue and would be reported again at once, without end.
+    // The connection stays in the queue and would be reported again at once, in an endless loop.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   if (fd >= 0) {
@@ -129,7 +129,7 @@ std::int32_t host::recv(SOCKET socket, char* buffer, std::int32_t size) {
 
 std::int32_t host::send(SOCKET socket, const char* bytes, std::int32_t size) {
   const auto length = static_cast<std::size_t>(size);
-  // MSG_MORE: the end of an answer leaves together with the end of the connection. That saves a
+  // MSG_MORE: the end of an answer is sent together with the end of the connection. That saves a
   // packet, and a client that has the whole answer finds its worker free.
   return static_cast<std::int32_t>(uninterrupted(
       [&] { return ::send(descriptor(socket), bytes, length, MSG_NOSIGNAL | MSG_MORE); }));

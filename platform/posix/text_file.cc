@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::size_t largestTextFile = std::size_t{1} << 20;
 
-/// Opens an ordinary file. Anything else is refused, and without a wait: a pipe would otherwise
-/// hold the service until somebody came to its other end.
+/// Opens an ordinary file. Refuses anything else without waiting: a pipe would otherwise block the
+/// service until somebody opened its other end.
 int openOrdinaryFile(const std::filesystem::path& path, int flags) {
   const int file = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
   struct ::stat status;
@@ -28,7 +28,7 @@ int openOrdinaryFile(const std::filesystem::path& path, int flags) {
   return file;
 }
 
-/// Reads up to one byte more than the limit, so that the caller can tell a file that is too large.
+/// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
 std::string readLimited(int file) {
   std::string content(largestTextFile + 1, '\0');
   std::size_t length = 0;
@@ -49,7 +49,7 @@ bool readTextFile(const std::filesystem::path& path, std::string& content) {
   const int file = openOrdinaryFile(path, O_RDONLY);
   const int error = errno;
   if (file < 0 && error == ENOENT) {
-    return false;  // A file that nobody has made.
+    return false;  // The file does not exist.
   }
   const std::string raw = file < 0 ? "" : readLimited(file);
   ::close(file);
@@ -69,7 +69,8 @@ AppendStream::~AppendStream() {
 }
 
 void AppendStream::open(const std::filesystem::path& path) {
-  // A file that has reached the size allowed to this process is a failed write, not its end.
+  // If the file has reached the size limit of this process, the write fails; the process must not
+  // end.
   std::signal(SIGXFSZ, SIG_IGN);
   file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
 }

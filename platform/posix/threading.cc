@@ -24,14 +24,14 @@ class Signal {
       const std::lock_guard guard(mutex_);
       isSet_ = true;
     }
-    changed_.notify_all();  // Without the lock, which a waiter takes as soon as it wakes.
+    changed_.notify_all();  // Without the lock: a waiter takes it as soon as it wakes.
   }
 
   std::uint32_t wait(std::optional<std::chrono::milliseconds> limit, bool reset) {
     std::unique_lock guard(mutex_);
     const auto isSet = [this] { return isSet_; };
     const bool onlyLook =
-        limit && limit->count() == 0;  // Most calls; it spares the kernel a timer.
+        limit && limit->count() == 0;  // The most frequent case; it needs no timer of the kernel.
     if (!limit) {
       changed_.wait(guard, isSet);  // The caller asked for a wait without limit.
     } else if (onlyLook ? !isSet_ : !changed_.wait_for(guard, *limit, isSet)) {
@@ -55,7 +55,7 @@ class Event : public HandleObject {
       : manualReset_(manualReset), signal_(std::make_shared<Signal>(isSet)) {}
 
   bool set() override {
-    // Shared, as a waiter that wakes may close the event before `set` has returned.
+    // Shared: a waiter that wakes may close the event before `set` has returned.
     const std::shared_ptr<Signal> signal = signal_;
     signal->set();
     return true;
@@ -70,8 +70,8 @@ class Event : public HandleObject {
   const std::shared_ptr<Signal> signal_;
 };
 
-/// A thread that is waited for through a signal which it sets last. It is shared, as handle and
-/// thread may each outlive the other.
+/// A thread. Its last step sets a signal that others can wait for. The signal is shared, because
+/// the handle and the thread may each outlive the other.
 class RunningThread : public HandleObject {
  public:
   RunningThread(std::uint32_t (*function)(void*), void* argument) {

@@ -16,7 +16,7 @@ std::size_t characterLength(std::string_view text) {
     return 0;
   }
   const auto lead = static_cast<std::uint8_t>(text[0]);
-  // Overlong forms, surrogates and numbers above the last character show in the second byte.
+  // The second byte shows overlong forms, surrogates and numbers above the last character.
   const int first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   const int last = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;

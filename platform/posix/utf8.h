@@ -1,4 +1,4 @@
-// Texts in UTF-8 (RFC 3629), which is what most texts and paths of a POSIX system are, but not all.
+// Texts in UTF-8 (RFC 3629). Most texts and paths of a POSIX system are UTF-8, but not all.
 #ifndef KV500_PLATFORM_POSIX_UTF8_H
 #define KV500_PLATFORM_POSIX_UTF8_H
 
@@ -7,8 +7,8 @@
 
 namespace platform::posix {
 
-/// The length in bytes of the character at the beginning of `text`; 0 if no valid UTF-8 begins
-/// there. Any thread.
+/// The length in bytes of the character at the beginning of `text`; 0 if `text` does not begin with
+/// valid UTF-8. Any thread.
 std::size_t characterLength(std::string_view text);
 
 }  // namespace platform::posix

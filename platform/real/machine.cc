@@ -1,4 +1,4 @@
-// On a real machine the seam's sockets, events, threads, times and names are the machine's own.
+// On a real machine the seam's sockets, events, threads, times and names are those of the machine.
 #include <ctime>
 
 #include "platform/host.h"

@@ -11,9 +11,8 @@ namespace simulated {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Reads pairs of hexadecimal digits, upper or lower case, with nothing between them. An empty
-/// text gives no bytes; any other character or an odd number of digits gives std::nullopt.
-/// Thread-safe.
+/// Reads pairs of hexadecimal digits, upper or lower case, with nothing between them. An empty text
+/// gives no bytes. Any other character or an odd number of digits gives std::nullopt. Thread-safe.
 std::optional<Bytes> parseHex(std::string_view text);
 
 }  // namespace simulated

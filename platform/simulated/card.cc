@@ -35,7 +35,7 @@ Bytes respond(std::uint16_t statusWord, Bytes data = {}) {
 
 }  // namespace
 
-/// What follows the header of a command.
+/// What comes after the header of a command.
 struct Card::Body {
   Bytes data;
   std::optional<std::uint8_t> le;  ///< 00 asks for as much as there is, up to 256 bytes.
@@ -91,7 +91,7 @@ Bytes Card::answer(const Bytes& command) {
                                   : readBinary(command[2], command[3], *body);
 }
 
-/// ISO/IEC 7816-4, the four cases of a short APDU: nothing, Le, Lc and data, Lc and data and Le.
+/// ISO/IEC 7816-4, the four cases of a short APDU: no more bytes; Le; Lc and data; Lc, data and Le.
 std::optional<Card::Body> Card::parseBody(const Bytes& command) {
   if (command.size() == headerSize) {
     return Body{};
@@ -113,8 +113,8 @@ std::optional<Card::Body> Card::parseBody(const Bytes& command) {
 }
 
 Bytes Card::select(std::uint8_t p1, std::uint8_t p2, const Bytes& data) {
-  // Bits 4 and 3 of P2 choose the control information that comes back, of which there is none;
-  // the other bits are 0 for the first or only file of that name.
+  // Bits 4 and 3 of P2 choose the control information that is returned; there is none here. The
+  // other bits are 0 for the first or only file of that name.
   if ((p2 & 0xF3) != 0) {
     return respond(wrongP1P2);
   }
@@ -194,7 +194,8 @@ Bytes Card::readBinary(std::uint8_t p1, std::uint8_t p2, const Body& body) {
                  Bytes(first, first + static_cast<Bytes::difference_type>(count)));
 }
 
-/// Makes the first wanted file of the current DF the current EF; without one nothing changes.
+/// Makes the first matching file of the current DF the current EF. If there is none, nothing
+/// changes.
 template <class Predicate>
 bool Card::selectFile(Predicate wanted) {
   const std::vector<ElementaryFile>& files = directories_[directory_].files;

@@ -17,7 +17,7 @@ namespace simulated {
 struct ElementaryFile {
   std::uint16_t identifier;
   std::uint8_t shortIdentifier;  ///< 1 to 30.
-  Bytes content;                 ///< Behind 32768 bytes no READ BINARY reaches it.
+  Bytes content;                 ///< READ BINARY reaches no byte beyond 32768.
 };
 
 /// A folder of such files (ISO/IEC 7816-4: dedicated file, DF), selected by its application
@@ -27,38 +27,38 @@ struct DedicatedFile {
   std::vector<ElementaryFile> files;
 };
 
-/// What came of one command.
+/// The result of one command.
 struct Exchange {
   enum class Outcome {
     Answered,  ///< The card gave `response`.
     Failed,    ///< The exchange failed; the card is still there.
-    Removed,   ///< The card left the reader; taking it out is the caller's business.
+    Removed,   ///< The card left the reader; the caller takes it out.
   };
   Outcome outcome;
-  Bytes response;                     ///< Of Answered: data, SW1, SW2; an override may be shorter.
-  std::chrono::milliseconds delay{};  ///< By how much the answer comes late; the caller sleeps it.
+  Bytes response;                     ///< For Answered: data, SW1, SW2; an override may be shorter.
+  std::chrono::milliseconds delay{};  ///< How late the answer comes; the caller waits that long.
 };
 
-/// One card. A copy is a card of its own. Not thread-safe: the caller serialises.
+/// One card. A copy is a separate card. Not thread-safe: the caller serialises calls.
 class Card {
  public:
   Card(Bytes atr, DedicatedFile masterFile, std::vector<DedicatedFile> applications,
        Overrides overrides);
 
-  /// Takes one command APDU, of any length, and never fails by itself: what the card doesn't
-  /// understand gets a status word. Understood are, in class 00 and as short APDUs,
-  ///  - SELECT by file identifier (P1 00, and 02 for an EF alone) and by application identifier
-  ///    (P1 04, the whole identifier); with P1 00 or 04 and no identifier it selects the master
-  ///    file; whatever P2 asks for, no data are given;
+  /// Takes one command APDU of any length. It never fails by itself: a command that the card
+  /// doesn't understand gets a status word. The card understands, in class 00 and as short APDUs:
+  ///  - SELECT by file identifier (P1 00, and 02 for an EF only) and by application identifier (P1
+  ///    04, the whole identifier). With P1 00 or 04 and no identifier it selects the master file.
+  ///    It never returns data, whatever P2 asks for.
   ///  - READ BINARY (INS B0) with and without short file identifier.
-  /// Selection lasts from command to command. An overridden command doesn't touch it, unless it
-  /// only waits.
+  /// The selection lasts from command to command. An overridden command doesn't change it, unless
+  /// the override only waits.
   Exchange exchange(const Bytes& command);
 
   /// Answer to reset, ISO/IEC 7816-3.
   const Bytes& atr() const { return atr_; }
 
-  /// Power-up: the master file is selected and no EF. The turns of the overrides go on.
+  /// Power-up: selects the master file and no EF. Does not reset the turns of the overrides.
   void reset();
 
  private:

@@ -18,7 +18,7 @@ constexpr std::size_t largestOverrides = std::size_t{1}
                                          << 20;  // Room for a few of the longest responses.
 constexpr std::size_t longestAtr = 33;           // ISO/IEC 7816-3, TS included.
 
-// The German health card standard: the files' identifiers and short identifiers.
+// From the German health card standard: the files' identifiers and short identifiers.
 constexpr std::uint16_t gdoIdentifier = 0x2F02;
 constexpr std::uint8_t gdoShortIdentifier = 0x02;
 constexpr std::uint16_t pdIdentifier = 0xD001;
@@ -33,18 +33,18 @@ Bytes healthCareApplication() {
 }
 
 /// Tag and length, then the serial number: 80 for health care, 276 for Germany, an issuer and a
-/// number that nobody has.
+/// number that is not in use.
 Bytes healthCardGdo() {
   return {0x5A, 0x0A, 0x80, 0x27, 0x69, 0x99, 0x99, 0x12, 0x34, 0x56, 0x78, 0x90};
 }
 
-/// As above, but 9 and 999 for a national card of no country.
+/// As above, but with 9 and 999 for a national card of no country.
 Bytes otherCardGdo() {
   return {0x5A, 0x0A, 0x99, 0x99, 0x00, 0x00, 0x00, 0x12, 0x34, 0x56, 0x78, 0x90};
 }
 
-/// "0" for no update under way, the time of the last update, version 5.2.0 of the XML, 5 bytes
-/// that are reserved.
+/// "0" for no update in progress, the time of the last update, version 5.2.0 of the XML, 5 reserved
+/// bytes.
 Bytes defaultStatusVd() {
   constexpr std::string_view state = "020190101000000";
   Bytes file(state.begin(), state.end());
@@ -52,14 +52,14 @@ Bytes defaultStatusVd() {
   return file;
 }
 
-/// ISO/IEC 7816-3: protocol T=1 alone, blocks of up to 254 bytes. The historical bytes tell what
-/// the card can do (ISO/IEC 7816-4): selection by whole application identifier, by file identifier
-/// and by short file identifier; no extended lengths. The last byte is the checksum.
+/// ISO/IEC 7816-3: only protocol T=1, with blocks of up to 254 bytes. The historical bytes tell
+/// what the card can do (ISO/IEC 7816-4): selection by whole application identifier, by file
+/// identifier and by short file identifier; no extended lengths. The last byte is the checksum.
 Bytes healthCardAtr() {
   return {0x3B, 0xD5, 0x97, 0xFF, 0x81, 0x31, 0xFE, 0x45, 0x80, 0x73, 0x94, 0x21, 0x00, 0xF0};
 }
 
-/// As above, at the speed that every reader has.
+/// As above, but at the speed that every reader supports.
 Bytes otherCardAtr() {
   return {0x3B, 0x85, 0x81, 0x31, 0xFE, 0x45, 0x80, 0x73, 0x94, 0x21, 0x00, 0xC8};
 }
@@ -83,14 +83,14 @@ void requireFolder(const fs::path& folder) {
   }
 }
 
-/// The content of a file, std::nullopt if it isn't there.
+/// The content of a file; std::nullopt if the file doesn't exist.
 std::optional<Bytes> readFile(const fs::path& path, std::size_t largest) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   if (status.type() == fs::file_type::not_found) {
     return std::nullopt;
   }
-  // Opening a pipe or a device could wait for ever.
+  // Opening a pipe or a device could wait without end.
   if (status.type() != fs::file_type::none && !fs::is_regular_file(status)) {
     fail(path, "is not a file");
   }

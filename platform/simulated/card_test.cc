@@ -1,4 +1,4 @@
-// What a simulated card promises to whoever makes one, beyond what the service itself asks of it.
+// What a simulated card promises to its makers, beyond what the service itself uses.
 #include "platform/simulated/card_folder.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ std::string toHex(const Bytes& bytes) {
 
 class CardTest : public kv500::WorldTest {
  protected:
-  /// The answers of a freshly inserted card, one behind the other. "HCA" selects the application.
+  /// The answers of a freshly inserted card, joined. "HCA" selects the application.
   std::string answers(const std::string& commands) const {
     Card card = loadCardFolder(folder);
     std::istringstream words(commands);
@@ -30,7 +30,7 @@ class CardTest : public kv500::WorldTest {
       all += toHex(card.exchange(*parseHex(word == "HCA" ? hca : word)).response) + " ";
     return all.substr(0, all.size() - 1);
   }
-  /// What is wrong with the folder, without the path of `named` in front.
+  /// What is wrong with the folder, without the path of `named` at the beginning.
   static std::string fault(const std::filesystem::path& named, const std::filesystem::path& given) {
     try {
       loadCardFolder(given);
@@ -45,21 +45,21 @@ class CardTest : public kv500::WorldTest {
 TEST_F(CardTest, AnswersAsACardDoes) {
   std::string counting;
   for (int i = 0; i < 600; ++i)
-    counting += static_cast<char>(i % 251);  // No two blocks of 256 are alike.
+    counting += static_cast<char>(i % 251);  // No two blocks of 256 bytes are the same.
   writeFile("EF.GDO", "012");
   writeFile("EF.StatusVD", "");
   writeFile("EF.VD", counting);
-  writeFile("VD.xml", std::string(65537, ' '));  // Too large, were it looked at.
+  writeFile("VD.xml", std::string(65537, ' '));  // Too large, if it were read.
   writeFile("overrides.txt",
             "# A comment.\r\n\r\n00b0820005 6a81\r\n00B0820005\t6A88 \r\n"
             "00A4040C06D2760000010200 9000\r\n00 01");
   const struct {
     std::string commands, answers;
   } rows[] = {
-      // What is no short APDU of the two instructions.
+      // Commands that are no short APDU of the two instructions.
       {"00B082 00A4000C023F 00A4000C023F000000 00A4000C013F", "6700 6700 6700 6700"},
       {"00B08200 00B08200010000 80B082000C 0084000008", "6700 6700 6E00 6D00"},
-      // Selection, which lasts; one that fails changes nothing.
+      // The selection lasts; a failed selection changes nothing.
       {"00A40000023F0000 00A4010C023F00 00A4000F023F00", "9000 6A86 6A86"},
       {"00A4000C022F02 00A4000C022F03 00A4020C023F00", "9000 6A82 6A82"},
       {"HCA 00A4000C022F02 00A4040C02D276 00B0820103", "9000 6A82 6A82 0102039000"},
@@ -73,7 +73,7 @@ TEST_F(CardTest, AnswersAsACardDoes) {
       {"00B0820001 00A4000C023F00 00B0000000", "309000 9000 6986"},
       {"HCA 00B08C0000 00A4000C02D002 00B0025602", "9000 6B00 9000 60619000"},
       {"HCA 00B0820001 00B0025703 00B0010002 00B07FFF00", "9000 009000 616282 05069000 6B00"},
-      // Overrides: in turn, the last one from then on, and without an effect on the card.
+      // Overrides: in turn, the last one stays, and without an effect on the card.
       {"00B0820005 00B0820005 00B0820005 00", "6A81 6A88 6A88 01"},
       {"00A4040C06D2760000010200 00B0820001", "9000 309000"},
   };

@@ -1,4 +1,4 @@
-// What the simulated machine says of itself.
+// What the simulated machine tells about itself.
 #ifndef KV500_PLATFORM_SIMULATED_INSPECTION_H
 #define KV500_PLATFORM_SIMULATED_INSPECTION_H
 
@@ -9,19 +9,19 @@
 
 namespace simulated {
 
-/// A test sets it before anybody looks.
+/// A test sets it before anything asks for it.
 struct Inspection {
   Inspection();
 
-  platform::ServiceFacts service;  ///< Runs unless set.
-  /// Without one the smart-card service says of itself what the readers' model has it do.
+  platform::ServiceFacts service;  ///< Running unless set.
+  /// If this is not set, the smart-card service has the state of the readers' model.
   std::optional<platform::ServiceFacts> smartcardService;
   std::vector<platform::Listener> listeners;
   std::vector<platform::PortRange> reservedPorts;
   std::uint32_t deviceProblem = 0;
   std::map<std::uint32_t, platform::SessionFacts> sessions;  ///< Others have a user at the screen.
   std::vector<platform::PolicyValue> policies;
-  /// In place of what the reader's model says, such as a card that does not answer.
+  /// Replaces what the model of the reader says, for example for a card that does not answer.
   std::optional<std::uint32_t> readerState;
 };
 

@@ -8,15 +8,15 @@
 namespace simulated {
 namespace {
 
-// The German health card standard.
+// From the German health card standard.
 constexpr std::size_t vdFileSize = 1250;
 constexpr std::size_t pdFileSize = 850;
 
 constexpr std::size_t vdHeaderSize = 8;
 constexpr std::size_t noProtectedData = 0xFFFF;
 
-/// The largest memory level gives zlib room for 32767 symbols before it must begin a new block,
-/// so that a text of usual size is one DEFLATE block: readers of cards keep no history across
+/// With the largest memory level zlib has room for 32767 symbols before it must begin a new block.
+/// A text of usual size thus becomes one DEFLATE block: readers of cards keep no history across
 /// blocks.
 Bytes compress(const Bytes& text) {
   constexpr int windowBitsOfGzip = 15 + 16;

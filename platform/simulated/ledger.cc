@@ -31,7 +31,7 @@ std::string Ledger::notes() const {
 
 std::uint64_t Ledger::newNumber() {
   const std::lock_guard guard(mutex_);
-  return lastNumber_ += 2;  // Odd: addresses and Windows' handles are even.
+  return lastNumber_ += 2;  // Odd, because addresses and Windows' handles are even.
 }
 
 void Ledger::give(Kind kind, std::uint64_t number, std::uint32_t detail) {

@@ -9,10 +9,10 @@
 namespace simulated {
 namespace {
 
-/// Longer than any reader waits for a card, and short enough to end a test that forgot it.
+/// Longer than any reader waits for a card, but short enough to end a test that forgot about it.
 constexpr unsigned longestWait = 600000;
 
-/// ISO/IEC 7816-4: 65536 bytes of data are the most that an extended Le asks for, and SW1 SW2.
+/// ISO/IEC 7816-4: an extended Le asks for at most 65536 bytes of data; then SW1 SW2.
 constexpr std::size_t longestResponse = 65536 + 2;
 
 constexpr std::string_view blanks = " \t\r";
@@ -37,7 +37,7 @@ std::optional<unsigned> parseMilliseconds(std::string_view text) {
   return value;
 }
 
-/// Throws the message, as a text, if the words behind the command say nothing that can happen.
+/// If the words after the command are invalid, throws the message as a text.
 Override parseAction(const std::vector<std::string_view>& words) {
   const std::string_view action = words[1];
   if (action == "wait") {

@@ -1,5 +1,5 @@
-// Overrides: commands to which a simulated card does not answer as it normally would, so that
-// testers can see how the system takes a bad status word, a slow card or a failed exchange.
+// Overrides: commands that a simulated card does not answer as usual. Testers can see how the
+// system handles a bad status word, a slow card or a failed exchange.
 #ifndef KV500_PLATFORM_SIMULATED_OVERRIDES_H
 #define KV500_PLATFORM_SIMULATED_OVERRIDES_H
 
@@ -14,7 +14,7 @@
 
 namespace simulated {
 
-/// What happens when an overridden command comes.
+/// What happens at an overridden command.
 struct Override {
   enum class Kind {
     Respond,  ///< The card answers with `response`.
@@ -23,18 +23,19 @@ struct Override {
     Remove,   ///< The card leaves the reader.
   };
   Kind kind;
-  Bytes response;                     ///< Of Respond: data and status word, 1 to 65538 bytes.
-  std::chrono::milliseconds delay{};  ///< Of Wait: at most 600000.
+  Bytes response;                     ///< For Respond: data and status word, 1 to 65538 bytes.
+  std::chrono::milliseconds delay{};  ///< For Wait: at most 600000.
 };
 
-/// The overrides of one card, and whose turn it is. Not thread-safe; a copy has turns of its own.
+/// The overrides of one card, and which is next. Not thread-safe; a copy counts for itself.
 class Overrides {
  public:
-  /// Adds what happens the next time, behind what is already there for that command.
+  /// Adds an override for a command, after those that the command already has.
   void add(const Bytes& command, Override what);
 
   /// What happens this time; null if the command is not overridden. Several overrides of one
-  /// command come in turn, the last one from then on. The result holds until the next `add`.
+  /// command apply in turn; the last one then stays in effect. The result is valid until the next
+  /// `add`.
   const Override* next(const Bytes& command);
 
  private:
@@ -51,10 +52,10 @@ struct OverridesError {
   std::string message;
 };
 
-/// Reads the text of an overrides.txt. Each line holds a command in hexadecimal without blanks,
-/// then, behind a blank, a response in hexadecimal without blanks, or `fail`, or `wait N` with N
-/// in milliseconds, or `remove`. Empty lines and lines that begin with "#" say nothing; a carriage
-/// return before a line feed belongs to the line's end. Throws OverridesError for anything else.
+/// Reads the text of an overrides.txt. Each line holds a command in hexadecimal without blanks, a
+/// blank, and one of these: a response in hexadecimal without blanks, `fail`, `wait N` with N in
+/// milliseconds, or `remove`. Empty lines and lines that begin with "#" are ignored. A carriage
+/// return before a line feed belongs to the line end. Throws OverridesError for anything else.
 Overrides parseOverrides(std::string_view text);
 
 }  // namespace simulated

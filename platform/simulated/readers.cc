@@ -28,7 +28,7 @@ void Readers::plug() {
   unsigned number = 0;
   const auto hasNumber = [&number](const auto& reader) { return reader->number == number; };
   while (std::any_of(readers_.begin(), readers_.end(), hasNumber)) {
-    ++number;  // Bounded: there is a free one among as many numbers as readers, and one more.
+    ++number;  // Bounded: n readers occupy at most n of n + 1 numbers.
   }
   const std::string name = "brenvolt GmbH KV500 " + std::to_string(number);
   readers_.push_back(std::make_shared<Reader>(Reader{name, usbPathOf(number), number, nullptr}));
@@ -396,7 +396,7 @@ std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t 
   return result;
 }
 
-/// The exchange itself, for as long as it takes the card.
+/// The exchange itself; takes as long as the card takes.
 Exchange Readers::exchange(platform::SCARDHANDLE connection, InsertedCard& card,
                            const Bytes& command) {
   Exchange exchanged = card.card.exchange(command);

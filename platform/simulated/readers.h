@@ -1,4 +1,4 @@
-// Readers, cards and the smart-card service made of memory.
+// Simulated readers, cards and smart-card service.
 #ifndef KV500_PLATFORM_SIMULATED_READERS_H
 #define KV500_PLATFORM_SIMULATED_READERS_H
 
@@ -19,21 +19,22 @@
 
 namespace simulated {
 
-/// A model of the machine's card side: what a person does with readers and cards, and what PC/SC
-/// and the USB bus then say of it. All operations may be called from any thread.
+/// A model of the card side of the machine: what a person does with readers and cards, and what
+/// PC/SC and the USB bus then report. All operations may be called from any thread.
 class Readers {
  public:
-  /// Why something that a person asked for makes no sense; none if it was done.
+  /// Why a person's request makes no sense; none if it was carried out.
   using Refusal = std::optional<std::string>;
 
-  /// Told of each exchange: the command, and the response or none if the exchange failed.
+  /// Called for each exchange with the command, and with the response or none if the exchange
+  /// failed.
   using Trace = std::function<void(const Bytes& command, const std::optional<Bytes>& response)>;
 
   // What a person does.
 
   /// Plugs in one more reader, on PC/SC and on the USB bus. It gets the lowest free number.
   void plug();
-  /// Takes the newest reader away, a card in it too.
+  /// Takes the newest reader away, together with a card in it.
   Refusal unplug();
   /// Puts a card into the first reader.
   Refusal insert(const Card& card);
@@ -45,33 +46,34 @@ class Readers {
   /// Whether the USB bus shows the readers that PC/SC lists.
   void showUsb(bool shown);
 
-  // What another program does with the card in the first reader. It waits while the system has a
-  // transaction, as the system waits while that program has one.
+  // What another program does with the card in the first reader. The other program waits while the
+  // system has a transaction; the system waits while the other program has one.
 
-  /// Begins a transaction, which lasts until `otherUnlock` or until the card or the service goes.
+  /// Begins a transaction. It lasts until `otherUnlock` or until the card or the service goes.
   Refusal otherLock();
   void otherUnlock();
-  /// Resets the card, of which every other connection has to take note.
+  /// Resets the card. Every other connection must acknowledge that.
   Refusal otherReset();
-  /// Connects for itself alone, to this card and those that come later: connecting fails. Refused
-  /// while a connection is open.
+  /// Connects exclusively to this card and those that come later, so the system can't connect.
+  /// Refused while a connection is open.
   Refusal holdExclusively(bool held);
 
   // How the world behaves.
 
-  /// A reader on PC/SC alone, and a device on the USB bus alone.
+  /// A reader on PC/SC only, and a device on the USB bus only.
   void addReader(const std::string& name);
   void addUsbDevice(const std::u16string& path);
   void setApduTime(std::chrono::milliseconds time);
   void setTrace(Trace trace);
-  /// What every card speaks; SCARD_PROTOCOL_T1 unless set.
+  /// The protocol of every card; SCARD_PROTOCOL_T1 unless set.
   void setProtocol(std::uint32_t protocol);
-  /// What SCardStatusA says of a card that is there; SCARD_SPECIFIC unless set.
+  /// What SCardStatusA reports for a card that is there; SCARD_SPECIFIC unless set.
   void setCardState(std::uint32_t state);
   std::size_t openConnections() const;
-  /// The transactions of the system that have not been ended.
+  /// The number of transactions of the system that have not been ended.
   std::size_t openTransactions() const;
-  /// Whether another program has reset the card of a connection, which has taken no note of it yet.
+  /// Whether another program has reset the card of a connection and the connection has not
+  /// acknowledged it.
   bool wasReset(platform::SCARDHANDLE connection) const;
   bool isServiceRunning() const;
   /// The protocol that the last transmission named.
@@ -88,7 +90,7 @@ class Readers {
                         std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
                         std::uint32_t& protocol);
   std::uint32_t disconnect(platform::SCARDHANDLE connection);
-  /// Takes note of a reset, like `beginTransaction`.
+  /// Acknowledges a reset, like `beginTransaction`.
   std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state,
                        std::uint32_t& protocol, Bytes& atr);
   std::uint32_t atr(platform::SCARDHANDLE connection, Bytes& atr);
@@ -99,7 +101,7 @@ class Readers {
   std::vector<std::u16string> usbPaths() const;
 
  private:
-  /// A card in a reader. Taking it out ends this, putting it in again makes a new one.
+  /// A card in a reader. Taking the card out ends it; inserting the card again makes a new one.
   struct InsertedCard {
     explicit InsertedCard(const Card& inserted) : card(inserted) {}
     std::mutex exchange;  ///< One command at a time.
@@ -108,7 +110,7 @@ class Readers {
   };
   struct Reader {
     std::string name;
-    std::u16string usbPath;  ///< Empty: not on the USB bus.
+    std::u16string usbPath;  ///< Empty if not on the USB bus.
     unsigned number;
     std::shared_ptr<InsertedCard> card;
   };
@@ -116,20 +118,20 @@ class Readers {
     platform::SCARDCONTEXT context;
     std::weak_ptr<Reader> reader;
     std::shared_ptr<InsertedCard> card;
-    bool wasReset = false;  ///< By another program, since this one last took note.
+    bool wasReset = false;  ///< Another program has reset it, not acknowledged yet.
   };
   using Guard = std::unique_lock<std::mutex>;
-  /// What stands for the connection of another program.
+  /// Stands for the connection of another program.
   static constexpr platform::SCARDHANDLE otherProgram = ~platform::SCARDHANDLE{0};
   enum class Service { Running, Stopped, Broken };
 
   void endConnections();
   void forget(platform::SCARDHANDLE connection);
-  /// Waits, however long it takes, until no other connection has a transaction on the card. Gives
-  /// what then holds of the connection.
+  /// Waits without limit until no other connection has a transaction on the card. Gives the result
+  /// code that then applies to the connection.
   std::uint32_t awaitTurn(Guard& guard, platform::SCARDHANDLE connection,
                           std::shared_ptr<InsertedCard>& card);
-  /// The same for another program and the card in the first reader. None: there is no card.
+  /// The same for another program and the card in the first reader. None if there is no card.
   std::shared_ptr<InsertedCard> awaitOthersTurn(Guard& guard);
   std::shared_ptr<Reader> findReader(const std::string& name) const;
   std::uint32_t checkContext(platform::SCARDCONTEXT context) const;
@@ -149,7 +151,7 @@ class Readers {
   Trace trace_;
   std::vector<std::shared_ptr<Reader>> readers_;  ///< Oldest first.
   std::vector<std::u16string> usbDevices_;
-  std::map<platform::SCARDCONTEXT, bool> contexts_;  ///< Whether the service has not ended since.
+  std::map<platform::SCARDCONTEXT, bool> contexts_;  ///< Whether the service has run ever since.
   std::map<platform::SCARDHANDLE, Connection> connections_;
 };
 

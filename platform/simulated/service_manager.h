@@ -1,4 +1,4 @@
-// A service manager made of memory, for one service.
+// A simulated service manager for one service.
 #ifndef KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
 #define KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
 
@@ -18,9 +18,9 @@ class ServiceManager {
   /// Sends a control. A stop is delivered as soon as the service accepts it.
   void post(std::uint32_t control);
 
-  /// The reports so far, refused ones left out.
+  /// The reports so far, without refused ones.
   std::vector<platform::SERVICE_STATUS> reports() const;
-  /// Waits for a report of that state, 10 seconds at most. True if there is one.
+  /// Waits at most 10 seconds for a report of that state. True if there is one.
   bool waitForState(std::uint32_t state) const;
 
   // What the platform does.

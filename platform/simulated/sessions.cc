@@ -90,7 +90,7 @@ using simulated::ledger;
 using simulated::world;
 using Kind = simulated::Ledger::Kind;
 
-// Rights that a token gives.
+// Rights that a token grants.
 constexpr std::uint32_t tokenAssignPrimary = 1;
 constexpr std::uint32_t tokenDuplicate = 2;
 constexpr std::uint32_t tokenQuery = 8;
@@ -148,7 +148,7 @@ bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t
   return true;
 }
 
-// A token is a number here. Its detail in the ledger is the rights that it gives.
+// A token is a number here. Its detail in the ledger tells the rights that it grants.
 
 bool WTSQueryUserToken(std::uint32_t session, HANDLE& token) {
   if (world().faults.take("WTSQueryUserToken") || !world().sessions.has(session)) {

@@ -1,4 +1,4 @@
-// User sessions made of memory: who is logged on, what was shown and started there.
+// Simulated user sessions: who is logged on, and what was shown and started there.
 #ifndef KV500_PLATFORM_SIMULATED_SESSIONS_H
 #define KV500_PLATFORM_SIMULATED_SESSIONS_H
 
@@ -31,20 +31,20 @@ class Sessions {
   std::vector<platform::Session> list() const;
   bool has(std::uint32_t id) const;
 
-  /// Told of each message box in place of `notices`, which holds them otherwise. A box counts as
-  /// answered at once unless they are held.
+  /// Receives each message box instead of `notices`, which otherwise holds them. A box counts as
+  /// answered at once unless boxes are held.
   void onNotice(std::function<void(const Notice&)> observer);
   void holdNotices(bool held);
   std::vector<Notice> notices() const;
   /// Shows a box and returns when it has been answered.
   void show(const Notice& notice);
 
-  /// The user of every session, and whose programs the clients are: that user's unless set.
+  /// The user of every session. The clients' programs also belong to this user unless set.
   static inline const std::string user = "person";
   void setPeerUser(const std::string& name);
   std::string peerUser() const;
 
-  /// Starts a program; true if it runs. Unless set, programs are only noted down, in
+  /// Starts a program; true if it runs. Unless it is set, programs are only recorded in
   /// `startedPrograms`.
   void setLauncher(std::function<bool(const std::string& commandLine)> launcher);
   std::vector<std::string> startedPrograms() const;

@@ -13,8 +13,8 @@ using simulated::Bytes;
 using simulated::refuse;
 using simulated::world;
 
-/// Hands a value out as PC/SC does: its length alone, or value and length if the buffer holds it.
-/// All of the buffer is written to, as a driver may do.
+/// Gives a value as PC/SC does: only its length, or the value and its length if the buffer is large
+/// enough. Overwrites the whole buffer, as a driver may do.
 template <typename Value, typename Unit>
 std::uint32_t give(const Value& value, Unit* buffer, std::uint32_t& length) {
   const auto needed = static_cast<std::uint32_t>(value.size());

@@ -1,4 +1,4 @@
-// The machine's sockets. Each call can be told to fail, and what a real machine refuses is refused.
+// The machine's sockets. Each call can be told to fail. What a real machine refuses is refused.
 #include "platform/sockets.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ using Kind = simulated::Ledger::Kind;
 constexpr std::int32_t failed = -1;
 constexpr std::int32_t versionNotSupported = 10092;  // WSAVERNOTSUPPORTED
 
-/// Whether a call on a socket is to be carried out.
+/// Whether a call on a socket must be carried out.
 bool passes(const char* operation, SOCKET socket, std::uint32_t detail = 0) {
   return !world().faults.take(operation, detail) && ledger().find(operation, Kind::Socket, socket);
 }
@@ -65,7 +65,7 @@ std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
   }
   const std::int32_t result = host::bind(socket, address);
   if (result == 0) {
-    // A socket's detail is its port; htons turns network byte order into the host's, too.
+    // The detail of a socket is its port. htons also turns network byte order into host byte order.
     ledger().give(Kind::Socket, socket, htons(address.sin_port));
   }
   return result;
@@ -105,7 +105,7 @@ std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
   if (buffer == nullptr || size <= 0) {
     return refuse("recv", "no buffer", failed);
   }
-  std::fill_n(buffer, size, '?');  // All of it must be the caller's to have written to.
+  std::fill_n(buffer, size, '?');  // The caller must own the whole buffer.
   return host::recv(socket, buffer, size);
 }
 
@@ -126,7 +126,7 @@ std::int32_t shutdown(SOCKET socket, std::int32_t how) {
 }
 
 std::int32_t closesocket(SOCKET socket) {
-  world().faults.take("closesocket");  // It can be held; a socket is given back in any case.
+  world().faults.take("closesocket");  // It can be held; the socket is given back in any case.
   return ledger().takeBack("closesocket", Kind::Socket, socket) ? host::closesocket(socket)
                                                                 : failed;
 }

@@ -1,4 +1,4 @@
-// The machine's events, threads and mutexes. Each call can be told to fail, and what a real machine
+// The machine's events, threads and mutexes. Each call can be told to fail. What a real machine
 // refuses is refused.
 #include "platform/threading.h"
 

@@ -6,7 +6,8 @@
 namespace simulated {
 namespace {
 
-/// Worlds are never destroyed: a thread of the system may use one until the process has ended.
+/// Worlds are never destroyed, because a thread of the system may use one until the process has
+/// ended.
 std::atomic<World*>& currentWorld() {
   static auto& current = *new std::atomic<World*>(new World(nullptr));
   return current;

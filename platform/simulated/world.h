@@ -1,5 +1,5 @@
-// The world around the system, made of memory: everything behind the platform seam that threads,
-// sockets and files of the machine don't give.
+// The simulated world around the system: everything behind the platform seam except the machine's
+// threads, sockets and files.
 //
 // It is a model, not a list of canned calls: a person or a test changes the world, and the system
 // finds out through the same calls as on a real machine.
@@ -29,28 +29,29 @@ struct World {
   Faults faults;
   Inspection inspection;
 
-  /// Goes in front of the names of named mutexes, so that each process has a world of its own; it
-  /// is the process id unless set before they are made.
+  /// Prefix of the names of named mutexes, so that each process has its own world. It is the
+  /// process id unless set before the mutexes are made.
   std::string mutexRealm;
 
-  /// Where the program seems to lie; empty: where it does. Set before the system starts.
+  /// The path that the program seems to have; empty: its real path. Set it before the system
+  /// starts.
   std::filesystem::path programPath;
 
-  // Times that stand still once they are set; -1: the machine's.
+  // Times that stand still once set; -1: the times of the machine.
   std::atomic<std::int64_t> clockTime = -1;     ///< Milliseconds, for `clock`.
   std::atomic<std::int64_t> calendarTime = -1;  ///< Seconds, for `_time64`.
 
-  // Told once set, which is done before the system starts. Called on any thread.
+  // Called if set. Set them before the system starts. They are called on any thread.
   std::function<void(std::uint16_t port)> onListening;
   std::function<void(std::uint32_t exitCode)> onExit;  ///< The process ends when it returns.
 
-  World* const replaced;  ///< The world before this one, which some thread may still use.
+  World* const replaced;  ///< The previous world, which a thread may still use.
 };
 
-/// The one world of this process. Any thread.
+/// The only world of this process. Any thread.
 World& world();
 
-/// A new world in place of the one so far. Threads that still use the old one find it intact.
+/// Replaces the world by a new one. Threads that still use the old world find it intact.
 void resetWorld();
 
 }  // namespace simulated

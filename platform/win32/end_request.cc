@@ -13,8 +13,9 @@ std::function<void()>& endRequest() {
 BOOL WINAPI handleConsoleEvent(DWORD event) {
   endRequest()();
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-    // The window is closed or the user logs off, and Windows ends the process as soon as this
-    // returns. It has ended by itself before, or Windows loses patience after some seconds.
+    // The window is being closed or the user logs off. Windows ends the process as soon as this
+    // returns. The process normally ends by itself before that, or Windows ends it after some
+    // seconds.
     ::Sleep(INFINITE);
   }
   return TRUE;

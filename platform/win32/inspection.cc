@@ -1,4 +1,4 @@
-// Files, one connection, the terminal: what every Windows gives.
+// Files, one connection and the terminal: the parts that are the same on every Windows.
 #include "platform/inspection.h"
 
 #include <algorithm>
@@ -96,7 +96,7 @@ class Connection {
   const ::SOCKET socket_;
 };
 
-/// Whether what a file lacks is the right of anybody: it is marked as one that is only read.
+/// Whether nobody can write the file because it is marked as read-only.
 bool isUnwritable(DWORD attributes) {
   return (attributes & FILE_ATTRIBUTE_READONLY) != 0;
 }
@@ -145,7 +145,7 @@ std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes) {
 }
 
 bool isProgram(const std::string& command) {
-  // As CreateProcess looks for it: with ".exe" behind a name without an ending.
+  // As CreateProcess looks for it: a name without an extension gets ".exe".
   const std::filesystem::path name = pathFromText(command);
   std::wstring path(MAX_PATH, L'\0');
   const DWORD length = ::SearchPathW(nullptr, name.c_str(), L".exe",
@@ -164,7 +164,7 @@ Reply askPort(std::uint16_t port, const std::string& request, std::uint32_t mill
   const Connection connection;
   Reply reply;
   reply.connected = connection.connect(port, end);
-  // A request of a line or two fits into the system's buffer.
+  // The system's buffer has room for a request of a line or two.
   if (!reply.connected ||
       ::send(connection.socket(), request.data(), static_cast<int>(request.size()), 0) < 0) {
     reply.ended = reply.connected;
@@ -200,7 +200,7 @@ std::filesystem::path pathFromText(const std::string& text) {
 }
 
 std::string textFromPath(const std::filesystem::path& path) {
-  // Not path's own conversion, which throws where the units are no good UTF-16.
+  // The path's own conversion is not used: it throws if the units are invalid UTF-16.
   const std::wstring& units = path.native();
   const int size = static_cast<int>(units.size());
   const int length =

@@ -1,12 +1,12 @@
 // Windows' own headers, and its types beside those of the seam.
 //
-// Included behind the seam's headers: from here on many of the seam's constants are macros, of the
+// Include it after the seam's headers. After it many of the seam's constants are macros with the
 // same values.
 #ifndef KV500_PLATFORM_WIN32_NATIVE_H
 #define KV500_PLATFORM_WIN32_NATIVE_H
 
 #include <winsock2.h>
-// winsock2.h has to stand before windows.h.
+// winsock2.h must come before windows.h.
 #include <windows.h>
 
 #include <cstdint>
@@ -22,7 +22,7 @@ inline std::uintptr_t toSeam(::HANDLE handle) {
   return reinterpret_cast<std::uintptr_t>(handle);
 }
 
-// wchar_t and char16_t are two types for the same 16-bit unit here.
+// Here wchar_t and char16_t are two types for the same 16-bit unit.
 static_assert(sizeof(wchar_t) == sizeof(char16_t));
 inline const wchar_t* toNative(const char16_t* text) {
   return reinterpret_cast<const wchar_t*>(text);

@@ -5,7 +5,7 @@
 namespace platform {
 
 std::filesystem::path host::programPath() {
-  constexpr std::size_t longestPath = 32767;  // Units, of a path in Windows' object manager.
+  constexpr std::size_t longestPath = 32767;  // Units; the limit of Windows' object manager.
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {  // Ends at the longest path.
     const auto room = static_cast<DWORD>(path.size());

@@ -2,13 +2,13 @@
 
 #include "platform/win32/native.h"
 
-// No socket is inherited, as no process is started with inheritance.
+// No socket is inherited, because no process is started with inheritance.
 
 namespace platform {
 namespace {
 
 /// How long one write may wait for a peer that does not read. Answers fit into the system's buffer,
-/// so that only a client that means harm gets here.
+/// so only a hostile client gets here.
 constexpr DWORD writeLimit = 10'000;  // Milliseconds.
 
 ::sockaddr* toNative(::sockaddr_in& address) {
@@ -35,7 +35,7 @@ SOCKET host::socket(std::int32_t family, std::int32_t type, std::int32_t protoco
 }
 
 std::int32_t host::bind(SOCKET socket, const sockaddr_in& address) {
-  // Without this another program of the same user may bind beside it and take its clients.
+  // Without this another program of the same user may bind the same port and take its clients.
   const BOOL on = TRUE;
   ::setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on),
                sizeof(on));
@@ -50,7 +50,7 @@ std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
   if (::listen(socket, backlog) != 0) {
     return -1;
   }
-  // A connection that is gone again before `accept` must not make that call wait for the next.
+  // If a connection has gone before `accept`, that call must not wait for the next one.
   setBlocking(socket, false);
   return 0;
 }
@@ -69,12 +69,12 @@ SOCKET host::accept(SOCKET socket) {
   if (connection == INVALID_SOCKET) {
     const int error = ::WSAGetLastError();
     if (error == WSAEMFILE || error == WSAENOBUFS) {
-      // The connection stays in the queue and would be reported again at once, without end.
+      // The connection stays in the queue and would be reported again at once, in an endless loop.
       ::Sleep(50);
     }
     return INVALID_SOCKET;
   }
-  setBlocking(connection, true);  // It takes over the listener's mode.
+  setBlocking(connection, true);  // It has inherited the listener's mode.
   ::setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&writeLimit),
                sizeof(writeLimit));
   return connection;

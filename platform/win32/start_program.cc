@@ -8,7 +8,7 @@ bool host::startProgram(const std::string& commandLine) {
   startup.cb = sizeof(startup);
   ::PROCESS_INFORMATION process{};
   std::string writable = commandLine;
-  // Away from this console: its Ctrl-C is not for the program.
+  // Detached from this console, so its Ctrl-C does not reach the program.
   const DWORD flags = DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP;
   if (!::CreateProcessA(nullptr, writable.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr,
                         &startup, &process)) {

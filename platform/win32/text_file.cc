@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t largestTextFile = std::size_t{1} << 20;
 
-/// Opens an ordinary file, shared with all who read, write, rename or delete it.
+/// Opens an ordinary file and shares it with all who read, write, rename or delete it.
 /// INVALID_HANDLE_VALUE for anything else, such as the names of devices.
 ::HANDLE openOrdinaryFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
@@ -22,7 +22,7 @@ constexpr std::size_t largestTextFile = std::size_t{1} << 20;
   return file;
 }
 
-/// Reads up to one byte more than the limit, so that the caller can tell a file that is too large.
+/// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
 std::string readLimited(::HANDLE file) {
   std::string content(largestTextFile + 1, '\0');
   std::size_t length = 0;
@@ -61,7 +61,8 @@ AppendStream::~AppendStream() {
 }
 
 void AppendStream::open(const std::filesystem::path& path) {
-  // With this right alone every write goes to the end of the file, wherever others have moved it.
+  // With this right alone every write goes to the end of the file, even if others have moved the
+  // end.
   file_ = static_cast<std::intptr_t>(
       win32::toSeam(openOrdinaryFile(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS)));
 }

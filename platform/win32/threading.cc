@@ -10,7 +10,7 @@ namespace {
 using win32::toNative;
 using win32::toSeam;
 
-/// What a new thread is to call, between the seam's form of a function and Windows'.
+/// The function that a new thread calls; converts between the seam's form and that of Windows.
 struct Call {
   std::uint32_t (*function)(void*);
   void* argument;

@@ -2,7 +2,7 @@
 #include "platform/host_handles.h"
 #include "platform/program.h"
 #include "tests/world_test.h"
-// Behind the seam's headers.
+// After the seam's headers.
 #include "platform/win32/native.h"
 
 namespace platform {
@@ -41,7 +41,8 @@ TEST_F(Win32Test, WhatIsNoTextFileIsRefused) {
 }
 
 TEST_F(Win32Test, AProgramIsStartedWithoutHandlesOfThisOne) {
-  // A pipe whose other end would stay open for as long as a program that has inherited it.
+  // If a program inherited the pipe's other end, that end would stay open as long as the program
+  // runs.
   ::HANDLE reading = nullptr;
   ::HANDLE writing = nullptr;
   ::SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};

@@ -1,4 +1,4 @@
-// Policies of browsers: values in the registry, of the machine and of the user.
+// Browser policies: values in the registry, of the machine and of the user.
 #include <algorithm>
 
 #include "platform/inspection.h"

@@ -1,4 +1,4 @@
-// The system's version, and trouble of devices.
+// The version of the system, and problems of devices.
 #include <algorithm>
 #include <cstdint>
 
@@ -28,7 +28,7 @@ std::string systemDescription() {
   version.dwOSVersionInfoSize = sizeof(version);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-  // With a manifest that names the system it tells the truth.
+  // It tells the truth to a program whose manifest names the system.
   ::GetVersionExW(&version);
 #pragma GCC diagnostic pop
   return "Windows " + std::to_string(version.dwMajorVersion) + "." +

@@ -1,4 +1,4 @@
-// Who listens on a port, and which ports Windows keeps back.
+// Who listens on a port, and which ports Windows reserves.
 #include <array>
 #include <chrono>
 #include <sstream>
@@ -33,7 +33,7 @@ std::vector<std::uint64_t> listenerTable(ULONG family) {
   return {0};
 }
 
-/// The file name of a process' program, empty where this user's rights don't go so far.
+/// The file name of a process' program. Empty if this user has no right to know it.
 std::string programOf(DWORD process) {
   const ::HANDLE handle = ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
   if (handle == nullptr) {
@@ -83,9 +83,9 @@ std::vector<Listener> listenersOn(std::uint16_t port) {
 }
 
 std::vector<PortRange> reservedPorts() {
-  // No operation of Windows lists what its virtual networks have reserved, but this program does: a
-  // line a range, two numbers, with a "*" behind a range that an administrator has set aside, which
-  // a program that names its port may use.
+  // No operation of Windows lists the ports that its virtual networks have reserved, but this
+  // program does. It prints one range of two numbers per line. A "*" marks a range that an
+  // administrator has reserved; a program that names its port may use that range.
   std::istringstream lines(
       outputOfSystemProgram("netsh", "netsh interface ipv4 show excludedportrange protocol=tcp"));
   std::vector<PortRange> ranges;

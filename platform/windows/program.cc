@@ -8,15 +8,16 @@
 namespace platform {
 namespace {
 
-/// Before `main`, and so before any library is loaded beyond those that the program is linked with:
-/// Windows' own folder is searched, the program's folder and the working directory are not.
+/// This runs before `main`, and so before any library is loaded beyond those that the program is
+/// linked with. Libraries are searched in Windows' own folder, not in the program's folder or the
+/// working directory.
 const bool onlySystemLibraries = ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
 
 }  // namespace
 
 void ExitProcess(std::uint32_t exitCode) {
-  // Windows' operation of that name tells every library first that the process ends, after it has
-  // stopped the other threads wherever they stand: one that held a lock would hold up the end.
+  // Windows' ExitProcess first stops the other threads wherever they are, and then tells every
+  // library that the process ends. A stopped thread that held a lock would block the end.
   ::TerminateProcess(::GetCurrentProcess(), exitCode);
   std::abort();  // Never reached: a process may always end itself.
 }

@@ -5,8 +5,7 @@
 namespace platform {
 namespace {
 
-// Windows calls with a calling convention and types of its own. Each is set before Windows can
-// call.
+// Windows calls with its own calling convention and types. Each is set before Windows can call.
 ServiceMainFunction serviceMain = nullptr;
 ServiceHandlerFunction serviceHandler = nullptr;
 
@@ -23,7 +22,7 @@ void WINAPI callServiceHandler(DWORD control) {
 bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
   serviceMain = table->lpServiceProc;
   // Windows doesn't write to the name. A copy would be freed before the caller asks for the cause
-  // of a failure, which that might change.
+  // of a failure, and freeing might change that cause.
   const ::SERVICE_TABLE_ENTRYW native[] = {
       {const_cast<wchar_t*>(win32::toNative(table->lpServiceName)), callServiceMain},
       {nullptr, nullptr}};

@@ -31,7 +31,7 @@ std::vector<Session> listSessions() {
 bool WTSSendMessageW(std::uint32_t session, const char16_t* title, std::uint32_t titleLength,
                      const char16_t* message, std::uint32_t messageLength, std::uint32_t style,
                      std::uint32_t timeoutSeconds, std::uint32_t& response, bool wait) {
-  // The operation takes writable texts and doesn't write to them.
+  // The operation takes writable texts but doesn't write to them.
   DWORD answer = 0;
   const bool shown = ::WTSSendMessageW(
       WTS_CURRENT_SERVER_HANDLE, session, const_cast<wchar_t*>(toNative(title)), titleLength,
@@ -104,7 +104,7 @@ SessionFacts inspectSession(std::uint32_t session) {
     facts.remote = size >= sizeof(USHORT) && *reinterpret_cast<const USHORT*>(text) != console;
     ::WTSFreeMemory(text);
   }
-  // A token is given out to LocalSystem alone; whoever else asks learns nothing from a refusal.
+  // Only LocalSystem gets a token. For anybody else a refusal tells nothing.
   HANDLE token = 0;
   if (WTSQueryUserToken(session, token)) {
     facts.startsPrograms = true;

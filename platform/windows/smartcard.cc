@@ -14,10 +14,10 @@ std::uint32_t toCode(LONG result) {
   return static_cast<std::uint32_t>(result);
 }
 
-/// Calls again after each reset by another program, of which PC/SC wants note to be taken.
+/// Repeats a call after each reset by another program. PC/SC requires a reconnect after a reset.
 template <typename Call>
 LONG pastResets(SCARDHANDLE card, Call call) {
-  constexpr int mostResets = 10;  // Somebody has to be quick for a second one.
+  constexpr int mostResets = 10;  // Even a second reset in a row is unlikely.
   LONG result = call();
   for (int i = 0; i < mostResets && toCode(result) == toCode(SCARD_W_RESET_CARD); ++i) {
     DWORD protocol = 0;
@@ -121,7 +121,7 @@ std::uint32_t inspectReader(SCARDCONTEXT context, const std::string& reader, Rea
   state.szReader = reader.c_str();
   const LONG result = ::SCardGetStatusChangeA(static_cast<::SCARDCONTEXT>(context), 0, &state, 1);
   if (result == SCARD_S_SUCCESS) {
-    facts.state = state.dwEventState & 0xFFFF;  // Above: a count of events.
+    facts.state = state.dwEventState & 0xFFFF;  // The upper bits count events.
     facts.atr.assign(state.rgbAtr,
                      state.rgbAtr + std::min<std::size_t>(state.cbAtr, sizeof(state.rgbAtr)));
   }

@@ -7,11 +7,12 @@
 
 namespace platform {
 
-/// The path of a program in Windows' own folder. Empty if that can't be told.
+/// The path of a program in Windows' own folder. Empty if that folder is unknown.
 std::filesystem::path systemProgram(const std::string& name);
 
-/// What a program of that folder writes, 1 MiB at most, run without a window and killed after 2.5
-/// seconds. `commandLine` holds the program's name, too. Empty if it can't be started. Any thread.
+/// Runs a program of that folder without a window and gives what it writes, at most 1 MiB. Kills it
+/// after 2.5 seconds. `commandLine` includes the program's name. Empty if the program can't be
+/// started. Any thread.
 std::string outputOfSystemProgram(const std::string& name, const std::string& commandLine);
 
 }  // namespace platform

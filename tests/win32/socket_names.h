@@ -1,4 +1,4 @@
-// What a test's client calls sockets here.
+// The names that a test's client uses for sockets here.
 #ifndef KV500_TESTS_SOCKET_NAMES_H
 #define KV500_TESTS_SOCKET_NAMES_H
 
