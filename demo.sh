@@ -44,7 +44,7 @@ mkdir -p build
 { cmake --preset release && cmake --build --preset release --target kv500-simulator; } \
   >build/demo.log 2>&1 || { tail -n 30 build/demo.log >&2; fail "the build failed (build/demo.log)"; }
 [ -z "$web" ] || exec node web/demo/serve.mjs --simulator $simulator
-# Another setting of the port would lead the demo astray.
+# Another setting of the port would mislead the demo.
 [ ! -e $folder/config.txt ] || fail "$folder/config.txt is there; the demo runs with the defaults"
 
 work=$(mktemp -d)
@@ -61,7 +61,7 @@ $simulator --card $card <"$work/commands" >"$output" 2>&1 &
 pid=$!
 exec 3>"$work/commands"
 
-# The port is tried for a second, the reader is found in the next.
+# The service tries the port for a second and finds the reader in the next second.
 for _ in 1 2 3 4 5 6 7 8 9 10; do
   grep -q '^listening' "$output" && break
   kill -0 $pid 2>/dev/null ||
@@ -77,7 +77,7 @@ done
 ask() {
   echo
   echo "\$ curl 'http://127.0.0.1:$port/?action=$1'"
-  # The service answers in ISO-8859-15, the terminal most likely speaks UTF-8.
+  # The service answers in ISO-8859-15; most terminals use UTF-8.
   curl -sS --noproxy '*' --fail --max-time 20 "http://127.0.0.1:$port/?action=$1" >"$work/answer" ||
     fail "no answer from http://127.0.0.1:$port/"
   iconv -f ISO-8859-15 -t UTF-8 "$work/answer"

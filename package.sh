@@ -8,6 +8,6 @@ if [ $# != 1 ] || [ ! -f "$script" ]; then
   exit 2
 fi
 "$script"
-# What is in dist/ now, by "sha256sum --check SHA256SUMS" to be verified.
+# The checksums of the files in dist/; check them with "sha256sum --check SHA256SUMS".
 cd dist
 find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS

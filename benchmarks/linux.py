@@ -31,7 +31,7 @@ CARD = "mustermann"
 
 
 def commands_of_a_read(folder):
-    """What a read sends to the card, as the simulator writes it down."""
+    """The commands that a read sends to the card, as the simulator records them."""
     folder.mkdir()
     shutil.copy(BUILD / "kv500-simulator", folder)
     trace = folder / "trace"
@@ -55,7 +55,7 @@ def milliseconds(work):
 
 
 def compare_reads(commands):
-    """A bare program, `read` and `status` in turn. Gives the medians of each round."""
+    """A bare program and `read` and `status` in turn. Gives the medians of each round."""
     other = pcsc.Card(READER)
     works = [lambda: [other.transmit(command) for command in commands],
              lambda: ask(PORT, "read"), lambda: ask(PORT, "status")]

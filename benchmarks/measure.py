@@ -71,7 +71,7 @@ class Process:
 
 
 def ask(port, action):
-    """One request in a connection of its own; gives the answer and the milliseconds it took."""
+    """One request in its own connection. Gives the answer and the milliseconds that it took."""
     begin = time.perf_counter()
     with socket.create_connection(("127.0.0.1", port), timeout=20) as connection:
         connection.sendall(f"GET /?action={action} HTTP/1.1\r\n\r\n".encode())
@@ -80,7 +80,7 @@ def ask(port, action):
 
 
 def wait_for(port, action="", expected=b""):
-    """Waits until the server answers with the expected bytes in it."""
+    """Waits until the server's answer contains the expected bytes."""
     for _ in range(200):
         with contextlib.suppress(OSError):
             if expected in (answer := ask(port, action)[0]) and answer:
@@ -91,7 +91,7 @@ def wait_for(port, action="", expected=b""):
 
 @contextlib.contextmanager
 def running(*command, **options):
-    """A program that is ended with the block."""
+    """A program that ends with the block."""
     process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, **options)
     try:
         yield Process(process.pid)
@@ -101,7 +101,7 @@ def running(*command, **options):
 
 
 def load(build, kind, port, clients, seconds, *more):
-    """Starts clients (see load.cc). What it gives is called for their figures at their end."""
+    """Starts clients (see load.cc). Returns a function that gives their figures at their end."""
     process = subprocess.Popen(
         [build / "benchmarks/load", kind, *map(str, (port, clients, seconds, *more))],
         stdout=subprocess.PIPE)
@@ -115,7 +115,7 @@ def spread(values, digits=0):
 
 
 def table(*rows):
-    """Prints a Markdown table, the first row being its head."""
+    """Prints a Markdown table; the first row is its header."""
     print()
     for number, row in enumerate(rows):
         print("| " + " | ".join(row) + " |")
@@ -125,8 +125,8 @@ def table(*rows):
 
 
 def compare_servers(build, folder, port, process):
-    """Requests to the service, nginx and a bare loop, in turn, ROUNDS times. The service is asked for
-    `status`, and for nothing ("/"), which it answers without a look at the reader."""
+    """Requests to the service, nginx and a bare loop, in turn, ROUNDS times. The service is asked
+    for `status`, and for nothing ("/"), which it answers without checking the reader."""
     length = len(ask(port, "status")[0].partition(b"\r\n\r\n")[2])
     configuration = folder / "nginx.conf"
     configuration.write_text(NGINX.format(

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the release and prints all figures as Markdown tables: benchmarks/run.sh
-# Takes about 5 minutes. The machine should have nothing else to do meanwhile. Needs root for the
-# part with the real pcscd.
+# Takes about 5 minutes. The machine should have nothing else to do meanwhile. The part with the
+# real pcscd needs root.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -23,7 +23,7 @@ CARD = ROOT / "examples/cards/mustermann"
 PORT = 27182
 REQUESTS = 1000
 
-# What the neighbours of a good client do, and the milliseconds that a command takes on the card.
+# What the other clients do, and the milliseconds that a command takes on the card.
 NEIGHBOURS = {
     "nobody else": (None, 0),
     "12 silent connections, opened again as they are closed": (["silent", 12], 0),
@@ -36,7 +36,7 @@ ATTACK_SECONDS, HEAD_START, ASK_SECONDS, ASK_PAUSE_MS = 12, 3, 8, 20
 
 @contextlib.contextmanager
 def simulator(apdu_ms=0):
-    """A simulator with a card in its reader; gives its process and its folder."""
+    """A simulator with a card in its reader. Gives its process and its folder."""
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         program = shutil.copy(BUILD / "kv500-simulator", folder)
@@ -82,7 +82,7 @@ def measure_neighbours():
         with simulator(apdu_ms):
             attack = neighbours and load(BUILD, neighbours[0], PORT, neighbours[1], ATTACK_SECONDS,
                                          "/?action=read")
-            # The clients that were there first have had their time.
+            # Wait until the limits of the clients that came first have passed.
             if attack:
                 load(BUILD, "ask", PORT, 1, HEAD_START, "/?action=status", ASK_PAUSE_MS)()
             good = load(BUILD, "ask", PORT, 1, ASK_SECONDS, "/?action=status", ASK_PAUSE_MS)()

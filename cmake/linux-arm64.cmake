@@ -11,7 +11,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-# Behind the compiler's own headers and libraries, which are those of the same release.
+# After the compiler's own headers and libraries, which are from the same release.
 set(CMAKE_CXX_FLAGS_INIT "-idirafter ${root}/usr/include")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${root}/usr/lib/aarch64-linux-gnu -Wl,-rpath-link,${root}/usr/lib/aarch64-linux-gnu:${root}/lib/aarch64-linux-gnu")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")

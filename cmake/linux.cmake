@@ -1,4 +1,4 @@
-# The service on Linux' own parts: pcsc-lite, udev, logind, systemd.
+# The service on Linux' own components: pcsc-lite, udev, logind, systemd.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PCSCLITE REQUIRED IMPORTED_TARGET libpcsclite)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
@@ -13,7 +13,7 @@ target_link_libraries(platform_linux
 add_executable(KV500Service service/main.cc)
 target_link_libraries(KV500Service PRIVATE kv500_logic platform_linux)
 
-# The simulated reader as a driver of pcscd. It shows the daemon its interface and nothing else.
+# The simulated reader as a driver of pcscd. It exports only the interface of the daemon.
 add_library(ifdkv500sim MODULE
   driver/pcscd/ifd_handler.cc driver/pcscd/slot.cc
   platform/simulated/bytes.cc platform/simulated/card.cc platform/simulated/card_folder.cc

@@ -1,16 +1,16 @@
-# What the Debian packages hold: the service, and the simulator with the driver. ./package.sh linux
-# installs these two components and packs them.
+# The content of the Debian packages: the service, and the simulator with the driver. ./package.sh
+# linux installs these two components and packs them.
 set(packaging ${CMAKE_SOURCE_DIR}/packaging/linux)
 set(made ${CMAKE_BINARY_DIR}/packaging)
 
-# Where units lie: Debian 13 and Ubuntu 24.04 have moved all of /lib below /usr.
+# The folder of units: Debian 13 and Ubuntu 24.04 have moved all of /lib below /usr.
 cmake_host_system_information(RESULT release QUERY DISTRIB_ID DISTRIB_VERSION_ID)
 set(units usr/lib/systemd/system)
 if(release MATCHES "^debian;([0-9]|1[0-2])$" OR release MATCHES "^ubuntu;2[0-3]")
   set(units lib/systemd/system)
 endif()
 
-# Debian wants what is read by people compressed, without the time of the compression in it.
+# Debian wants documents compressed, without the time of the compression in them.
 function(kv500_compressed result source)
   get_filename_component(name ${source} NAME)
   file(MAKE_DIRECTORY ${made})

@@ -1,5 +1,5 @@
-# Debian's MinGW-w64 cross compiler for 64-bit Windows, with the POSIX thread model: the one whose
-# standard library has std::thread and std::mutex.
+# Debian's MinGW-w64 cross compiler for 64-bit Windows, with the POSIX thread model: only with this
+# model does its standard library have std::thread and std::mutex.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -16,8 +16,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Nothing but Windows' own libraries is needed beside a program: the compiler's runtime, the thread
-# library and zlib, which would be a DLL otherwise, are part of it.
+# Besides a program only Windows' own libraries are needed. The compiler's runtime, the thread
+# library and zlib, which would otherwise be a DLL, are linked into it.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")

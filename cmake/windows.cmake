@@ -1,20 +1,20 @@
-# The real platform of Windows and the service upon it.
+# The real platform of Windows and the service on it.
 enable_language(RC)
 
-# windows.h without its rarely used parts and without macros min and max, as of Windows 10.
+# windows.h without its rarely used parts and without the macros min and max, as of Windows 10.
 add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 _WINSOCK_DEPRECATED_NO_WARNINGS)
 
 if(MINGW)
-  # Addresses that can't be foretold, no code in data; no symbols in what is handed out, and no time
-  # of the build. Windows' own guard for calls and the flag that has the linked libraries looked for in
-  # its own folder are not to be had from this linker.
+  # Random addresses, no code in data; no symbols in programs that are handed out, and no time of
+  # the build. This linker does not offer Windows' own guard for calls, nor the flag that makes
+  # Windows look for the linked libraries in its own folder.
   add_compile_options(-fstack-protector-strong -fcf-protection=full)
   link_libraries(ssp)
   add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
     $<$<CONFIG:Release>:-s>)
 else()
-  # The runtime is part of the program, and Windows' own folder the only one that the libraries it
-  # is linked with are looked for in.
+  # The runtime is part of the program. The libraries that the program is linked with are looked for
+  # only in Windows' own folder.
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   add_compile_options(/GS /guard:cf)
   add_link_options(/DYNAMICBASE /NXCOMPAT /HIGHENTROPYVA /GUARD:CF /CETCOMPAT
@@ -34,11 +34,11 @@ function(kv500_resources program description)
   endif()
 endfunction()
 
-# The simulated reader as Windows' smart-card library, and the service that stands for the smart-card
-# service with it. For machines without a reader, as those of the tests: see driver/winscard.
+# The simulated reader as Windows' smart-card library, and a service that replaces the smart-card
+# service. For machines without a reader, such as those of the tests: see driver/winscard.
 function(kv500_simulated_winscard)
   kv500_sources(simulator_logic simulator)
-  # Not named as the library itself, which the service is linked with.
+  # It has another name than the library itself, which the service is linked with.
   add_library(simulated_winscard SHARED driver/winscard/winscard.cc driver/winscard/winscard.def
     ${simulator_logic})
   set_target_properties(simulated_winscard PROPERTIES PREFIX "" OUTPUT_NAME winscard)

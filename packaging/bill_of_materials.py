@@ -17,7 +17,7 @@ import sys
 
 SITE = "https://kv500.example.org"
 GCC = "GPL-3.0-or-later WITH GCC-exception-3.1"
-# The part, who supplies it and its licence; a Debian package goes by the name without its number.
+# The part, its supplier and its licence. The name of a Debian package is used without its number.
 PARTS = {
     "tinyxml2": ("Lee Thomason", "Zlib"),
     "zlib": ("Jean-loup Gailly and Mark Adler", "Zlib"),

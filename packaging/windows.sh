@@ -1,8 +1,8 @@
 #!/bin/sh
 # Makes the package for Windows Installer, dist/KV500Service-<version>-x64.msi.
 #
-# KV500_SIGN is a command that signs the file that is named behind it, in place. It is called for each
-# Windows file and then for the package; see docs/windows.md.
+# KV500_SIGN is a command that signs a file in place; the file name is appended. It is called for
+# each Windows file and then for the package; see docs/windows.md.
 set -eu
 cd "$(dirname "$0")/.."
 . packaging/common
@@ -26,7 +26,7 @@ done
 package=dist/KV500Service-$version-x64.msi
 packaging/windows/make-msi.sh "$version" "$files" "$package"
 
-# What is in the programs beside our own: all of it is linked statically.
+# Other components in the programs; all of them are linked statically.
 unpacked=$build/packaging/unpacked
 rm -rf "$unpacked"
 msiextract -C "$unpacked" "$package" >/dev/null

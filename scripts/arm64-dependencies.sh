@@ -1,7 +1,7 @@
 #!/bin/sh
-# Fetches Debian's libraries for arm64 into build/arm64-dependencies: unpacked together in "root", for the
-# compiler and for QEMU, and one by one in "packages", for dpkg-shlibdeps. The machine's own list of
-# packages stays as it is. Does nothing, quickly, where all is there.
+# Fetches Debian's libraries for arm64 into build/arm64-dependencies. They are unpacked together in
+# "root", for the compiler and for QEMU, and one by one in "packages", for dpkg-shlibdeps. The
+# machine's own list of packages is not changed. Returns quickly if everything is there.
 set -eu
 cd "$(dirname "$0")/.."
 folder=$PWD/build/arm64-dependencies

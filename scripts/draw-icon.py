@@ -22,7 +22,7 @@ def in_rounded(x, y, left, top, right, bottom, radius):
 
 
 def colour(x, y):
-    """The colour at a point of the unit square, None where the icon is transparent."""
+    """The colour at a point of the unit square. None where the icon is transparent."""
     if not in_rounded(x, y, 0.03, 0.17, 0.97, 0.83, 0.09):
         return None
     if in_rounded(x, y, 0.14, 0.36, 0.40, 0.60, 0.04):

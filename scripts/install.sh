@@ -1,7 +1,6 @@
 #!/bin/sh
-# Installs what is missing of the package groups that are named: scripts/install.sh GROUP...
-# Each group is a file in scripts/packages with a package name a line. Does nothing, quickly, where
-# all is there.
+# Installs the missing packages of the named groups: scripts/install.sh GROUP... Each group is a
+# file in scripts/packages with one package name per line. Returns quickly if everything is there.
 set -eu
 cd "$(dirname "$0")/packages"
 
@@ -32,7 +31,7 @@ echo "Installing:$missing"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 export DEBIAN_FRONTEND=noninteractive
-# Somebody else may be installing something just now.
+# Another program may be installing something at the moment.
 wait_for_others="-o DPkg::Lock::Timeout=300"
 if ! { $as_root apt-get $wait_for_others update &&
   $as_root apt-get $wait_for_others install -y --no-install-recommends $missing; } \

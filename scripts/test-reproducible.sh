@@ -1,6 +1,7 @@
 #!/bin/sh
-# Builds all packages of the last commit twice, in two folders, in two time zones and one after the other,
-# and compares them byte by byte. Takes minutes. Names of systems as for ./package.sh choose among them.
+# Builds all packages of the last commit twice, in two folders and two time zones and at different
+# times, and compares them byte by byte. Takes minutes. To choose among them, name systems as for
+# ./package.sh.
 set -eu
 cd "$(dirname "$0")/.."
 [ $# -gt 0 ] || set -- linux windows

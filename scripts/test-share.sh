@@ -1,5 +1,5 @@
 #!/bin/sh
-# Prints which share of the code lines are tests; fails if it is above LIMIT per cent:
+# Prints which share of the code lines are tests. Fails if it is above LIMIT per cent:
 # scripts/test-share.sh [LIMIT]
 set -eu
 cd "$(dirname "$0")/.."

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the Windows programs and tries them under Wine.
+# Builds the Windows programs and tests them under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh windows windows-installer windows-test

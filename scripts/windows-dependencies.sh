@@ -1,8 +1,8 @@
 #!/bin/sh
-# Builds for Windows what Debian has no ready library of: tinyxml2, from Debian's source package,
-# and GoogleTest, from the sources that the package "googletest" installs. They land in
-# build/windows-dependencies/target, where the preset "windows" looks for them. Does nothing, quickly, where
-# all is there.
+# Builds for Windows the libraries that Debian does not offer: tinyxml2, from Debian's source
+# package, and GoogleTest, from the sources that the package "googletest" installs. They are put
+# into build/windows-dependencies/target, where the preset "windows" looks for them. Returns quickly
+# if everything is there.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -21,8 +21,8 @@ fail() {
   exit 1
 }
 
-# The machine's own package sources, asked for source packages in place of programs. The lists are
-# kept apart from the machine's, so that nothing of it changes and nobody has to be root.
+# The machine's own package sources, but asked for source packages. The lists are kept apart from
+# those of the machine: it is not changed, and this needs no root.
 fetch_sources() {
   apt=$root/apt
   mkdir -p "$apt/sources" "$apt/lists/partial"
@@ -34,7 +34,7 @@ fetch_sources() {
   done
   options="-o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts=$apt/sources"
   options="$options -o Dir::State::Lists=$apt/lists -o Dir::Cache::srcpkgcache= -o Dir::Cache::pkgcache="
-  # A source of packages that has no sources for us makes the update fail for all; what counts is
+  # The update fails for all package sources if one of them has no source packages. What counts is
   # whether the package is found afterwards.
   apt-get $options -qq update >"$apt/log" 2>&1 || true
   (cd "$root" && apt-get $options -qq -o APT::Sandbox::User=root source "$1" >>"$apt/log" 2>&1) || {

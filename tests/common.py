@@ -1,5 +1,5 @@
-"""What the tests on every system share: cards and answers, waiting, ports, and the service as its
-clients and its log show it."""
+"""What the tests on all systems share: cards and answers, waiting, ports, and the service as seen
+through its clients and its log."""
 import os
 import pathlib
 import random
@@ -12,7 +12,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 CARDS = ROOT / "examples" / "cards"
-PATIENCE = 30  # Seconds for things that must happen; only a fault uses them up.
+PATIENCE = 30  # Seconds for things that must happen; only a fault takes that long.
 DEFAULT_PORT = 5724
 SKIPPED = 77  # The exit status by which ctest knows a test that was not run.
 
@@ -21,13 +21,13 @@ STARTING = "Trying to start Smartcard service..."
 
 
 def skip(reason):
-    """Ends the script: this machine can't run it. ./test.sh lists the reason."""
+    """Ends the script because this machine can't run it. ./test.sh lists the reason."""
     print(f"SKIPPED: {reason}", flush=True)
     sys.exit(SKIPPED)
 
 
 def wait_until(condition, what="a condition", limit=PATIENCE):
-    """Waits for a condition and gives its value."""
+    """Waits until a condition is true and gives its value."""
     deadline = time.monotonic() + limit
     while not (value := condition()):
         if time.monotonic() > deadline:
@@ -54,7 +54,7 @@ def header(body, origin=b"*"):
 
 
 def body(action, status, message, daten=None):
-    """The JSON of an answer; `message` is the text of it or a dictionary."""
+    """The JSON of an answer. `message` is its text or a dictionary."""
     if isinstance(message, dict):
         members = ",\n".join(f'"{key}": "{value}"' for key, value in message.items())
         message = "{\n" + members + "\n}"
@@ -71,7 +71,7 @@ def reader(card_presence, serial="SIM0001"):
 
 
 def read_answer(card):
-    """The body of `read` for an example card, as the folder `expected` has it."""
+    """The body of `read` for an example card, from the folder `expected`."""
     text = (ROOT / "tests" / "expected" / f"{card}.txt").read_text("utf-8")
     return text.encode("iso-8859-15")
 
@@ -87,7 +87,7 @@ NOTHING_TO_CLOSE = body("close", "ERROR", "called close command")
 
 
 def make_card(folder, overrides, base="mustermann"):
-    """A copy of an example card with commands that it answers otherwise."""
+    """A copy of an example card with overridden commands."""
     shutil.copytree(CARDS / base, folder)
     (folder / "overrides.txt").write_text("".join(line + "\n" for line in overrides))
     return folder
@@ -96,10 +96,10 @@ def make_card(folder, overrides, base="mustermann"):
 # Ports and addresses.
 
 class Port:
-    """A port that no other test of this machine takes; the name of an abstract socket marks it."""
+    """A port that no other test on this machine takes. The name of an abstract socket marks it."""
 
     def __init__(self):
-        # Below the range from which the system takes the ports of outgoing connections.
+        # Below the range of ports for outgoing connections.
         for self.number in random.sample(range(20000, 32000), 1000):
             self.mark = socket.socket(socket.AF_UNIX)
             try:
@@ -121,7 +121,7 @@ def other_addresses():
     addresses = ["127.0.0.2"]
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
         try:
-            probe.connect(("192.0.2.1", 9))  # Sends nothing; it chooses the address to send from.
+            probe.connect(("192.0.2.1", 9))  # Sends nothing; it determines the own address.
             addresses.append(probe.getsockname()[0])
         except OSError:
             pass  # A machine without a network.
@@ -135,7 +135,7 @@ def read_all(client):
     try:
         while piece := client.recv(65536):
             data += piece
-    except ConnectionResetError:  # Part of the request was left unread.
+    except ConnectionResetError:  # Part of the request was not read.
         pass
     return data
 
@@ -150,7 +150,7 @@ class Service:
         return socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
 
     def exchange(self, *pieces, pause=0.3):
-        """Sends the pieces with pauses between them and gives all that comes back."""
+        """Sends the pieces with pauses between them. Gives everything that comes back."""
         with self.connect() as client:
             for number, piece in enumerate(pieces):
                 time.sleep(pause if number else 0)
@@ -170,7 +170,7 @@ class Service:
         return self.request(f"/?action={action}").partition(b"\r\n\r\n")[2]
 
     def try_ask(self, action):
-        """The same, and empty while nobody answers."""
+        """The same, but empty while nobody answers."""
         try:
             return self.ask(action)
         except OSError:
@@ -192,5 +192,5 @@ class ServiceTest(unittest.TestCase):
 
 
 def build_folder():
-    """The build whose programs are tried: KV500_BUILD, or the release build."""
+    """The build whose programs are tested: KV500_BUILD, or the release build."""
     return pathlib.Path(os.environ.get("KV500_BUILD", ROOT / "build" / "release"))

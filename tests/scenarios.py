@@ -23,7 +23,7 @@ import time
 from common import (CARD, CLOSED, NO_CARD, NO_DATA, NO_READER, NOTHING_TO_CLOSE, NOTHING_TO_READ,
                     READ_FAILED, STARTED, STARTING, other_addresses, read_answer, wait_until)
 
-TWO_PASSES = 2.3  # Seconds in which the list of readers is surely looked at twice.
+TWO_PASSES = 2.3  # Seconds; the list of readers is read at least twice.
 EXAMPLES = {"mustermann": read_answer("mustermann"), "sonderzeichen": read_answer("sonderzeichen"),
             "familienversichertes-kind": read_answer("familienversichertes-kind"),
             "bankkarte": NO_DATA, "beschaedigt": READ_FAILED}
@@ -49,7 +49,7 @@ class Scenarios:
     def test_example_cards(self):
         w = self.switch_on()
         w.wait_for_status(NO_CARD)
-        # A failure leaves nothing behind for the card after it.
+        # A failure does not affect the next card.
         for card, answer in [*EXAMPLES.items(), ("mustermann", EXAMPLES["mustermann"])]:
             with self.subTest(card):
                 w.insert(card)
@@ -72,7 +72,7 @@ class Scenarios:
             w.insert(card)
             self.sees(w, CARD)
             self.assertEqual(w.ask("read"), EXAMPLES[card])
-            # Another card in its place is not taken for the one before.
+            # Another card in its place is not taken for the earlier card.
             w.remove()
             w.insert("sonderzeichen")
             wait_until(lambda: w.ask("read") == EXAMPLES["sonderzeichen"], "the other card")
@@ -100,7 +100,7 @@ class Scenarios:
         self.assertEqual(w.ask("status"), NO_READER)
         w.show_usb()
         self.sees(w, NO_CARD)
-        w.hide_usb()  # It stays one that it was.
+        w.hide_usb()  # It keeps the reader that it has.
         time.sleep(TWO_PASSES)
         self.assertEqual(w.ask("status"), NO_CARD)
 
@@ -116,7 +116,7 @@ class Scenarios:
 
     def test_a_smartcard_service_that_does_not_run_at_the_start_is_started(self):
         w = self.switch_on()
-        w.stop_smartcards()  # Within the second before it is first asked.
+        w.stop_smartcards()  # Within the second before the service first asks it.
         w.wait_for_status(NO_CARD)
         self.assertEqual(w.log(), [STARTED, STARTING])
 
@@ -131,7 +131,7 @@ class Scenarios:
     def breaks(self, w):
         w.break_smartcards()
         w.expect_end(0)
-        # Before that a request may have met the missing service and said so.
+        # A request before that may have met the missing service and logged it.
         self.assertEqual(w.log()[-2:], [STARTING, "Smartcard service not running!"])
         self.check_boxes(w, NO_SERVICE)
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds what the Debian packages hold: packaging/linux/build.sh BUILD-FOLDER CMAKE-OPTION...
+# Builds the content of the Debian packages: packaging/linux/build.sh BUILD-FOLDER CMAKE-OPTION...
 set -eu
 cd "$(dirname "$0")/../.."
 build=$1

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Makes Debian packages of a build: packaging/linux/make-debs.sh VERSION BUILD OUTPUT [OPTION...].
-# The options go to dpkg-shlibdeps. CROSS is the prefix of the tools for another architecture than this
-# machine's, ARCHITECTURE its name, PACKAGES a folder of that one's unpacked packages. SOURCE_DATE_EPOCH is the time that is written into packages.
+# The options go to dpkg-shlibdeps. For another architecture than this machine's, CROSS is the
+# prefix of its tools, ARCHITECTURE its name and PACKAGES a folder of its unpacked packages.
+# SOURCE_DATE_EPOCH is the time that is written into packages.
 set -eu
 version=$1 build=$(realpath "$2") output=$(realpath "$3")
 shift 3
@@ -11,7 +12,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 architecture=${ARCHITECTURE:-$(dpkg --print-architecture)}
 
-# The packages that the programs below a folder need, as dpkg-shlibdeps tells them.
+# The packages that the programs below a folder need, according to dpkg-shlibdeps.
 libraries() { # libraries FOLDER OPTION...
   root=$1
   shift
@@ -46,7 +47,7 @@ for part in service simulator; do
   package=$output/${name}_${version}_$architecture.deb
   dpkg-deb --root-owner-group -Zxz --build "$root" "$package" >/dev/null
 
-  # The libraries are parts of other packages, whose versions are those that the build has used.
+  # The libraries belong to other packages. Their versions are those that the build has used.
   parts=
   for library in $(echo "$depends" | sed 's/([^)]*)//g; s/,/ /g'); do
     case $library in

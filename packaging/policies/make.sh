@@ -8,7 +8,8 @@ usage() {
 }
 [ $# = 1 ] || [ $# = 2 ] || usage
 origin=$1 folder=${2:-dist/policies}
-# Nothing gets in that means something to JSON, to a registry file or to sed; one line and no path.
+# Accepts no character with a meaning in JSON, in a registry file or for sed; only one line, no
+# path.
 printf '%s' "$origin" | tr '\n' ' ' |
   grep -qE '^https?://[A-Za-z0-9]([A-Za-z0-9.-]*[A-Za-z0-9])?(:[0-9]{1,5})?$' || usage
 host=$(printf '%s' "$origin" | sed -E 's,^https?://,,; s,:[0-9]+$,,')

@@ -32,7 +32,7 @@ std::vector<Arguments> dialogs(const std::string& title, const std::string& text
 
 bool showDialog(const SessionUser& user, const std::string& title, const std::string& text) {
   std::vector<std::string> environment = environmentOf(user);
-  // A closed box has been read as well. Without this, zenity would report it with the same exit
+  // A box that is closed counts as read. Without this, zenity would report it with the same exit
   // status as a missing display.
   environment.insert(environment.end(), {"ZENITY_CANCEL=0", "ZENITY_ESC=0"});
   for (const Arguments& dialog : dialogs(title, text)) {

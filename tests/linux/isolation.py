@@ -1,5 +1,5 @@
-"""Namespaces of the tests' own: mounts, network, processes. Nothing that happens in them reaches a
-pcscd, logind or udev of the machine, nor its users and ports."""
+"""Separate namespaces for the tests: mounts, network, processes. Nothing in them reaches the
+machine's pcscd, logind or udev, nor its users and ports."""
 import os
 import pathlib
 import subprocess
@@ -12,20 +12,20 @@ from common import ROOT, skip  # noqa: E402
 
 USER, USER_ID, GROUP_ID, EXTRA_GROUP_ID = "kvuser", 4242, 4242, 4243
 OWN_ADDRESS = "192.0.2.7"
-OWN_ROOT = "kv500-root-"  # How the names of the folders begin on which the root is mounted.
+OWN_ROOT = "kv500-root-"  # The folders on which the root is mounted begin so.
 UNSHARE = ["unshare", "--mount", "--net", "--pid", "--ipc", "--fork", "--kill-child",
            "--mount-proc"]
 
 
 def run_isolated():
-    """Runs the tests of the calling script in namespaces of their own."""
+    """Runs the tests of the calling script in separate namespaces."""
     enter()
     prepare()
     unittest.main(verbosity=2)
 
 
 def enter():
-    """Starts the calling script once more, in new namespaces; goes on if it is in them."""
+    """Starts the calling script again in new namespaces. If it is already in them, goes on."""
     if os.environ.get("KV500_ISOLATED") == "yes":
         return
     os.environ["KV500_ISOLATED"] = "yes"
@@ -46,8 +46,8 @@ def try_to_unshare(way):
 
 
 def run_below_own_mount(script):
-    """Runs the script in a root that is no mount point, as that of a plain chroot: mounted on a
-    folder of itself it is one. Gives the exit status."""
+    """Runs the script in a root that is no mount point, such as that of a plain chroot: it is
+    mounted on one of its own folders, which makes it one. Gives the exit status."""
     root = tempfile.mkdtemp(prefix=OWN_ROOT)
     try:
         mount("--bind", "/", root)
@@ -66,7 +66,7 @@ def run_below_own_mount(script):
 
 
 def other_mounts():
-    """What is mounted below the root, but for what the tests beside this one have mounted."""
+    """The mounts below the root, without those of the tests that run in parallel."""
     points = [line.split()[1] for line in pathlib.Path("/proc/self/mounts").read_text().splitlines()]
     return [point for point in points if point != "/" and OWN_ROOT not in point]
 
@@ -78,8 +78,8 @@ def mount(*arguments):
 def prepare():
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     subprocess.run(["ip", "address", "add", OWN_ADDRESS, "dev", "lo"], check=True)
-    # The sources and the build may lie in one of the folders that are emptied: they are held at
-    # another place meanwhile.
+    # The sources and the build may be in one of the folders that are emptied. Meanwhile they stay
+    # reachable at another place.
     mount("--bind", str(ROOT), "/mnt")
     for folder in ["/run", "/etc/reader.conf.d", "/tmp", "/srv"]:
         mount("-t", "tmpfs", "-o", "mode=0755", "tmpfs", folder)
@@ -98,7 +98,7 @@ def prepare():
 
 
 def append(path, text):
-    """Adds to a file of the machine, in this mount namespace alone."""
+    """Appends to a file of the machine, but only in this mount namespace."""
     copy = pathlib.Path("/srv", pathlib.Path(path).name)
     copy.write_text(pathlib.Path(path).read_text() + text)
     mount("--bind", str(copy), path)

@@ -18,17 +18,17 @@ from isolation import GROUP_ID, ROOT, USER, USER_ID  # noqa: E402
 from common import (CARDS, Service, ServiceTest, build_folder,  # noqa: E402
                     make_card, wait_until)
 
-# The rights that systemd leaves to the service.
+# The rights that systemd leaves the service.
 CAPABILITIES = ["setuid", "setgid", "kill"]
 LIMITED = ["setpriv", "--no-new-privs", "--inh-caps=-all",
            "--bounding-set=-all," + ",".join(f"+{name}" for name in CAPABILITIES)]
 BUILD = build_folder()
 READER = "brenvolt GmbH KV500 00 00"
-ABSENCE = 1.7  # Seconds after which a card that comes back is a new one.
+ABSENCE = 1.7  # Seconds after which a returning card counts as new.
 DAEMON_READERS = pathlib.Path("/etc/reader.conf.d")
 DAEMON_SOCKET = pathlib.Path("/run/pcscd/pcscd.comm")
 
-# In the place of systemctl: starts the daemon that the tests otherwise start themselves.
+# Replaces systemctl: starts the daemon, which the tests otherwise start themselves.
 SYSTEMCTL = """#!/bin/sh
 echo "$*" >>{folder}/systemctl.log
 [ -e {folder}/startable ] || exit 1
@@ -61,7 +61,7 @@ class Machine(Service):
         self.listen_at(self.base / "notify")
 
     def listen_at(self, path):
-        """Makes the notify socket, which the service manager otherwise holds."""
+        """Makes the notify socket that otherwise belongs to the service manager."""
         self.notify = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.notify.bind(str(path))
         self.notify.settimeout(10)
@@ -109,12 +109,12 @@ class Machine(Service):
         if self.usb_is_shown:
             self.hide_usb_device(number)
         shutil.rmtree(self.reader(number))
-        if number > 1:  # Of the only one the daemon sees by itself that it has gone.
+        if number > 1:  # The daemon itself notices when the only one goes.
             self.daemon_entry(number).unlink()
             self.restart_daemon()
 
     def show_usb_device(self, number=1, serial=None, product="5003"):
-        """Shows a device on the bus; with a `serial` of "" it tells none."""
+        """Shows a device on the bus. With a `serial` of "" the device has none."""
         attributes = ["idVendor", "2406", "idProduct", product, "bDeviceClass", "00"]
         serial = f"SIM{number:04}" if serial is None else serial
         if serial:
@@ -136,7 +136,7 @@ class Machine(Service):
             self.show_usb_device(number)
 
     def insert(self, card):
-        """Puts an example card, or the one of a folder, into the first reader."""
+        """Inserts an example card, or the card of a folder, into the first reader."""
         (self.reader() / "card").symlink_to(CARDS / card)
 
     def remove(self):
@@ -154,7 +154,7 @@ class Machine(Service):
 
     def restart_daemon(self):
         """Makes the daemon look for its readers, which it does when it starts. The service meets it
-        when it is there again."""
+        again afterwards."""
         if self.daemon:
             self.service.send_signal(signal.SIGSTOP)
             self.stop_daemon()
@@ -166,7 +166,7 @@ class Machine(Service):
 
     @staticmethod
     def daemon_pids():
-        """The running daemons, whoever started them; a process that has ended has no command."""
+        """The running daemons, whoever started them. A process that has ended has no command."""
         pids = []
         for process in pathlib.Path("/proc").glob("[0-9]*"):
             try:
@@ -201,7 +201,7 @@ class Machine(Service):
             "".join(f"{name}={value}\n" for name, value in facts.items() if value is not None))
 
     def start_desktop(self, user=USER_ID, **variables):
-        """A program of a user's with a display, as any desktop has it."""
+        """A user's program with a display, as on any desktop."""
         environment = {"DISPLAY": ":99", "PATH": f"{self.bin}:/usr/bin:/bin",
                        "XDG_SESSION_ID": "1"} | variables
         self.programs.append(subprocess.Popen(["/bin/sleep", "600"], env=environment,
@@ -255,7 +255,7 @@ class Machine(Service):
 
     @staticmethod
     def boxes():
-        return None  # Nobody is logged on, unless a test says so.
+        return None  # Nobody is logged on unless a test logs in.
 
 
 class MachineTest(ServiceTest):

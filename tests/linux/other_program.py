@@ -33,7 +33,7 @@ while goes_on:
         card.reset()
     if manner == "transaction":
         card.end()
-        time.sleep(0.01)  # Without a gap nobody else would ever have his turn.
+        time.sleep(0.01)  # Without a pause no other program would get a turn.
     rounds += 1
     if rounds == 1:
         print("at work", flush=True)

@@ -1,4 +1,4 @@
-"""A bare PC/SC program: libpcsclite's calls as they are, for what other programs do to a card."""
+"""A bare PC/SC program: calls libpcsclite directly, to do what other programs do to a card."""
 import ctypes
 
 library = ctypes.CDLL("libpcsclite.so.1")
@@ -26,7 +26,7 @@ def call(name, *arguments):
 
 
 class Card:
-    """A connection of its own to the card in a reader."""
+    """A separate connection to the card in a reader."""
 
     def __init__(self, reader, share=SHARE_SHARED):
         self.context = ctypes.c_long()

@@ -1,4 +1,4 @@
-"""kv500-check beside the real service, pcscd and a service manager that is a script."""
+"""kv500-check with the real service, pcscd and a script as service manager."""
 import os
 import pathlib
 import shutil
@@ -14,7 +14,7 @@ from isolation import GROUP_ID, USER_ID, mount, run_isolated
 from common import wait_until
 from machine import BUILD, READER, MachineTest
 
-# In the place of "systemctl show": the properties of a unit, from a file of its name.
+# Replaces "systemctl show": gives the properties of a unit from a file with the unit's name.
 SYSTEMCTL = """#!/bin/sh
 for unit; do :; done
 cat {folder}/$unit 2>/dev/null || echo LoadState=not-found
@@ -48,7 +48,7 @@ class CheckTest(MachineTest):
         wait_until(lambda: (b"OK_Card" if card else b"NO_Card") in self.machine.ask("status"))
 
     def check(self, *options, **start):
-        """Exit status, the lines by their ids with their levels, and the seconds it took."""
+        """Exit status, the levels of the lines by their ids, and the seconds that it took."""
         environment = {"PATH": f"{self.machine.bin}:/usr/bin:/bin", "LANG": "C.UTF-8",
                        "UMOCKDEV_DIR": self.machine.usb.get_root_dir(),
                        "LD_PRELOAD": "libumockdev-preload.so.0"}
@@ -84,7 +84,7 @@ class CheckTest(MachineTest):
         self.assertEqual(status, 0, self.output)
         self.assertLess(self.seconds, 1)
         self.assertIn(b"Mustermann", self.machine.ask("read"), "nothing was disturbed")
-        # An ordinary user learns less, and no wrong thing.
+        # An ordinary user gets less information, but no wrong information.
         status, found = self.check(user=USER_ID, group=GROUP_ID, extra_groups=[])
         self.assertIn("ok somebody listens", found["port"], self.output)
         self.assertNotIn("fail", "".join(found[name] for name in found
@@ -187,9 +187,9 @@ class CheckTest(MachineTest):
                             client.sendall(b"\x1b[2J garbage " * 100)
                             time.sleep(0.01)
                 except OSError:
-                    pass  # He has had enough.
+                    pass  # The client has given up.
         threading.Thread(target=talk_for_ever, daemon=True).start()
-        self.check()  # The first one is answered to those that have gone.
+        self.check()  # The service first answers clients that have gone.
         self.expect({"answer": "fail what answers is not the service: ?[2J garbage"})
 
     def test_wait(self):

@@ -1,5 +1,5 @@
-"""The end of pcscd as the service meets it beyond the scenarios: killed, also in the middle of a read;
-back again by somebody else."""
+"""The end of pcscd in cases beyond the scenarios: killed, also during a read, and started again by
+somebody else."""
 import pathlib
 import signal
 import threading
@@ -46,7 +46,7 @@ class DaemonTest(MachineTest):
 
         machine = self.start()
         machine.allow_daemon_start()
-        time.sleep(0.5)  # The connections of the requests so far are closed by then.
+        time.sleep(0.5)  # By then the connections of the earlier requests are closed.
         before = descriptors()
         for _ in range(3):
             machine.stop_daemon(signal.SIGKILL)

@@ -1,4 +1,4 @@
-"""Start and end of the service: systemd's notify protocol, signals, the one instance."""
+"""Start and end of the service: systemd's notify protocol, signals, the single instance."""
 import os
 import pathlib
 import shutil
@@ -27,7 +27,7 @@ class LifeTest(MachineTest):
             with self.subTest(number):
                 self.machine.start_service()
                 self.machine.wait_for_status(CARD, 5)
-                # Connections in every state: answered and waiting for one that says nothing.
+                # Connections in every state: an answered one, and one whose client is silent.
                 self.machine.ask("status")
                 with self.machine.connect():
                     status, seconds = self.machine.stop_service(number)
@@ -36,8 +36,8 @@ class LifeTest(MachineTest):
         self.assertEqual(self.machine.log(), 2 * [STARTED])
 
     def test_a_stop_that_comes_before_the_service_is_ready(self):
-        """It is kept, and obeyed when it can be."""
-        # As is the service's then, so that the signal waits for it.
+        """The stop is kept until the service can obey it."""
+        # The service inherits the blocked signal, so the signal waits until the service is ready.
         signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])
         self.addCleanup(signal.pthread_sigmask, signal.SIG_UNBLOCK, [signal.SIGTERM])
         for _ in range(10):
@@ -70,13 +70,13 @@ class LifeTest(MachineTest):
         self.assertEqual(self.refusal(by_hand=True), "Service already running")
         self.assertEqual(self.machine.log(), 3 * [STARTED])
         self.assertTrue(self.machine.ask("status"))
-        # A killed instance leaves nothing behind that stops the next one.
+        # A killed instance leaves nothing that stops the next one.
         self.machine.service.kill()
         self.machine.service.wait()
         self.machine.start_service()
 
     def refusal(self, by_hand=False):
-        """What the journal gets of a start that ends with status 1."""
+        """What the journal gets from a start that ends with status 1."""
         notify = {} if by_hand else {"NOTIFY_SOCKET": str(self.machine.base / "notify")}
         result = subprocess.run([self.machine.folder / "KV500Service"], timeout=5, text=True,
                                 env=notify, capture_output=True)
@@ -87,7 +87,7 @@ class LifeTest(MachineTest):
         with socket.create_server(("127.0.0.1", DEFAULT_PORT)):
             self.assertEqual(self.refusal(), "Could not open port")
         self.assertEqual(self.machine.notify.recv(100), b"READY=1")
-        # The same port of an address that the service does not listen on.
+        # The same port at an address on which the service does not listen.
         with socket.create_server(("::1", DEFAULT_PORT), family=socket.AF_INET6):
             self.machine.start_service()
 
@@ -133,7 +133,7 @@ class LifeTest(MachineTest):
     def test_a_settings_file_that_cannot_be_read(self):
         settings = self.machine.folder / "config.txt"
         self.machine.configure(AllowOrigin="http://mine")
-        # Root's own, and without the right to pass over rights another's.
+        # A file of root; and another user's file, without the right to bypass file permissions.
         for mode, owner, words in [(0o600, 0, ""), (0o600, USER_ID, "Permission denied")]:
             with self.subTest(owner):
                 os.chmod(settings, mode)

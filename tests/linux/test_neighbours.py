@@ -18,7 +18,7 @@ THOROUGH = os.environ.get("KV500_THOROUGH") == "1"
 READS, SECONDS = (5000, 20) if THOROUGH else (1000, 3)
 OTHER_USER = 4343
 GOOD = read_answer("mustermann")
-# Asks as whoever runs it, over IPv4 and over an IPv6 socket that means IPv4.
+# Asks as the user that runs it, over IPv4 and over an IPv6 socket with an IPv4 address.
 CLIENT = """
 import socket
 for family, host in [(socket.AF_INET, "127.0.0.1"), (socket.AF_INET6, "::ffff:127.0.0.1")]:
@@ -97,7 +97,7 @@ class NeighboursTest(MachineTest):
         other.close()
 
     def answered(self, user):
-        """Whether a program of that user is answered, over either kind of socket."""
+        """Whether a program of that user gets an answer, over either kind of socket."""
         output = subprocess.run([sys.executable, "-c", CLIENT], user=user, group=GROUP_ID,
                                 extra_groups=[], capture_output=True, text=True).stdout
         return [line == "b'HTTP/1.1 200 OK'" for line in output.split("\n")[:-1]]

@@ -1,5 +1,5 @@
-"""The Debian packages: installed, run, upgraded, removed in a root of their own, which is this
-machine's with all changes kept apart in memory."""
+"""The Debian packages: installed, run, upgraded and removed in a separate root. The root is this
+machine's; all changes to it are kept in memory."""
 import os
 import pathlib
 import re
@@ -38,7 +38,7 @@ def make_root():
           "lowerdir=/,upperdir=/srv/changes,workdir=/srv/work", str(ROOT))
     for folder in ["proc", "sys", "dev", "run", "tmp"]:
         mount("--bind", f"/{folder}", str(ROOT / folder))
-    # What a package may find of another on the machine where this is developed.
+    # Another package may have left these on the development machine.
     for path in (ROOT / "etc/reader.conf.d").iterdir():
         path.unlink()
 
@@ -94,7 +94,7 @@ class PackageTest(unittest.TestCase):
         self.assertTrue(ENABLED.is_symlink())
         in_root("man", "-w", "kv500service", "kv500-simulator")
 
-        # The driver is off until it is enabled in the way that its manual tells.
+        # The driver is off until it is enabled as its manual page tells.
         self.assertEqual(list((ROOT / "etc/reader.conf.d").iterdir()), [])
         in_root("cp", "/usr/share/kv500-simulator/kv500-simulator.conf",
                 "/etc/reader.conf.d/kv500-simulator")
@@ -107,14 +107,14 @@ class PackageTest(unittest.TestCase):
         self.assertIn("http://mine", (SERVICE / "config.txt").read_text())
         self.runs()
 
-        # The driver's entry goes before the daemon would miss the driver, another's stays.
+        # The driver's entry is removed before the daemon would miss the driver; other entries stay.
         entries = ROOT / "etc/reader.conf.d"
         (entries / "other").write_text("LIBPATH /usr/lib/other.so\n")
         in_root("dpkg", "-r", "kv500service", "kv500-simulator")
         self.assertEqual([path.name for path in entries.iterdir()], ["other"])
         self.assertEqual(sorted(path.name for path in SERVICE.glob("[!l]*")), ["config.txt"])
         self.assertFalse((ROOT / UNIT).exists())
-        (SERVICE / "log.txt-20260101.gz").touch()  # As logrotate names it where "dateext" is set.
+        (SERVICE / "log.txt-20260101.gz").touch()  # logrotate's name with "dateext".
         in_root("dpkg", "-P", "kv500service", "kv500-simulator")
         left = [path for place in ["opt", "etc", "usr", "var/lib", "lib/systemd"]
                 for path in (ROOT / place).glob("**/*kv500*") if "/var/lib/dpkg/" not in str(path)
@@ -122,7 +122,7 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(left, [])
 
     def test_programs_cannot_be_redirected(self):
-        """Full RELRO, for the driver as well, which a program loads that runs as root."""
+        """Full RELRO, also for the driver: a program that runs as root loads it."""
         tree = PACKAGES / "hard"
         for name in ["kv500service", "kv500-simulator"]:
             run("dpkg-deb", "-x", self.package(name), tree)
@@ -135,8 +135,8 @@ class PackageTest(unittest.TestCase):
             self.assertIn("BIND_NOW", headers, program)
 
     def runs(self):
-        """Starts what the unit starts, with the daemon of that root, reads the card and rotates
-        the log meanwhile."""
+        """Starts what the unit starts, with the daemon of that root. Meanwhile reads the card and
+        rotates the log."""
         program = re.search("(?m)^ExecStart=(.*)$", (ROOT / UNIT).read_text()).group(1)
         machine = Machine()
         machine.show_usb_device()
@@ -144,7 +144,7 @@ class PackageTest(unittest.TestCase):
         daemon = subprocess.Popen(["chroot", ROOT, "pcscd", "--foreground"],
                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_until(pathlib.Path("/run/pcscd/pcscd.comm").exists, "pcscd")
-        # The notify socket lies in a folder that the other root does not have.
+        # The notify socket is in a folder that the other root does not have.
         machine.notify.close()
         shutil.rmtree("/tmp/notify", ignore_errors=True)
         pathlib.Path("/tmp/notify").mkdir()

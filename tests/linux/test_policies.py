@@ -1,5 +1,5 @@
-"""The policy for Chrome in Debian's Chromium, which reads the same ones: a page of the practice's origin
-that asks the simulator, with the policy in place and without."""
+"""Chrome's policy in Debian's Chromium, which reads the same policies: a page of the practice's
+origin asks the simulator, with and without the policy."""
 import http.server
 import pathlib
 import re
@@ -42,7 +42,7 @@ class Page(http.server.BaseHTTPRequestHandler):
 
 class PolicyTest(unittest.TestCase):
     def seen(self, origin, port):
-        """What the page sees in a browser for which its server is one of the internet."""
+        """What the page sees in a browser that takes the page's server for one on the internet."""
         with tempfile.TemporaryDirectory() as profile:
             text = subprocess.run(
                 ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",

@@ -1,5 +1,5 @@
-"""Readers and cards through the real pcscd, beyond the scenarios: serial numbers, cards that
-misbehave, other programs."""
+"""Readers and cards with the real pcscd, beyond the scenarios: serial numbers, cards with faults,
+other programs."""
 import json
 import signal
 import subprocess
@@ -27,7 +27,7 @@ class ReaderTest(MachineTest):
             return None
 
     def test_serial_numbers(self):
-        # Of what is told of a device without a usable one its place on the bus is left.
+        # For a device without a usable serial number, its place on the bus is reported instead.
         rows = {"A-1": "A-1", "": "1-1", 'a"b': "1-1", "x#y": "1-1", "a\\b": "1-1", "\u00e4": "1-1"}
         machine = self.workstation()
         machine.hide_usb()
@@ -45,7 +45,7 @@ class ReaderTest(MachineTest):
 
     def test_another_program_holds_the_card(self):
         self.start(card=None)
-        # The service would be quicker with a connection of its own, which shuts others out.
+        # Otherwise the service would connect first and keep this connection out.
         self.machine.service.send_signal(signal.SIGSTOP)
         self.machine.insert("mustermann")
         other = wait_until(self.hold_exclusively, "a connection of our own", 3)
@@ -62,7 +62,7 @@ class ReaderTest(MachineTest):
         wait_until(lambda: self.machine.ask("read") == GOOD, "a read that works", 2)
 
     def test_faults_of_the_card(self):
-        # The second command of a read; what the watcher reads on its own does not count here.
+        # The second command of a read. The commands that the watcher sends do not count here.
         rows = {"fail": (READ_FAILED, CARD), "wait 700": (GOOD, CARD),
                 "remove": (READ_FAILED, NO_CARD)}
         self.start(card=None)
@@ -75,7 +75,7 @@ class ReaderTest(MachineTest):
                 if "wait" in what:
                     self.assertGreater(time.monotonic() - begin, 0.7)
                 self.machine.wait_for_status(state, 3)
-                if what == "fail":  # To other programs a command that was not carried out.
+                if what == "fail":  # Other programs see a command that failed.
                     other = pcsc.Card(READER)
                     with self.assertRaisesRegex(pcsc.Error, "0x80100016"):
                         other.transmit(bytes.fromhex("00B0810000"))

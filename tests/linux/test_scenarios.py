@@ -1,4 +1,4 @@
-"""The scenarios of all systems, with the real smart-card daemon."""
+"""The scenarios of all systems with the real smart-card daemon."""
 from isolation import run_isolated
 from machine import MachineTest
 from scenarios import Scenarios

@@ -1,4 +1,4 @@
-"""The browser and the message box in a session of logind's."""
+"""The browser and the message box in a session of logind."""
 import json
 import os
 import pathlib
@@ -11,8 +11,8 @@ from isolation import EXTRA_GROUP_ID, GROUP_ID, USER, USER_ID, run_isolated
 from machine import ABSENCE, MachineTest
 from common import CARD, NO_CARD, STARTED, wait_until
 
-# Stands for any program of the session: writes down how it was started, then waits to be answered, or
-# for the end of the test.
+# Stands in for any program of the session. It records how it was started, then waits for an answer
+# or for the end of the test.
 STAND_IN = """#!/usr/bin/python3
 import json, os, time
 facts = dict(arguments=open("/proc/self/cmdline").read().split("\\0")[2:-1], user=os.getresuid(),
@@ -45,7 +45,7 @@ class SessionTest(MachineTest):
         return self.machine.bin / name
 
     def started(self, name):
-        """How a stand-in was started, which must have happened by now or happen soon."""
+        """How a stand-in was started; it must have been started by now or start soon."""
         file = self.out / name
         wait_until(file.exists, name, 4)
         return json.loads(file.read_text())
@@ -60,7 +60,7 @@ class SessionTest(MachineTest):
         self.machine.wait_for_status(NO_CARD, 5)
 
     def show_box(self, **options):
-        """Starts a service that has a box to show, in a session with a desktop."""
+        """Starts a service that must show a box, in a session with a desktop."""
         self.machine.log_in()
         self.machine.start_desktop()
         self.machine.configure(Port="12")
@@ -89,7 +89,7 @@ class SessionTest(MachineTest):
         self.assertEqual(browser["folder"], "/srv/home")
         for line in ["SigBlk:\t0000000000000000", "CapEff:\t0000000000000000"]:
             self.assertIn(line, browser["status"])
-        # What a program of the session has, and beneath it what every session has.
+        # The environment of a program of the session, completed by what every session has.
         expected = {"DISPLAY": ":99", "LANG": "de_DE.UTF-8", "XDG_SESSION_ID": "1", "USER": USER,
                     "LOGNAME": USER, "HOME": "/srv/home", "SHELL": "/bin/sh",
                     "XDG_RUNTIME_DIR": f"/run/user/{USER_ID}",
@@ -102,17 +102,17 @@ class SessionTest(MachineTest):
     def test_without_a_program_of_the_session(self):
         self.machine.log_in(DISPLAY=":3")
         self.machine.start_desktop(XDG_SESSION_ID="8")  # Of another session of the same user.
-        self.machine.start_desktop(user=NOBODY)  # Of this session, as another user says.
+        self.machine.start_desktop(user=NOBODY)  # It claims this session, but as another user.
         with socket.socket(socket.AF_UNIX) as bus:
             bus.bind(f"/run/user/{USER_ID}/bus")
             self.addCleanup(os.unlink, f"/run/user/{USER_ID}/bus")
-            self.start(rights=[])  # Even a service that may look at every process.
+            self.start(rights=[])  # Even if it may not look at every process.
             self.machine.insert("bankkarte")
             browser = self.started("browser")
         self.assertEqual(browser["environment"]["DISPLAY"], ":3")
         self.assertEqual(browser["environment"]["DBUS_SESSION_BUS_ADDRESS"],
                          f"unix:path=/run/user/{USER_ID}/bus")
-        # No health card: the address without an id.
+        # This is no health card, so the address has no id.
         self.assertEqual(browser["arguments"], ["http://localhost/?a=$HOME&b=%h&id="])
 
     def test_whose_session_it_is(self):
@@ -125,7 +125,7 @@ class SessionTest(MachineTest):
             "second of two": ([dict(STATE="online"), dict(session="c2", DISPLAY=":2")], ":2"),
             "pseudo terminal": ([dict(SEAT=None)], None),
             "this machine's screen": ([dict(SEAT="seat1"), dict(session="c2", DISPLAY=":2")], ":2"),
-            # The first by its number, in whatever order they are listed.
+            # The one with the lowest number, whatever the order of the list.
             "first of four": ([dict(session=name, DISPLAY=f":{name}") for name in
                                ["c1", "9", "8", "10"]], ":8"),
         }
@@ -148,7 +148,7 @@ class SessionTest(MachineTest):
         self.assertEqual(self.machine.log(), [STARTED])
 
     def test_the_users_own_service_manager_starts_it(self):
-        # It takes the mark of a variable doubled; there is no other way to give it one.
+        # The variable's mark is doubled; there is no other way to pass it.
         self.machine.log_in()
         self.machine.start_desktop()
         self.stand_in("systemd-run", waits=True)
@@ -163,12 +163,12 @@ class SessionTest(MachineTest):
         self.machine.insert("mustermann")
         request = self.started("systemd-run")
         arguments = request["arguments"]
-        # The description is what the journal gets, instead of the address with the id.
+        # The journal gets the description instead of the address with the id.
         self.assertEqual(arguments[:7],
                          ["--user", "--quiet", "--collect", "--no-block",
                           "--description=Started by the KV500 card reader service",
                           "--property=StandardOutput=null", "--property=StandardError=null"])
-        # By name: arguments can be read by everybody, values are nobody else's business.
+        # Only the names: everybody can read arguments, but nobody else may read the values.
         self.assertIn("--setenv=DISPLAY", arguments)
         self.assertEqual([a for a in arguments if a.startswith("--setenv=") and a.count("=") > 1],
                          [])
@@ -176,7 +176,7 @@ class SessionTest(MachineTest):
                          [str(self.machine.bin / "browser"),
                           f"http://localhost/?a=$$HOME&b=%h&id={self.insured_id()}"])
         self.assertEqual(request["user"], 3 * [USER_ID])
-        # A manager that gives no answer does not hold the service.
+        # A manager that does not answer must not block the service.
         process = pathlib.Path(f"/proc/{request['pid']}")
         wait_until(lambda: not process.exists(), "end of the request", 12)
 
@@ -211,7 +211,7 @@ class SessionTest(MachineTest):
         self.machine.start_service(ready=False)
         text = "Error reading config file:\n'=' missing in line 1:\n1: a\\nb<i>ü\ufffd\ufffd"
         self.assertEqual(self.started("xmessage")["arguments"][-1], text)
-        # zenity would take markup and backslashes for more than they are.
+        # zenity would interpret markup and backslashes.
         zenity = self.started("zenity")["arguments"]
         self.assertIn("--no-markup", zenity)
         self.assertEqual(zenity[-1], "--text=" + text.replace("\\", "\\\\"))
@@ -230,7 +230,7 @@ class SessionTest(MachineTest):
         self.machine.configure(Port="12")
         self.machine.start_service()
         self.assertEqual(self.machine.log(), [STARTED, BAD_PORT])
-        # The stop still works, with no signal left blocked or lost by what was tried.
+        # The stop still works: the attempts have left no signal blocked or lost.
         self.assertEqual(self.machine.stop_service(signal.SIGTERM)[0], 0)
 
 

@@ -1,4 +1,4 @@
-"""Drives kv500-simulator the way a person does: its standard input and output, its files, HTTP."""
+"""Drives kv500-simulator as a person does: standard input and output, files, HTTP."""
 import os
 import pathlib
 import queue
@@ -18,7 +18,7 @@ NOTICE = "notice KALVERO  -  KV500 | "
 
 
 class Simulator(Service):
-    """A simulator in a temporary folder, with a port of its own."""
+    """A simulator in a temporary folder, with its own port."""
 
     recovery = 2
 
@@ -35,7 +35,7 @@ class Simulator(Service):
         self.expected_errors = b""
 
     def start(self, *options, config="", user=None, wait=True):
-        """`config` are lines behind that of the port."""
+        """`config` holds the lines after that of the port."""
         (self.folder / "config.txt").write_text(f"Port={self.port}\n{config}")
         self.answers, self.events, self.errors = queue.Queue(), [], b""
         self.process = subprocess.Popen(
@@ -81,7 +81,7 @@ class Simulator(Service):
             return self.count_events(start) >= count
         wait_until(seen, f"event '{start}', events so far: {self.events}")
 
-    # What the scenarios do.
+    # The operations for the scenarios.
 
     def switch_on(self, readers=1, card=None, config="", wait=True):
         options = [] if readers else ["--unplugged"]
@@ -94,7 +94,7 @@ class Simulator(Service):
         self.do("unplug")
 
     def insert(self, card):
-        """Puts an example card, or the one of a folder, into the reader."""
+        """Inserts an example card, or the card of a folder, into the reader."""
         self.do(f"insert {CARDS / card}")
 
     def remove(self):
@@ -143,8 +143,8 @@ class Simulator(Service):
         return status
 
     def stop(self):
-        """Ends a simulator that still runs and checks what every one must keep to: a clean end, and
-        no word on standard error, where sanitizers report too."""
+        """Ends a simulator that still runs. Checks what holds for every simulator: a clean end, and
+        nothing on standard error, where sanitizers report too."""
         if self.process.returncode is None:
             self.process.send_signal(signal.SIGTERM)
             status = self.end()
@@ -162,7 +162,7 @@ class Simulator(Service):
 
 
 class SimulatorTest(ServiceTest):
-    """Tests that make simulators, which are stopped and checked at their end."""
+    """Tests that make simulators; at the end of a test these are stopped and checked."""
 
     def workstation(self):
         simulator = Simulator()
@@ -175,7 +175,7 @@ class SimulatorTest(ServiceTest):
         return simulator
 
     def start_traced(self, *options, **more):
-        """One that writes down all commands; gives the file besides."""
+        """One that records all commands. Also gives the file."""
         simulator = self.workstation()
         trace = simulator.folder / "trace"
         simulator.start("--trace", trace, *options, **more)
@@ -183,7 +183,7 @@ class SimulatorTest(ServiceTest):
 
     @staticmethod
     def insert(simulator, card):
-        """Puts a card into the reader and waits until the system knows it."""
+        """Inserts a card into the reader and waits until the system knows it."""
         simulator.insert(card)
         simulator.wait_for_status(CARD)
 

@@ -1,7 +1,7 @@
-"""Whole answers, byte for byte, and what needs a real connection to be seen of a request."""
+"""Whole answers, byte for byte, and the request handling that only a real connection shows."""
 import unittest
 
-from simulator import SimulatorTest  # First: it shows the way to the others.
+from simulator import SimulatorTest  # First: it sets the path to the others.
 from common import CARD, CARDS, NO_READER, STARTED, body, header, read_answer
 
 STATUS_WITHOUT_READER = header(NO_READER) + NO_READER
@@ -25,7 +25,7 @@ class Answers(SimulatorTest):
     def test_the_first_read_is_all(self):
         good = b"GET /?action=status HTTP/1.1\r\n"
         unsupported = ["Only HTTP GET, HEAD and OPTIONS supported!", ""]
-        rows = [  # What is sent, with pauses between, and the lines in the log if no answer comes.
+        rows = [  # What is sent, with pauses; the log if no answer comes.
             ([good, b"NoHeader\r\n"], None),
             ([good + b"a: 1\r\n\0NoHeader\r\n"], None),
             ([good + b"a: " + b"x" * 4990], None),

@@ -1,4 +1,4 @@
-"""The browser that a new card starts."""
+"""The browser that is started for a new card."""
 import time
 import unittest
 
@@ -7,7 +7,7 @@ from common import CARDS, NO_CARD, STARTED, wait_until
 
 URL = "http://127.0.0.1:9/card?id="
 
-# Writes its arguments and what its descriptors lead to into a new file beside itself.
+# Writes its arguments and the targets of its descriptors into a new file beside itself.
 BROWSER = '''#!/usr/bin/env python3
 import os, sys, tempfile
 lines = list(sys.argv[1:])
@@ -37,7 +37,7 @@ class Browser(SimulatorTest):
         return simulator
 
     def runs(self, simulator, count):
-        """What each run of the browser has written; there must be `count` of them."""
+        """What each run of the browser has written; there must be `count` runs."""
         def files():
             return list(simulator.folder.glob("*.ran"))
         wait_until(lambda: len(files()) >= count, f"{count} runs of the browser")
@@ -53,10 +53,10 @@ class Browser(SimulatorTest):
         simulator.wait_for_event(line + 'T027618425"')
         self.assertEqual(self.runs(simulator, 1), [[URL + "T027618425", *NO_DESCRIPTORS]])
         time.sleep(1)
-        simulator.ask("close")  # Opened again by the next poll, and no new card.
+        simulator.ask("close")  # The next poll opens it again; the card is not new.
         time.sleep(0.6)
         simulator.remove()
-        time.sleep(0.4)  # One poll or two: the card was only moved.
+        time.sleep(0.4)  # One or two polls: the card was only moved.
         self.insert(simulator, "mustermann")
         time.sleep(0.6)
         self.assertEqual(simulator.count_events("browser"), 1)

@@ -1,4 +1,4 @@
-"""The commands for a card, and cards that misbehave in the middle of a read."""
+"""The commands for a card, and cards that fail in the middle of a read."""
 import time
 import unittest
 
@@ -31,11 +31,11 @@ class Cards(SimulatorTest):
             self.assertRegex(line, "^<( [0-9A-F]{2})* 90 00$")
 
     def test_overrides_in_the_middle_of_a_read(self):
-        rows = [  # The lines, the answers of one read after the other, and the state afterwards.
+        rows = [  # The lines, the answers of consecutive reads, and the state afterwards.
             (["00B0810000 fail", "00B0810000 wait 0"], [READ_FAILED, GOOD], CARD),
             (["00B0820008 6A82", "00B0820008 wait 0"], [READ_FAILED, GOOD], CARD),
             (["00B0010000 6F00", "00B0010000 wait 0"], [READ_FAILED, GOOD], CARD),
-            # The application alone tells a health card.
+            # Only the application shows that it is a health card.
             (["00A4000C023F00 6A82"], [GOOD], CARD),
             (["00A4000C023F00 fail", "00A4040C06D27600000102 fail"], [READ_FAILED], CARD),
             (["00B082000C 6C08", "00B0820008 5A0A8027001122339000"], [READ_FAILED], CARD),
@@ -59,8 +59,8 @@ class Cards(SimulatorTest):
                     self.remove(simulator)
 
     def test_something_is_taken_away_during_a_slow_read(self):
-        """The read answers that it failed, the state is right within 2 seconds, and with
-        everything back in its place the next read works."""
+        """The read answers that it failed. The state is right within 2 seconds. When everything is
+        back in its place, the next read works."""
         card = f"insert {CARDS / 'mustermann'}"
         rows = [("remove", NO_CARD, [card]),
                 ("unplug", NO_READER, ["plug", card]),
@@ -97,7 +97,7 @@ class Cards(SimulatorTest):
         for _ in range(10):
             simulator.do("other reset")
             self.assertEqual(simulator.ask("read"), GOOD)
-        # The end of the card is the end of waiting for it.
+        # When the card goes, the waiting for it ends.
         simulator.do("other lock")
         simulator.do("remove")
         simulator.wait_for_status(NO_CARD)

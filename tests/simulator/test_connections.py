@@ -1,4 +1,4 @@
-"""Many clients at a time, silent ones among them."""
+"""Many clients at the same time, also silent ones."""
 import threading
 import time
 import unittest
@@ -9,7 +9,7 @@ from common import CARD, CARDS, NO_READER, STARTED, read_all, read_answer
 
 class Pool(SimulatorTest):
     def test_silent_clients(self):
-        """Eight may wait for 10 seconds, and for 2 once a ninth has been turned away."""
+        """Eight clients may wait for 10 seconds, or 2 after a ninth has been turned away."""
         quiet, crowded = self.start("--unplugged"), self.start("--unplugged")
         started = time.monotonic()
         alone = quiet.connect()

@@ -38,7 +38,7 @@ class Program(SimulatorTest):
             self.assertIn(word, "\n".join(simulator.events))
 
     def test_bytes_of_the_log(self):
-        """Lines end in CR LF, and a second start goes on behind the first."""
+        """Lines end in CR LF, and a second start appends to the log of the first."""
         time_text = rb"\[\d\d-\d\d-\d{4} \d\d:\d\d:\d\d\] "
         start = time_text + rb"### Service started! ###\r\n"
         line = time_text + rb"Only HTTP GET, HEAD and OPTIONS supported!\r\n\r\n"
@@ -51,7 +51,7 @@ class Program(SimulatorTest):
                              rb"\A" + expected + rb"\Z")
 
     def test_a_log_that_cannot_be_written(self):
-        """A folder in the log's place, and a folder that only others may write."""
+        """A folder in place of the log, and a folder that only other users may write."""
         in_its_place, read_only = self.workstation(), self.workstation()
         (in_its_place.folder / "log.txt").mkdir()
         (read_only.folder / "config.txt").touch()
@@ -68,7 +68,7 @@ class Program(SimulatorTest):
         simulator = self.workstation()
         (simulator.folder / "config.txt").write_text(f"Port={simulator.port}\n")
         reading, writing = os.pipe()
-        os.close(reading)  # What the simulator tells finds nobody.
+        os.close(reading)  # Nobody reads the simulator's output.
         with subprocess.Popen([simulator.program], stdin=subprocess.PIPE, stdout=writing) as process:
             os.close(writing)
             process.stdin.close()

@@ -1,4 +1,4 @@
-"""The scenarios of all systems, with the simulator."""
+"""The scenarios of all systems with the simulator."""
 import unittest
 
 from simulator import SimulatorTest

@@ -30,7 +30,7 @@ def idle(simulator):
 
 
 def under_load(simulator):
-    """Requests before, during and after the reader is found, and up to the end."""
+    """Requests before, during and after the reader is found, until the end."""
     wait_for_port(simulator)
 
     def ask():
@@ -69,14 +69,14 @@ WAYS = {"quit": lambda simulator: simulator.send("quit"),
 
 class Stop(SimulatorTest):
     def stop_once(self, state, way):
-        """What was wrong, or nothing; and how long which stop took."""
+        """What was wrong, or nothing, and how long each stop took."""
         try:
             with contextlib.closing(Simulator()) as simulator:
                 simulator.start(*[simulator.folder / option if option == "trace" else option
                                   for option in STATES[state]], wait=False)
                 state(simulator)
                 WAYS[way](simulator)
-                # How long the machine takes to load a program is no part of the stop.
+                # The time to load a program is not part of the stop.
                 wait_until((simulator.folder / "log.txt").exists, "sign of life")
                 started = time.monotonic()
                 status = simulator.end(3 * LIMIT)
@@ -88,7 +88,7 @@ class Stop(SimulatorTest):
             return f"{way}, {state.__name__}: {error}", None
 
     def test_stops(self):
-        # A signal that comes before the program waits for it is kept until it does.
+        # A signal that comes before the program waits for signals is kept until then.
         signals = {signal.SIGINT, signal.SIGTERM}
         rows = itertools.islice(itertools.cycle(itertools.product(STATES, WAYS)), STOPS)
         with concurrent.futures.ThreadPoolExecutor(

@@ -1,4 +1,4 @@
-"""kv500-check beside the service, with Wine's service manager, registry and ports."""
+"""kv500-check with the service, and with Wine's service manager, registry and ports."""
 import json
 import shutil
 import socket
@@ -16,7 +16,7 @@ class CheckTest(ServiceTest):
         shutil.copy2(BUILD / "kv500-check.exe", self.service.folder)
 
     def expect(self, rows, *options):
-        """Levels and texts by their ids; gives the exit code."""
+        """Levels and texts by their ids. Gives the exit code."""
         code, output = windows.run(self.service.folder / "kv500-check.exe", "--json", "--language",
                                    "en", *options)
         found = {}
@@ -35,7 +35,7 @@ class CheckTest(ServiceTest):
         self.service.wait_for(b'"OK_Card_Presence"')
         self.expect({
             "service": "ok installed and running", "settings": f"ok config.txt is read: Port={self.service.port}",
-            # Wine does not tell whose a port is.
+            # Wine does not tell which program has a port.
             "access": "ok pages of https://practice.example", "port": "ok somebody listens",
             "answer": "a reader with a card", "log": "ok ", "smartcard-service": "ok runs",
             "readers": "ok brenvolt GmbH KV500 0", "usb": "ok one known device",

@@ -1,4 +1,4 @@
-"""The package for Windows Installer: installation, update, repair, removal, and what it refuses."""
+"""The package for Windows Installer: installation, update, repair, removal and refusals."""
 import contextlib
 import os
 import signal
@@ -9,7 +9,7 @@ import sys
 import unittest
 
 if os.geteuid() == 0 and "KV500_OWN_NETWORK" not in os.environ:
-    # The settings that the package brings name the port that others on this machine may use.
+    # The package's own settings name a port that others on this machine may use.
     os.environ["KV500_OWN_NETWORK"] = "yes"
     os.execvp("unshare", ["unshare", "--net", "sh", "-c", 'ip link set lo up && exec "$@"', "sh",
                           sys.executable, "-B", *sys.argv])
@@ -21,11 +21,11 @@ SERVICE_KEY = r"HKLM\System\CurrentControlSet\Services\KV500Service"
 PROGRAMS_KEY = r"HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall"
 DEFAULT = "Program Files/KV500Service"
 SETTINGS = "# Präxis\r\nPort=23456\r\n\r\n#\tPort=1".encode("cp1252")  # No UTF-8, no last line end.
-DONE, FAILED = 0, 67  # The last eight bits, which Wine gives, of 0 and 1603.
+DONE, FAILED = 0, 67  # The last eight bits of 0 and 1603; Wine gives only these.
 
 
 class Installed(Service):
-    """The service where the package puts it."""
+    """The service where the package installs it."""
 
     def __init__(self, folder):
         self.windows = windows
@@ -56,12 +56,12 @@ def version_at(program):
 
 
 def make_package(version):
-    """The built files as a package of that version, the program's own included."""
+    """The built files as a package of that version, which the program has too."""
     folder = windows.folder / version
     folder.mkdir()
     for file in [BUILD / "KV500Service.exe", BUILD / "packaging/windows/actions.dll"]:
         (folder / file.name).write_bytes(file.read_bytes())
-    # Without kv500-check.exe as well, which a build may lack.
+    # Also without kv500-check.exe, which may be missing in a build.
     if (BUILD / "kv500-check.exe").exists():
         (folder / "kv500-check.exe").write_bytes((BUILD / "kv500-check.exe").read_bytes())
     program = folder / "KV500Service.exe"
@@ -105,7 +105,7 @@ class Package(unittest.TestCase):
         wait_until(lambda: windows.service_state("KV500Service") is None, "service is deleted")
 
     def registered(self):
-        """What stands in the list of installed programs."""
+        """The entries in the list of installed programs."""
         return windows.run("reg", "query", PROGRAMS_KEY, "/s")[1]
 
     def links(self):
@@ -131,7 +131,7 @@ class Package(unittest.TestCase):
                             ("HelpLink", "https://")]:
             self.assertRegex(self.registered(), rf"{name}\s+REG_SZ\s+{value}")
 
-        # An update finds the folder by itself and keeps the settings, byte for byte.
+        # An update finds the folder by itself and keeps the settings byte for byte.
         service.configure()
         log = service.log()
         self.msi("/i", NEW)
@@ -143,7 +143,7 @@ class Package(unittest.TestCase):
         self.assertIn("http://127.0.0.1:23456/?action=status",
                       "".join(path.read_text() for path in self.links() if path.suffix == ".url"))
 
-        # A repair brings the program back and leaves the settings alone.
+        # A repair restores the program and leaves the settings unchanged.
         service.stop()
         wait_until(service.is_gone, "end of the process")
         service.program.unlink()
@@ -156,11 +156,11 @@ class Package(unittest.TestCase):
         self.assertEqual(self.links(), [])
         self.assertNotIn("KV500", self.registered())
 
-        # With the settings that are there, and then without a trace.
+        # Reinstalled, it uses the existing settings. Then it is removed without a trace.
         self.msi("/i", NEW, "INSTALLFOLDER=" + windows.path(service.folder))
         service.answers()
         self.assertEqual(service.settings(), SETTINGS)
-        # The way back is refused with a text.
+        # A downgrade is refused with a message.
         self.assertRegex(self.msi("/i", OLD, code=FAILED), r"LaunchConditions\. Return value [03]")
         service.answers()
         self.assertEqual(service.version(), (1, 2))
@@ -183,7 +183,7 @@ class Package(unittest.TestCase):
         first, second = Installed(DEFAULT), Installed("Program Files/Other")
         self.msi("/i", OLD)
         first.configure()
-        # A second one of the same version is none.
+        # A second installation of the same version does nothing.
         self.msi("/i", OLD, "INSTALLFOLDER=" + windows.path(second.folder))
         self.assertEqual(second.files(), [])
         second.port = first.port
@@ -211,7 +211,7 @@ class Package(unittest.TestCase):
         self.assertNotIn(r"Uninstall\KV500Service", self.registered())
 
     def test_rolled_back(self):
-        """What is there goes on as before, with its program and its settings."""
+        """The installed service continues as before, with its program and its settings."""
         service = Installed(DEFAULT)
         self.msi("/i", OLD)
         before = service.program.read_bytes()
@@ -234,7 +234,7 @@ class Package(unittest.TestCase):
 
     @contextlib.contextmanager
     def hold(self, program):
-        """Keeps a file open for reading, as a program that looks for viruses does."""
+        """Keeps a file open for reading, as a virus scanner does."""
         script = windows.drive / "hold.bat"
         script.write_text(f'ping -n 300 127.0.0.1 < "{windows.path(program)}"\r\n')
         holder = subprocess.Popen([WINE, "cmd", "/c", r"C:\hold.bat"], env=windows.environment,
@@ -271,7 +271,7 @@ class Package(unittest.TestCase):
         self.assertNotEqual(subprocess.run(command, capture_output=True, env=environment).returncode, 0)
 
     def test_tables(self):
-        """What Wine passes over."""
+        """What Wine ignores."""
         self.assertEqual(table("File")["KV500Service.exe"][3], "1.1.0.0")
         self.assertEqual(table("Property")["REBOOT"], ["ReallySuppress"])
         self.assertIn("A newer version", table("LaunchCondition")["NOT WIX_DOWNGRADE_DETECTED"][0])

@@ -1,4 +1,5 @@
-"""The scenarios of all systems, with the Windows service: WinSCard, SetupAPI, the service manager."""
+"""The scenarios of all systems with the Windows service: WinSCard, SetupAPI, the service
+manager."""
 import time
 import unittest
 
@@ -27,7 +28,7 @@ class WindowsScenarios(Scenarios, ServiceTest):
         service.wait_for_status(NO_CARD.replace(b"SIM0001", b"SIM0002"))
 
     def test_a_smartcard_service_that_runs_for_the_service_manager_is_waited_for(self):
-        """"net start" fails, and all goes on."""
+        """"net start" fails; everything continues."""
         service = self.switch_on()
         service.wait_for_status(NO_CARD)
         windows.world("pcsc stop")

@@ -1,4 +1,4 @@
-"""The service with a service manager: start, answers, stop, and what goes wrong around it."""
+"""The service with a service manager: start, answers, stop, and problems around it."""
 import os
 import unittest
 
@@ -10,7 +10,7 @@ windows = Windows()
 
 class InItsFolder(ServiceTest):
     def setUp(self):
-        # A folder of its own for each test: umlauts, a blank, and letters that no code page has
+        # A separate folder for each test: umlauts, a blank, and letters that no code page has
         # together.
         self.service = Service(windows, f"Prögramme Łódź 読/KV500 {self._testMethodName}")
         self.service.create()
@@ -28,18 +28,18 @@ class InItsFolder(ServiceTest):
         self.assertEqual(self.service.ask("status"),
                          b'{\n"action": "status",\n"status": "RUNNING",\n'
                          b'"message": "USB_device_not_found",\n"serv_version": 97\n}\n')
-        # Its exit code tells nothing: the process may be gone before Wine's "net" has its answer.
+        # Its exit code tells nothing: the process may have gone before Wine's "net" has its answer.
         self.service.stop()
         wait_until(self.service.is_gone, "end of the process")
         _, state = windows.run("sc", "query", "KV500Service")
         self.assertRegex(state, r"STATE\s*: 1  STOPPED\s+WIN32_EXIT_CODE\s*: 0 ")
         self.assertEqual(self.service.log(), [STARTED])
-        # The port is free at once, and the log goes on.
+        # The port is free at once, and the log is continued.
         self.start()
         self.assertEqual(self.service.log(), [STARTED] * 2)
 
     def test_second_instance_and_start_by_hand(self):
-        # By hand, with nobody logged on who could read the box.
+        # Started by hand; nobody is logged on who could read the box.
         self.assertEqual(windows.run(self.service.program)[0], 1)
         self.assertEqual(self.service.log(), [STARTED])
         self.start()
@@ -48,7 +48,7 @@ class InItsFolder(ServiceTest):
         self.assertIn(b"RUNNING", self.service.ask("status"), "the first one lives on")
 
     def test_folder_that_cannot_be_written(self):
-        # As a file system that can't be written, for root too.
+        # Like a read-only file system, also for root.
         log = self.service.folder / "log.txt"
         log.mkdir()
         self.start()

@@ -1,5 +1,5 @@
-"""A Windows of its own for a test: a Wine prefix that is thrown away, with services, registry and a
-system folder, and the real programs in it."""
+"""A separate Windows for a test: a temporary Wine prefix with services, registry, system folder and
+the real programs."""
 import atexit
 import os
 import pathlib
@@ -26,20 +26,21 @@ class Windows:
         self.environment = {
             **os.environ, "WINEPREFIX": str(self.folder / "prefix"), "WINEARCH": "win64",
             "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8",
-            # The simulated smart-card library in place of Wine's; no offers to install more.
+            # The simulated smart-card library instead of Wine's; no offers to install more.
             "WINEDLLOVERRIDES": "winscard=n;mscoree,mshtml=;winemenubuilder.exe=d"}
         self.environment.pop("DISPLAY", None)
         self.session = None
         atexit.register(self.remove)
         self.run("wineboot", "-i", limit=120)
-        self.wineserver("-w")  # Until its services have ended, which would know of no new ones.
+        self.wineserver("-w")  # Until its services have ended: they would not know new ones.
         shutil.copy2(BUILD / "winscard.dll", self.drive / "windows/system32")
-        # Wine ends all services with its last ordinary program: this is the one that lasts.
+        # Wine ends all services together with its last ordinary program. This program keeps
+        # running.
         self.session = subprocess.Popen([WINE, "cmd", "/c", "echo ready& set /p end="],
                                         env=self.environment, cwd=self.drive,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL)
-        # Only then may others use the service manager, which is brought up with it.
+        # It brings up the service manager; only then may others use it.
         assert self.session.stdout.readline().strip() == b"ready"
 
     def wineserver(self, option):
@@ -48,7 +49,7 @@ class Windows:
                        env=self.environment, timeout=PATIENCE, check=False)
 
     def run(self, *command, limit=PATIENCE, cwd=None):
-        """Runs a program to its end and gives exit code and output."""
+        """Runs a program to its end. Gives exit code and output."""
         with tempfile.TemporaryFile() as output:  # A service that it starts may keep a pipe open.
             process = subprocess.run([WINE, *map(str, command)], env=self.environment, timeout=limit,
                                      cwd=cwd or self.folder, stdin=subprocess.DEVNULL,
@@ -62,16 +63,16 @@ class Windows:
         return output
 
     def path(self, path):
-        """The name that a file of the drive C has in Windows."""
+        """The Windows path of a file on drive C."""
         return "C:\\" + str(path.relative_to(self.drive)).replace("/", "\\")
 
     def world(self, *commands):
-        """What a person does to readers and cards, in the simulator's words."""
+        """What a person does to readers and cards, in commands of the simulator."""
         with open(self.drive / "kv500-world.txt", "a", encoding="utf-8") as file:
             file.writelines(command + "\n" for command in commands)
 
     def smartcards_on(self):
-        """A smart-card service that runs, with no reader."""
+        """A running smart-card service without readers."""
         shutil.copy2(BUILD / "smartcard_service.exe", self.drive)
         if self.service_state(SMARTCARDS) is None:
             self.do("sc", "create", SMARTCARDS, "binPath=", r"C:\smartcard_service.exe",
@@ -86,7 +87,7 @@ class Windows:
         self.do("regedit", "/S", f"Z:{file}")
 
     def plug_usb(self, product="5003", serial="SIM0001", linked=1):
-        """A device on the USB bus, as Windows keeps it in the registry."""
+        """A device on the USB bus, as the registry of Windows stores it."""
         usb = f"VID_2406&PID_{product}"
         guid = "{a5dcbf10-6530-11d2-901f-00c04fb951ed}"
         interface = (r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\DeviceClasses"
@@ -142,7 +143,7 @@ class Windows:
 class Service(common.Service):
     """KV500Service.exe in a program folder of that Windows."""
 
-    recovery = 10  # Wine takes its time with services and registry.
+    recovery = 10  # Wine is slow with services and registry.
 
     def __init__(self, windows, folder="KV500"):
         self.windows = windows
@@ -165,7 +166,7 @@ class Service(common.Service):
         self.windows.do("sc", "create", SERVICE, "binPath=", image, "start=", "demand")
 
     def start(self):
-        # Wine's service manager takes a moment to forget a service of the name that was deleted.
+        # Wine's service manager takes a moment to forget a deleted service of that name.
         wait_until(lambda: self.windows.run("sc", "start", SERVICE)[0] == 0, "start")
 
     def stop(self):
@@ -178,7 +179,7 @@ class Service(common.Service):
         return not self.windows.processes("KV500Service.exe")
 
     def close(self):
-        """Ends the service, takes it out of this Windows and pulls the readers out."""
+        """Ends the service, removes it from this Windows and unplugs the readers."""
         if self.windows.service_state(SERVICE) == "RUNNING":
             self.stop()
         wait_until(self.is_gone, "end of the process")
@@ -187,13 +188,13 @@ class Service(common.Service):
         self.mark.release()
 
     def ask(self, action):
-        """Windows tells the serial number out of a device's path in lower case."""
+        """Windows gives the serial number in lower case, as part of a device's path."""
         return super().ask(action).replace(b'"sim', b'"SIM')
 
     def wait_for(self, text, action="status"):
         wait_until(lambda: text in self.try_ask(action), f"{text} in {action}")
 
-    # What the scenarios do.
+    # The operations for the scenarios.
 
     def switch_on(self, readers=1, card=None, config="", wait=True):
         self.windows.smartcards_on()
@@ -208,8 +209,8 @@ class Service(common.Service):
             self.wait_for(b'"status": "RUNNING"')
 
     def plug(self):
-        """PC/SC before USB, and back in that order: a moment with one of each of two would make
-        the one usable."""
+        """PC/SC before USB, and back in that order: if there were one of each of two for a moment,
+        that reader would be usable."""
         self.readers += 1
         self.windows.world("plug")
         if self.usb_is_shown:
@@ -245,7 +246,7 @@ class Service(common.Service):
         (self.windows.drive / "smartcard_service.exe").unlink()
 
     def expect_end(self, _status):
-        wait_until(self.is_gone, "end of the process")  # Wine keeps its exit code to itself.
+        wait_until(self.is_gone, "end of the process")  # Wine does not tell its exit code.
 
     @staticmethod
     def boxes():
