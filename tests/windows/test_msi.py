@@ -1,6 +1,7 @@
 """The package for Windows Installer: installation, update, repair, removal and refusals."""
 import contextlib
 import os
+import shutil
 import signal
 import socket
 import struct
@@ -103,6 +104,8 @@ class Package(unittest.TestCase):
         windows.run("sc", "stop", "KV500Service")
         windows.run("sc", "delete", "KV500Service")
         wait_until(lambda: windows.service_state("KV500Service") is None, "service is deleted")
+        # Settings that a removal leaves would be those of the next installation.
+        shutil.rmtree(windows.drive / DEFAULT, ignore_errors=True)
 
     def registered(self):
         """The entries in the list of installed programs."""
