@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "platform/posix/handle_object.h"
 #include "platform/program.h"
@@ -40,31 +41,26 @@ bool isOwn(int file, ::mode_t type, ::mode_t othersRights) {
          status.st_uid == ::geteuid() && (status.st_mode & othersRights) == 0;
 }
 
-/// Opens the lock's file; a process that takes the lock makes it if it is absent. Negative if it
-/// can't be used, after a word to the journal, and if it is absent for one that only looks.
-int openLockFile(const std::string& name, bool onlyLooks) {
+/// Opens the lock's file. A process that takes the lock makes the file if it is absent; one that
+/// only looks gets no descriptor then. Null if the lock can't be used, which the journal learns.
+std::unique_ptr<Descriptor> openLockFile(const std::string& name, bool onlyLooks) {
   const std::string path = lockFolder();
   if (!onlyLooks) {
     ::mkdir(path.c_str(), 0755);  // Usually systemd has made it.
   }
   const Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  const int file =
-      folder.file < 0
-          ? -1
-          : ::openat(folder.file, name.c_str(),
-                     O_RDWR | (onlyLooks ? 0 : O_CREAT) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                     0600);
-  if (file < 0 && errno == ENOENT && onlyLooks) {
-    return -1;
+  const int flags = O_RDWR | (onlyLooks ? 0 : O_CREAT) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int file = folder.file < 0 ? -1 : ::openat(folder.file, name.c_str(), flags, 0600);
+  const int error = file < 0 ? errno : 0;
+  auto lock = std::make_unique<Descriptor>(file);
+  const bool isAbsent = onlyLooks && error == ENOENT;
+  if (isAbsent || (file >= 0 && isOwn(folder.file, S_IFDIR, S_IWGRP | S_IWOTH) &&
+                   isOwn(file, S_IFREG, S_IRWXG | S_IRWXO))) {
+    return lock;
   }
-  const std::string cause = file < 0 ? std::strerror(errno) : "not this user's alone";
-  if (file >= 0 && isOwn(folder.file, S_IFDIR, S_IWGRP | S_IWOTH) &&
-      isOwn(file, S_IFREG, S_IRWXG | S_IRWXO)) {
-    return file;
-  }
-  const Descriptor closed(file);
-  tellStarter("The lock " + path + "/" + name + " can't be used: " + cause);
-  return -1;
+  tellStarter("The lock " + path + "/" + name +
+              " can't be used: " + (file < 0 ? std::strerror(error) : "not this user's alone"));
+  return nullptr;
 }
 
 }  // namespace
@@ -73,11 +69,12 @@ HANDLE CreateMutexA(bool, const char* name) {
   // A start by hand, which ends in a message box, only looks: it must not keep the service from
   // starting for as long as the box is open.
   const bool onlyLooks = std::getenv("NOTIFY_SOCKET") == nullptr;
-  errno = 0;
-  auto lock = std::make_unique<Descriptor>(openLockFile(name, onlyLooks));
+  auto lock = openLockFile(name, onlyLooks);
+  if (!lock) {
+    return 0;
+  }
   if (lock->file < 0) {
-    const bool isFree = onlyLooks && errno == ENOENT;
-    return isFree ? posix::toHandle(std::move(lock)) : 0;
+    return posix::toHandle(std::move(lock));  // Nobody has made the lock.
   }
   struct ::flock whole {};
   whole.l_type = F_WRLCK;
