@@ -30,21 +30,33 @@ SOCKET toSocket(int fd) {
   return fd < 0 ? INVALID_SOCKET : static_cast<SOCKET>(fd);
 }
 
-constexpr unsigned long listenerSlack = 50'000'000;  // Nanoseconds.
-constexpr unsigned long usualSlack = 50'000;         // Nanoseconds.
-constexpr std::int32_t shortestLateWait = 50'000;    // Microseconds.
+/// Lets a wait of at least 50 ms for a connection end up to 450 ms late. An idle service's wake-ups
+/// are nearly all of what it costs, and the listener's come every 50 ms. The kernel then lays them
+/// together with others. A connection ends the wait at once all the same.
+class LateWait {
+ public:
+  LateWait(int fd, std::int32_t microseconds) : isLate(microseconds >= 50'000 && isListener(fd)) {
+    if (isLate) {
+      ::prctl(PR_SET_TIMERSLACK, 450'000'000UL);  // Nanoseconds.
+    }
+  }
+  ~LateWait() {
+    if (isLate) {
+      ::prctl(PR_SET_TIMERSLACK, 0UL);  // The thread's usual value.
+    }
+  }
+  LateWait(const LateWait&) = delete;
+  LateWait& operator=(const LateWait&) = delete;
 
-/// Lets the waits of the calling thread end up to 50 ms late if `fd` is a listener. The kernel
-/// then wakes it half as often while nobody connects, and these wake-ups are most of what an idle
-/// service costs. A connection ends the wait at once all the same. Other threads get the usual
-/// value: a thread that a listener starts begins with the listener's. True for a listener.
-bool setLateness(int fd) {
-  int isListener = 0;
-  ::socklen_t length = sizeof(isListener);
-  ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &isListener, &length);
-  ::prctl(PR_SET_TIMERSLACK, isListener != 0 ? listenerSlack : usualSlack);
-  return isListener != 0;
-}
+ private:
+  static bool isListener(int fd) {
+    int answer = 0;
+    ::socklen_t length = sizeof(answer);
+    return ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &answer, &length) == 0 && answer != 0;
+  }
+
+  const bool isLate;
+};
 
 /// Repeats a system call that a signal interrupted.
 template <typename Call>
@@ -90,11 +102,7 @@ std::int32_t host::listen(SOCKET socket, std::int32_t backlog) {
 }
 
 std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
-  thread_local const bool isLate = setLateness(descriptor(socket));
-  const bool isShort = isLate && microseconds < shortestLateWait;  // It has to end in time.
-  if (isShort) {
-    ::prctl(PR_SET_TIMERSLACK, usualSlack);
-  }
+  const LateWait lateWait(descriptor(socket), microseconds);
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::microseconds(microseconds);
   ::pollfd entry{descriptor(socket), POLLIN, 0};
@@ -102,9 +110,6 @@ std::int32_t host::select(SOCKET socket, std::int32_t microseconds) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     return ::poll(&entry, 1, left > 0 ? static_cast<int>(left) : 0);
   });
-  if (isShort) {
-    ::prctl(PR_SET_TIMERSLACK, listenerSlack);
-  }
   return (entry.revents & POLLNVAL) != 0 ? -1 : ready;
 }
 
