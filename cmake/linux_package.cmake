@@ -40,9 +40,7 @@ foreach(part service simulator)
 endforeach()
 
 install(TARGETS KV500Service DESTINATION opt/kv500service COMPONENT service)
-if(TARGET kv500-check)
-  install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
-endif()
+install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
 install(FILES ${packaging}/service/config.txt DESTINATION usr/share/kv500service COMPONENT service)
 install(FILES ${packaging}/service/kv500service.service
   ${packaging}/service/kv500service-logrotate.service

@@ -11,18 +11,12 @@ scripts/install.sh windows windows-installer
 scripts/windows-dependencies.sh
 build=build/windows
 cmake --preset windows >/dev/null
-targets="KV500Service installer_actions"
-if cmake --build $build --target help | grep -q '^kv500-check: '; then
-  targets="$targets kv500-check"
-fi
-cmake --build $build --target $targets
+cmake --build $build --target KV500Service kv500-check installer_actions
 
 files=$build/packaging/files
 rm -rf "$files"
 mkdir -p "$files" dist
-for file in $build/KV500Service.exe $build/kv500-check.exe $build/packaging/windows/actions.dll; do
-  [ ! -f "$file" ] || cp "$file" "$files"
-done
+cp $build/KV500Service.exe $build/kv500-check.exe $build/packaging/windows/actions.dll "$files"
 package=dist/KV500Service-$version-x64.msi
 packaging/windows/make-msi.sh "$version" "$files" "$package"
 

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Makes the package for Windows Installer: packaging/windows/make-msi.sh VERSION FOLDER PACKAGE.
-# FOLDER contains KV500Service.exe, actions.dll and, if it exists, kv500-check.exe.
+# FOLDER contains KV500Service.exe, kv500-check.exe and actions.dll.
 #
 # KV500_SIGN is a command that signs a file in place; the file name is appended.
 # SOURCE_DATE_EPOCH is the time that is written into the package.
@@ -11,12 +11,7 @@ export TZ=UTC # Times in the package are local ones.
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-cp "$source/KV500Service.exe" "$source/actions.dll" "$folder"
-set -- # The options for wixl.
-if [ -f "$source/kv500-check.exe" ]; then
-  cp "$source/kv500-check.exe" "$folder"
-  set -- -D Check=1
-fi
+cp "$source/KV500Service.exe" "$source/kv500-check.exe" "$source/actions.dll" "$folder"
 if [ -n "${KV500_SIGN-}" ]; then
   for file in "$folder"/*.exe "$folder"/*.dll; do
     $KV500_SIGN "$file" || { echo "make-msi.sh: not signed: $(basename "$file")" >&2; exit 1; }
@@ -36,7 +31,7 @@ content=$(cat tables.sql "$folder"/* | identifier)
 rm -f "$output"
 # wixl goes on after problems that it takes for minor. Here any message of it is a failure.
 words=$(cd "$folder" && wixl --arch x64 -D "Version=$version" -D "ProductCode=$product" \
-  -D "Size=$(((size + 1023) / 1024))" "$@" --output "$output" KV500Service.wxs 2>&1) && [ -z "$words" ] || {
+  -D "Size=$(((size + 1023) / 1024))" --output "$output" KV500Service.wxs 2>&1) && [ -z "$words" ] || {
   echo "make-msi.sh: wixl: $words" >&2
   exit 1
 }

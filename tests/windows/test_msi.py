@@ -60,11 +60,8 @@ def make_package(version):
     """The built files as a package of that version, which the program has too."""
     folder = windows.folder / version
     folder.mkdir()
-    for file in [BUILD / "KV500Service.exe", BUILD / "packaging/windows/actions.dll"]:
-        (folder / file.name).write_bytes(file.read_bytes())
-    # Also without kv500-check.exe, which may be missing in a build.
-    if (BUILD / "kv500-check.exe").exists():
-        (folder / "kv500-check.exe").write_bytes((BUILD / "kv500-check.exe").read_bytes())
+    for file in ["KV500Service.exe", "kv500-check.exe", "packaging/windows/actions.dll"]:
+        shutil.copy(BUILD / file, folder)
     program = folder / "KV500Service.exe"
     major, minor, patch = map(int, version.split("."))
     with open(program, "r+b") as file:
