@@ -34,8 +34,8 @@ class CheckTest : public kv500::WorldTest {
     world().readers.insert(kv500::healthCard("<a/>", "<b/>"));
     std::filesystem::remove_all(folder / "config.txt");
     std::filesystem::remove_all(folder / "log.txt");
-    settings = {};
-    settings.allowOrigin = "https://practice.example";
+    settings = {{}, true, true};
+    settings.values.allowOrigin = "https://practice.example";
     writeFile("config.txt", "Port=5724\r\nAllowOrigin=https://practice.example\r\n");
     writeLog({"### Service started! ###"});
   }
@@ -55,11 +55,11 @@ class CheckTest : public kv500::WorldTest {
     return asLines(findings, Language::English);
   }
   Findings settingsFindings() {
-    kv500::Settings read;
-    return lookAtSettings(here(), read);
+    WorkingSettings read;
+    return lookAtSettings(here(), askServiceManager(), read);
   }
 
-  kv500::Settings settings;
+  WorkingSettings settings;
 };
 
 /// A change of the machine, and what the lines must then contain.
@@ -121,17 +121,24 @@ TEST_F(CheckTest, SettingsFile) {
   const struct {
     std::string content, level, text;
   } rows[] = {
-      {"", "ok", "Port=5724, AllowOrigin=*, CallBrowser=no"},
-      {"AllowHost=a, b\nOnlyActiveUser=yes\n", "ok", "AllowHost=a,b, OnlyActiveUser=yes"},
+      {"", "ok", "Port=5724, AllowOrigin=*, AllowHost=, OnlyActiveUser=no, CallBrowser=no"},
+      {"AllowHost=A.b, [::1]:80\nOnlyActiveUser=yes\n", "ok",
+       "AllowHost=A.b,[::1], OnlyActiveUser"},
+      {"AllowHost=a b/c,d\n", "fail", "AllowHost: \"a b/c\" is no host name"},
+      {"AllowHost=,\n", "fail", "AllowHost: \",\" is no good value; it counts as absent"},
+      {"OnlyActiveUser=1\n", "fail", "so that everybody is answered"},
+      {"x=1\nURL=" + std::string(2000, 'u') + "\n", "ok", "uuu..., AppendCardId=no"},
       {"CallBrowser=yes\nBrowserCommand=no-such-program\n", "fail",
        "no-such-program is no program"},
       {"BrowserCommand=no-such-program\n", "warn", "is no program"},
       {std::string("\xFF\xFEP\0o\0", 6), "fail", "UTF-16"},
       {std::string("P\0o\0r\0", 6), "fail", "UTF-16"},
       {"\xEF\xBB\xBFPort=2000\n", "fail", "byte order mark"},
-      {"a=1\nPort\n", "fail", "because of line 2: '=' missing in line 2: 2: Port"},
-      {"Port=1\nPort=2\n", "fail", "because of line 2: 'Port' is set multiple times!"},
-      {std::string(5000, '\0'), "fail", "because of line 1"},
+      {"a=1\nPort\n", "fail", "nothing: line 2 has no \"=\" (Port)"},
+      {"Port=1\nPort=2\n", "fail", "line 2 sets Port for the second time"},
+      {"=1\n", "fail", "line 1 has no name before its \"=\" (=1)"},
+      {"=1\nPort=2000\n", "ok", "the defaults hold: Port=5724"},
+      {std::string(5000, '\0'), "fail", "line 1 has no \"=\""},
       {"Port=80\n", "fail", "Port: \"80\" is no good value"},
       {"CallBrowser=1\n", "fail", "CallBrowser: \"1\" is no good value"},
       {"AllowOrgin=x\n", "fail", "AllowOrgin: did you mean AllowOrigin?"},
@@ -173,9 +180,11 @@ TEST_F(CheckTest, Access) {
       {"a.example", "fail", "no origin"},
   };
   for (const auto& row : rows) {
-    settings.allowOrigin = row.origin;
+    settings = {{}, true, true};
+    settings.values.allowOrigin = row.origin;
     EXPECT_FINDING(row, lookAtAccess(settings));
   }
+  EXPECT_FINDING((Row{{}, "warn", "is not known"}), lookAtAccess({}));
 }
 
 TEST_F(CheckTest, PortUsbSessionPolicy) {
@@ -196,6 +205,13 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
          inspection()->reservedPorts = {{1, 2}, {5700, 5799}};
        },
        "fail", "the ports 5700 to 5799, and 5724 is one"},
+      {[&] { settings.values.port = 6666; }, "warn", "browsers refuse port 6666"},
+      {[&] { settings.portIsKnown = false; }, "warn", "about the default, 5724"},
+      {[&] {
+         set({})();
+         settings.portIsKnown = false;
+       },
+       "warn", "nobody listens"},
   };
   for (const Row& row : ports) {
     makeWell();
@@ -225,7 +241,7 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
       {session({"anna", false, false}), "warn", "no program can be started"},
       {[&] {
          session({"anna", false, false})();
-         settings.callBrowser = true;
+         settings.values.callBrowser = true;
        },
        "fail", "no program can be started"},
       {[] { world().sessions.set({}); }, "warn", "no session is active"},
@@ -242,14 +258,14 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
   for (const Row& row : sessions) {
     makeWell();
     row.change();
-    EXPECT_FINDING(row, lookAtSession(settings));
+    EXPECT_FINDING(row, lookAtSession(settings.values));
   }
   using Policies = std::vector<platform::PolicyValue>;
   const auto policies = [&](const Policies& values,
                             const std::string& origin = "https://a.example") {
     return [=, this] {
       inspection()->policies = values;
-      settings.allowOrigin = origin;
+      settings.values.allowOrigin = origin;
     };
   };
   const std::string blocked = "LoopbackNetworkBlockedForUrls/1";
@@ -272,7 +288,7 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
   for (const Row& row : browsers) {
     makeWell();
     row.change();
-    EXPECT_FINDING(row, lookAtBrowserPolicy(settings));
+    EXPECT_FINDING(row, lookAtBrowserPolicy(settings.values));
   }
 }
 
@@ -448,17 +464,23 @@ TEST_F(CheckTest, Answer) {
        },
        "fail", "no whole answer within 3 s"},
   };
-  settings = {};
+  settings = {{}, true, true};
   for (const auto& row : rows) {
     const Peer peer(row.serve);
-    settings.port = peer.port;
+    settings.values.port = peer.port;
     EXPECT_FINDING(row, lookAtAnswer(settings));
   }
-  settings.port = freePort();
+  settings.values.port = freePort();
   EXPECT_FINDING((Row{{}, "fail", "no connection to 127.0.0.1:"}), lookAtAnswer(settings));
-  settings.onlyActiveUser = true;
-  const Peer silent(send(""));
-  settings.port = silent.port;
+  const Peer hidden(send("")), old(send(good)), silent(send(""));
+  settings = {{}, false, false};
+  settings.values.port = hidden.port;
+  settings.values.allowOrigin = "https://unknown.example";
+  EXPECT_FINDING((Row{{}, "warn", "settings that are not known here"}), lookAtAnswer(settings));
+  settings.values.port = old.port;
+  EXPECT_EQ(lookAtAnswer(settings).size(), 1u) << "nothing about an origin that is not known";
+  settings.values.onlyActiveUser = true;
+  settings.values.port = silent.port;
   EXPECT_FINDING((Row{{}, "warn", "every user but the one at the screen"}), lookAtAnswer(settings));
   std::atomic<bool> isNamed = false;
   const Peer peer([&](platform::SOCKET client) {
@@ -467,9 +489,10 @@ TEST_F(CheckTest, Answer) {
     isNamed = std::strstr(buffer, "\r\nHost: practice\r\n") != nullptr;
     platform::send(client, good.data(), static_cast<std::int32_t>(good.size()));
   });
-  settings.port = peer.port;
-  settings.allowedHosts = {"practice", "localhost"};
-  settings.allowOrigin = "https://new.example";
+  settings = {{}, true, true};
+  settings.values.port = peer.port;
+  settings.values.allowedHosts = {"practice", "localhost"};
+  settings.values.allowOrigin = "https://new.example";
   EXPECT_FINDING((Row{{}, "warn", "config.txt says https://new.example"}), lookAtAnswer(settings));
   EXPECT_TRUE(isNamed);
 }

@@ -7,7 +7,7 @@
 namespace check {
 
 std::string Message::in(Language language) const {
-  constexpr std::size_t longestArgument = 240;  // Bytes.
+  constexpr std::size_t longestArgument = 1000;  // Bytes.
   const std::string pattern = language == Language::German ? phrase_.german : phrase_.english;
   std::string text;
   for (std::size_t at = 0; at < pattern.size(); ++at) {
@@ -21,6 +21,12 @@ std::string Message::in(Language language) const {
     }
   }
   return text;
+}
+
+void notWorseThanWarn(Findings& findings) {
+  for (Finding& finding : findings) {
+    finding.level = std::min(finding.level, Level::Warn);
+  }
 }
 
 Level worstOf(const Findings& findings) {

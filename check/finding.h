@@ -41,6 +41,9 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
+/// For findings that rest on an assumption.
+void notWorseThanWarn(Findings& findings);
+
 /// The worst level of all findings.
 Level worstOf(const Findings& findings);
 

@@ -4,8 +4,11 @@
 
 namespace check {
 
-Findings lookAtAccess(const kv500::Settings& settings) {
-  const std::string& origin = settings.allowOrigin;
+Findings lookAtAccess(const WorkingSettings& settings) {
+  if (!settings.areKnown) {
+    return {{Level::Warn, texts::accessUnknown, texts::seeSettings}};
+  }
+  const std::string& origin = settings.values.allowOrigin;
   if (origin == "*") {
     return {{Level::Warn, texts::accessAll, texts::accessAdvice}};
   }

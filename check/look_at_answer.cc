@@ -36,38 +36,58 @@ std::string request(const kv500::Settings& settings) {
   return "GET /?action=status HTTP/1.1\r\nHost: " + host + "\r\n\r\n";
 }
 
-}  // namespace
+/// For a connection that was closed without an answer.
+Finding judgeClosed(const WorkingSettings& settings) {
+  if (settings.values.onlyActiveUser) {
+    return {Level::Warn, texts::answerOthersOnly, texts::answerOthersOnlyAdvice};
+  }
+  if (!settings.areKnown) {
+    return {Level::Warn, texts::answerClosedUnknown, texts::answerOthersOnlyAdvice};
+  }
+  return {Level::Fail, texts::answerClosed, texts::answerClosedAdvice};
+}
 
-Findings lookAtAnswer(const kv500::Settings& settings) {
-  const std::int64_t begin = platform::clock();
-  const platform::Reply reply = platform::askPort(settings.port, request(settings), answerLimit);
-  const std::string time = std::to_string(platform::clock() - begin);
+/// For an answer of the service. `time` is in milliseconds.
+Findings judgeAnswer(const std::string& answer, const std::string& time,
+                     const WorkingSettings& settings) {
+  Findings findings{{Level::Ok, {whatItSees(answer), {time}}}};
+  const std::string origin = headerValue(answer, "Access-Control-Allow-Origin");
+  if (settings.areKnown && origin != settings.values.allowOrigin) {
+    findings.push_back({Level::Warn,
+                        {texts::answerOldSettings, {origin, settings.values.allowOrigin}},
+                        texts::answerOldSettingsAdvice});
+  }
+  return findings;
+}
+
+Findings judgeReply(const platform::Reply& reply, const std::string& time,
+                    const WorkingSettings& settings) {
   if (!reply.connected) {
     return {{Level::Fail,
-             {texts::answerNobody, {std::to_string(settings.port)}},
+             {texts::answerNobody, {std::to_string(settings.values.port)}},
              texts::answerNobodyAdvice}};
   }
-  if (reply.bytes.empty() && reply.ended && settings.onlyActiveUser) {
-    return {{Level::Warn, texts::answerOthersOnly, texts::answerOthersOnlyAdvice}};
+  if (reply.bytes.empty() && reply.ended) {
+    return {judgeClosed(settings)};
   }
-  if (reply.bytes.empty()) {
-    return {reply.ended ? Finding{Level::Fail, texts::answerClosed, texts::answerClosedAdvice}
-                        : Finding{Level::Fail, texts::answerLate, texts::answerLateAdvice}};
-  }
-  if (!isTheServices(reply.bytes)) {
+  if (!reply.bytes.empty() && !isTheServices(reply.bytes)) {
     const std::string firstLine = reply.bytes.substr(0, reply.bytes.find('\n'));
     return {
         {Level::Fail, {texts::answerForeign, {firstLine.substr(0, 80)}}, texts::portTakenAdvice}};
   }
-  if (!reply.ended) {
-    return {{Level::Fail, texts::answerLate, texts::answerLateAdvice}};
-  }
-  Findings findings{{Level::Ok, {whatItSees(reply.bytes), {time}}}};
-  const std::string origin = headerValue(reply.bytes, "Access-Control-Allow-Origin");
-  if (origin != settings.allowOrigin) {
-    findings.push_back({Level::Warn,
-                        {texts::answerOldSettings, {origin, settings.allowOrigin}},
-                        texts::answerOldSettingsAdvice});
+  return reply.ended ? judgeAnswer(reply.bytes, time, settings)
+                     : Findings{{Level::Fail, texts::answerLate, texts::answerLateAdvice}};
+}
+
+}  // namespace
+
+Findings lookAtAnswer(const WorkingSettings& settings) {
+  const std::int64_t begin = platform::clock();
+  const platform::Reply reply =
+      platform::askPort(settings.values.port, request(settings.values), answerLimit);
+  Findings findings = judgeReply(reply, std::to_string(platform::clock() - begin), settings);
+  if (!settings.portIsKnown) {
+    notWorseThanWarn(findings);
   }
   return findings;
 }

@@ -3,6 +3,7 @@
 #include "check/pcsc_look.h"
 #include "check/texts.h"
 #include "platform/inspection.h"
+#include "support/hex_text.h"
 
 namespace check {
 namespace {
@@ -12,17 +13,6 @@ using platform::ReaderFacts;
 /// A transaction that lasts longer than this means that another program holds the card. The
 /// service, too, is in a transaction while it reads a card.
 constexpr std::chrono::milliseconds transactionLimit{2500};
-
-std::string hexText(const std::vector<std::uint8_t>& bytes) {
-  constexpr const char* digits = "0123456789ABCDEF";
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += text.empty() ? "" : " ";
-    text += digits[byte >> 4];
-    text += digits[byte & 0xF];
-  }
-  return text;
-}
 
 /// Opens a connection beside those of others, asks whether the card is there and leaves it
 /// unchanged. If another program is in a transaction, this waits for its end.
@@ -75,7 +65,8 @@ Findings judgeReader(const std::string& reader, const ReaderFacts& facts,
   if (!trouble) {
     return {{Level::Fail, texts::cardTransaction, texts::cardHeldAdvice}};
   }
-  return trouble->empty() ? Findings{{Level::Ok, {texts::cardIn, {hexText(facts.atr)}}}} : *trouble;
+  return trouble->empty() ? Findings{{Level::Ok, {texts::cardIn, {kv500::hexText(facts.atr)}}}}
+                          : *trouble;
 }
 
 }  // namespace

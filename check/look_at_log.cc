@@ -65,7 +65,7 @@ Findings judgeLines(const std::vector<LogLine>& lines) {
 }
 
 Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& service) {
-  const std::string folderText = platform::textFromPath(folder.path);
+  const std::string folderText = platform::toUtf8(folder.path);
   const bool shouldBeThere = service.state == platform::ServiceFacts::State::Running &&
                              service.program.parent_path() == folder.path;
   return {
@@ -78,12 +78,15 @@ Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& servic
 
 Findings lookAtLog(const Folder& folder, const Services& services) {
   const platform::FileFacts facts = platform::inspectFile(folder.path / "log.txt");
+  if (facts.kind == Kind::Hidden) {
+    return {{Level::Warn, texts::logHidden, texts::logUnreadableAdvice}};
+  }
   if (facts.kind == Kind::Absent && !facts.unwritable) {
     return judgeAbsence(folder, services.kv500);
   }
   if (facts.kind == Kind::Folder || facts.kind == Kind::Other || facts.unwritable) {
     return {{Level::Fail,
-             {texts::logUnwritable, {platform::textFromPath(folder.path)}},
+             {texts::logUnwritable, {platform::toUtf8(folder.path)}},
              texts::logUnwritableAdvice}};
   }
   Findings findings;

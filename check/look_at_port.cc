@@ -28,6 +28,11 @@ Finding judgeNobody(std::uint16_t port) {
   return {Level::Fail, {texts::portNobody, {number}}, texts::portNobodyAdvice};
 }
 
+/// The ports that browsers refuse, of those that may be set: the "bad ports" of the Fetch standard.
+constexpr std::uint16_t refusedByBrowsers[] = {1719, 1720, 1723, 2049, 3659, 4045, 4190,
+                                               5060, 5061, 6000, 6566, 6665, 6666, 6667,
+                                               6668, 6669, 6679, 6697, 10080};
+
 /// For a listener that is not the service.
 Finding judgeOther(const Listener& listener, std::uint16_t port) {
   const std::string program = listener.program.empty() ? "?" : listener.program;
@@ -38,30 +43,43 @@ Finding judgeOther(const Listener& listener, std::uint16_t port) {
           listener.ipv6 ? texts::portLocalhostAdvice : texts::portTakenAdvice};
 }
 
+Finding judgeIpv4(const std::vector<Listener>& listeners, std::uint16_t port,
+                  std::uint32_t serviceProcess) {
+  const auto first = std::find_if(listeners.begin(), listeners.end(),
+                                  [](const Listener& listener) { return !listener.ipv6; });
+  if (first == listeners.end()) {
+    return judgeNobody(port);
+  }
+  if (isService(*first, serviceProcess)) {
+    return {Level::Ok, {texts::portServed, {std::to_string(port)}}};
+  }
+  if (first->processId == 0 && first->program.empty()) {
+    // Its answer shows whether it is the service.
+    return {Level::Ok, {texts::portSomebody, {std::to_string(port)}}};
+  }
+  return judgeOther(*first, port);
+}
+
 }  // namespace
 
-Findings lookAtPort(const kv500::Settings& settings, const Services& services) {
-  const std::uint16_t port = settings.port;
+Findings lookAtPort(const WorkingSettings& settings, const Services& services) {
+  const std::uint16_t port = settings.values.port;
   const auto listeners = platform::listenersOn(port);
-  const auto ipv4 = std::find_if(listeners.begin(), listeners.end(),
-                                 [](const Listener& listener) { return !listener.ipv6; });
-  Findings findings;
-  if (ipv4 == listeners.end()) {
-    findings.push_back(judgeNobody(port));
-  } else {
-    if (isService(*ipv4, services.kv500.processId)) {
-      findings.push_back({Level::Ok, {texts::portServed, {std::to_string(port)}}});
-    } else if (ipv4->processId == 0 && ipv4->program.empty()) {
-      // Its answer shows whether it is the service.
-      findings.push_back({Level::Ok, {texts::portSomebody, {std::to_string(port)}}});
-    } else {
-      findings.push_back(judgeOther(*ipv4, port));
-    }
-  }
+  Findings findings{judgeIpv4(listeners, port, services.kv500.processId)};
   for (const Listener& listener : listeners) {
     if (listener.ipv6) {
       findings.push_back(judgeOther(listener, port));
     }
+  }
+  if (std::count(std::begin(refusedByBrowsers), std::end(refusedByBrowsers), port) != 0) {
+    findings.push_back(
+        {Level::Warn, {texts::portRefused, {std::to_string(port)}}, texts::portRefusedAdvice});
+  }
+  if (!settings.portIsKnown) {
+    notWorseThanWarn(findings);
+    findings.insert(
+        findings.begin(),
+        {Level::Warn, {texts::portAssumed, {std::to_string(port)}}, texts::seeSettings});
   }
   return findings;
 }

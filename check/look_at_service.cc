@@ -72,7 +72,7 @@ Services askServiceManager() {
 
 Findings lookAtService(const Folder& folder, const Services& services) {
   const ServiceFacts& facts = services.kv500;
-  const std::string folderText = platform::textFromPath(folder.path);
+  const std::string folderText = platform::toUtf8(folder.path);
   const bool isAbsent = facts.state == State::Absent;
   const bool isUnknown = facts.state == State::Unknown;
   if ((isAbsent && folder.isGiven) || ((isAbsent || isUnknown) && hasSimulator(folder))) {
@@ -87,10 +87,9 @@ Findings lookAtService(const Folder& folder, const Services& services) {
   Findings findings;
   const bool isElsewhere = !facts.program.empty() && facts.program.parent_path() != folder.path;
   if (isElsewhere) {
-    findings.push_back(
-        {Level::Warn,
-         {texts::serviceElsewhere, {folderText, platform::textFromPath(facts.program)}},
-         texts::serviceElsewhereAdvice});
+    findings.push_back({Level::Warn,
+                        {texts::serviceElsewhere, {folderText, platform::toUtf8(facts.program)}},
+                        texts::serviceElsewhereAdvice});
   }
   // The log of another folder says nothing about this service.
   findings.push_back(

@@ -1,8 +1,10 @@
 #include <algorithm>
-#include <sstream>
+#include <cctype>
 
 #include "check/looks.h"
 #include "check/nearest_name.h"
+#include "check/origin.h"
+#include "check/printable.h"
 #include "check/texts.h"
 #include "platform/inspection.h"
 #include "platform/program.h"
@@ -10,23 +12,32 @@
 namespace check {
 namespace {
 
+using kv500::ConfigException;
 using kv500::ConfigFile;
 using kv500::Settings;
 
 constexpr std::uint64_t largestFile = std::uint64_t{1} << 20;  // What the service reads.
+constexpr std::size_t longestLine = 80;  // Bytes of a faulty line that are shown.
 const std::string byteOrderMark = "\xEF\xBB\xBF";
 
-std::string inWords(const Settings& settings) {
-  const auto word = [](bool on) { return on ? "yes" : "no"; };
-  std::ostringstream hosts;
-  for (const std::string& host : settings.allowedHosts) {
-    hosts << (hosts.tellp() == 0 ? "" : ",") << host;
+std::string joined(const std::vector<std::string>& texts, const std::string& separator) {
+  std::string all;
+  for (const std::string& text : texts) {
+    all += (all.empty() ? "" : separator) + text;
   }
-  return "Port=" + std::to_string(settings.port) + ", AllowOrigin=" + settings.allowOrigin +
+  return all;
+}
+
+std::string inWords(const Settings& settings) {
+  constexpr std::size_t longestValue = 100;  // Bytes: one value must not hide the others.
+  const auto word = [](bool on) { return on ? "yes" : "no"; };
+  const auto text = [](const std::string& value) { return shortened(value, longestValue); };
+  return "Port=" + std::to_string(settings.port) + ", AllowOrigin=" + text(settings.allowOrigin) +
+         ", AllowHost=" + text(joined(settings.allowedHosts, ",")) +
+         ", OnlyActiveUser=" + word(settings.onlyActiveUser) +
          ", CallBrowser=" + word(settings.callBrowser) +
-         ", BrowserCommand=" + settings.browserCommand + ", URL=" + settings.url +
-         ", AppendCardId=" + word(settings.appendCardId) + ", AllowHost=" + hosts.str() +
-         ", OnlyActiveUser=" + word(settings.onlyActiveUser);
+         ", BrowserCommand=" + text(settings.browserCommand) + ", URL=" + text(settings.url) +
+         ", AppendCardId=" + word(settings.appendCardId);
 }
 
 bool isUtf16(const std::string& content) {
@@ -54,11 +65,9 @@ Finding judgeUnknownName(const std::string& name) {
   }
   const std::string nearest = nearestName(bare, kv500::settingNames);
   if (nearest.empty()) {
-    std::string all;
-    for (const std::string& setting : kv500::settingNames) {
-      all += (all.empty() ? "" : ", ") + setting;
-    }
-    return {Level::Warn, {texts::settingsUnknown, {name}}, {texts::settingsUnknownAdvice, {all}}};
+    return {Level::Warn,
+            {texts::settingsUnknown, {name}},
+            {texts::settingsUnknownAdvice, {joined(kv500::settingNames, ", ")}}};
   }
   // Names are letters; upper and lower case differ only in this bit.
   const bool onlyCase = std::equal(bare.begin(), bare.end(), nearest.begin(), nearest.end(),
@@ -83,12 +92,32 @@ void judgeBrowser(const Settings& settings, Findings& findings) {
   }
 }
 
+void judgeHosts(const Settings& settings, Findings& findings) {
+  for (const std::string& name : settings.allowedHosts) {
+    std::string host = name;
+    std::transform(host.begin(), host.end(), host.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (!isHost(host)) {
+      findings.push_back(
+          {Level::Fail, {texts::settingsBadHost, {name}}, texts::settingsHostAdvice});
+    }
+  }
+}
+
+/// For a value that the service does not take.
+Finding judgeBadValue(const std::string& key, const std::string& value) {
+  const bool isGuard = key == "AllowHost" || key == "OnlyActiveUser";
+  return {Level::Fail,
+          {isGuard ? texts::settingsBadGuard : texts::settingsBadValue, {key, value}},
+          key == "Port"        ? texts::settingsPortAdvice
+          : key == "AllowHost" ? texts::settingsHostAdvice
+                               : texts::settingsSwitchAdvice};
+}
+
 Findings judgeValues(const ConfigFile& config, Settings& settings) {
   Findings findings;
   for (const std::string& key : kv500::readSettings(config, settings)) {
-    findings.push_back({Level::Fail,
-                        {texts::settingsBadValue, {key, config.values().at(key)}},
-                        key == "Port" ? texts::settingsPortAdvice : texts::settingsSwitchAdvice});
+    findings.push_back(judgeBadValue(key, config.values().at(key)));
   }
   for (const auto& [name, value] : config.values()) {
     if (name.starts_with(byteOrderMark)) {
@@ -97,56 +126,85 @@ Findings judgeValues(const ConfigFile& config, Settings& settings) {
       findings.push_back(judgeUnknownName(name));
     }
   }
+  judgeHosts(settings, findings);
   judgeBrowser(settings, findings);
-  if (findings.empty()) {
-    findings.push_back({Level::Ok, {texts::settingsHold, {inWords(settings)}}});
-  }
+  findings.push_back({Level::Ok, {texts::settingsHold, {inWords(settings)}}});
   return findings;
+}
+
+/// For a fault that makes the whole file count for nothing.
+Finding judgeFault(const ConfigException& fault) {
+  const Phrase& phrase = fault.fault == ConfigException::Fault::SetTwice ? texts::settingsTwice
+                         : fault.fault == ConfigException::Fault::NoName ? texts::settingsNoName
+                                                                         : texts::settingsNoEquals;
+  return {Level::Fail,
+          {phrase, {std::to_string(fault.line), shortened(fault.subject, longestLine)}},
+          texts::settingsFaultAdvice};
+}
+
+/// For a file that counts for nothing, or that is not there. `problems` tell why.
+Findings withDefaults(Findings problems) {
+  problems.push_back({Level::Ok, {texts::settingsDefaults, {inWords(Settings())}}});
+  return problems;
 }
 
 Findings judgeContent(const std::string& content, Settings& settings) {
   if (isUtf16(content)) {
-    return {{Level::Fail, texts::settingsUtf16, texts::settingsEncodingAdvice}};
+    return withDefaults({{Level::Fail, texts::settingsUtf16, texts::settingsEncodingAdvice}});
   }
   try {
     return judgeValues(ConfigFile::fromText(content), settings);
-  } catch (const kv500::ConfigException& fault) {
+  } catch (const ConfigException& fault) {
     Findings findings;
     if (content.starts_with(byteOrderMark)) {
       findings.push_back({Level::Fail, texts::settingsBom, texts::settingsEncodingAdvice});
     }
-    findings.push_back({Level::Fail,
-                        {texts::settingsFault, {std::to_string(fault.line), fault.message}},
-                        texts::settingsFaultAdvice});
-    return findings;
+    findings.push_back(judgeFault(fault));
+    return withDefaults(findings);
   }
+}
+
+/// For a file that this user can't read: the service may.
+Findings judgeUnknown(const Phrase& phrase, const Services& services, WorkingSettings& settings) {
+  const auto port = platform::portOf(services.kv500.processId);
+  settings.values.port = port.value_or(settings.values.port);
+  settings.portIsKnown = port.has_value();
+  return {{Level::Warn, phrase, texts::settingsUnreadableAdvice}};
 }
 
 }  // namespace
 
-Findings lookAtSettings(const Folder& folder, Settings& settings) {
+Findings lookAtSettings(const Folder& folder, const Services& services, WorkingSettings& settings) {
   using Kind = platform::FileFacts::Kind;
   const std::filesystem::path path = folder.path / "config.txt";
   const platform::FileFacts facts = platform::inspectFile(path);
-  if (facts.kind == Kind::Absent) {
-    return {{Level::Warn,
-             {texts::settingsAbsent, {platform::textFromPath(folder.path), inWords(settings)}},
-             texts::settingsAbsentAdvice}};
-  }
-  if (facts.kind == Kind::Folder || facts.kind == Kind::Other) {
-    return {
-        {Level::Fail, {texts::settingsNoFile, {inWords(settings)}}, texts::settingsNoFileAdvice}};
-  }
-  if (facts.size > largestFile) {
-    return {{Level::Fail,
-             {texts::settingsTooLarge, {std::to_string(facts.size)}},
-             texts::settingsNoFileAdvice}};
+  if (facts.kind == Kind::Hidden) {
+    return judgeUnknown(texts::settingsHidden, services, settings);
   }
   std::string content;
-  if (!facts.readable || !platform::readTextFile(path, content)) {
-    return {{Level::Warn, texts::settingsUnreadable, texts::settingsUnreadableAdvice}};
+  const bool shouldBeRead = facts.kind == Kind::Ordinary && facts.size <= largestFile;
+  if (shouldBeRead && (!facts.readable || !platform::readTextFile(path, content))) {
+    return judgeUnknown(texts::settingsUnreadable, services, settings);
   }
-  return judgeContent(content, settings);
+  settings.areKnown = settings.portIsKnown = true;
+  if (facts.kind == Kind::Absent) {
+    return withDefaults({{Level::Warn,
+                          {texts::settingsAbsent, {platform::toUtf8(folder.path)}},
+                          texts::settingsAbsentAdvice}});
+  }
+  if (facts.kind != Kind::Ordinary) {
+    return withDefaults({{Level::Fail, texts::settingsNoFile, texts::settingsNoFileAdvice}});
+  }
+  if (!shouldBeRead) {
+    return withDefaults({{Level::Fail,
+                          {texts::settingsTooLarge, {std::to_string(facts.size)}},
+                          texts::settingsNoFileAdvice}});
+  }
+  const bool isTheServices = services.kv500.program.parent_path() == folder.path;
+  if (isTheServices && !facts.readableForService) {
+    return withDefaults({{Level::Fail, texts::settingsNotForService, texts::settingsRightsAdvice}});
+  }
+  return judgeContent(content, settings.values);
 }
 
 }  // namespace check

@@ -14,7 +14,7 @@ std::string nameOf(const std::u16string& path) {
   kv500::serialNumberFromPath(path, serialNumber);
   const auto& id = path.find(kv500::usbIdPrimary) != std::u16string::npos ? kv500::usbIdPrimary
                                                                           : kv500::usbIdSecondary;
-  return platform::textFromPath(id + u", " + serialNumber);
+  return platform::toUtf8(id + u", " + serialNumber);
 }
 
 }  // namespace
@@ -33,8 +33,7 @@ Findings lookAtUsb() {
   if (paths.empty()) {
     return {{Level::Fail,
              {texts::usbNone,
-              {platform::textFromPath(kv500::usbIdPrimary),
-               platform::textFromPath(kv500::usbIdSecondary)}},
+              {platform::toUtf8(kv500::usbIdPrimary), platform::toUtf8(kv500::usbIdSecondary)}},
              texts::usbNoneAdvice}};
   }
   Findings findings;

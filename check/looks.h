@@ -17,6 +17,13 @@ struct Folder {
   bool isGiven = false;  ///< Given by the person who runs this; the service may be elsewhere.
 };
 
+/// The settings with which the service works, as far as this user's rights tell.
+struct WorkingSettings {
+  kv500::Settings values;    ///< The defaults for whatever is not known.
+  bool areKnown = false;     ///< Only a file that can't be read leaves them unknown.
+  bool portIsKnown = false;  ///< The port can be known without the file.
+};
+
 /// What the service manager says. Asked once, before the looks.
 struct Services {
   platform::ServiceFacts kv500;
@@ -25,11 +32,11 @@ struct Services {
 Services askServiceManager();
 
 Findings lookAtService(const Folder& folder, const Services& services);
-/// `settings` becomes what the service works with: the defaults if the file has no effect.
-Findings lookAtSettings(const Folder& folder, kv500::Settings& settings);
-Findings lookAtAccess(const kv500::Settings& settings);
-Findings lookAtPort(const kv500::Settings& settings, const Services& services);
-Findings lookAtAnswer(const kv500::Settings& settings);
+/// `settings` becomes what the service works with.
+Findings lookAtSettings(const Folder& folder, const Services& services, WorkingSettings& settings);
+Findings lookAtAccess(const WorkingSettings& settings);
+Findings lookAtPort(const WorkingSettings& settings, const Services& services);
+Findings lookAtAnswer(const WorkingSettings& settings);
 Findings lookAtLog(const Folder& folder, const Services& services);
 Findings lookAtSmartcardService(const Services& services);
 Findings lookAtReaders(const Services& services);

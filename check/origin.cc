@@ -31,14 +31,6 @@ Parts split(const std::string& text) {
   return parts;
 }
 
-bool isHost(const std::string& host) {
-  const bool isIpv6 = host.starts_with("[") && host.ends_with("]");
-  const std::string bare = isIpv6 ? host.substr(1, host.size() - 2) : host;
-  const char* const allowed =
-      isIpv6 ? "0123456789abcdef:." : "abcdefghijklmnopqrstuvwxyz0123456789-._";
-  return !bare.empty() && bare.find_first_not_of(allowed) == std::string::npos;
-}
-
 bool isPort(const std::string& port, const std::string& scheme) {
   if (port.empty()) {
     return true;
@@ -51,6 +43,14 @@ bool isPort(const std::string& port, const std::string& scheme) {
 }
 
 }  // namespace
+
+bool isHost(const std::string& host) {
+  const bool isIpv6 = host.starts_with("[") && host.ends_with("]");
+  const std::string bare = isIpv6 ? host.substr(1, host.size() - 2) : host;
+  const char* const allowed =
+      isIpv6 ? "0123456789abcdef:." : "abcdefghijklmnopqrstuvwxyz0123456789-._";
+  return !bare.empty() && bare.find_first_not_of(allowed) == std::string::npos;
+}
 
 bool isOrigin(const std::string& text) {
   const Parts parts = split(text);

@@ -10,6 +10,10 @@ namespace check {
 /// scheme's default, port, all in lower case. Any thread.
 bool isOrigin(const std::string& text);
 
+/// Whether the text is the host of an origin: a name, or an IPv6 literal in its brackets, in lower
+/// case. Any thread.
+bool isHost(const std::string& text);
+
 /// Whether a URL pattern of a browser policy covers that origin. A pattern is "*", an origin or a
 /// host alone; "[*.]" in front of it also covers its subdomains. Any thread.
 bool patternMatches(const std::string& pattern, const std::string& origin);

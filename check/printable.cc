@@ -1,36 +1,22 @@
 #include "check/printable.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <string_view>
+
+#include "platform/utf8.h"
 
 namespace check {
 namespace {
 
-struct Character {
-  std::uint32_t codePoint;
-  std::size_t length;  ///< 0: not at the start of valid UTF-8.
-};
-
-Character characterAt(const std::string& bytes, std::size_t at) {
-  const auto byteAt = [&bytes](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
-  const std::uint32_t lead = byteAt(at);
-  if (lead < 0x80) {
-    return {lead, 1};
+/// The number of the character that valid UTF-8 of this length encodes (RFC 3629, section 3).
+std::uint32_t codePointOf(std::string_view character) {
+  const auto lead = static_cast<std::uint8_t>(character[0]);
+  std::uint32_t codePoint = character.size() == 1 ? lead : lead & (0x7Fu >> character.size());
+  for (const char byte : character.substr(1)) {
+    codePoint = codePoint << 6 | (static_cast<std::uint8_t>(byte) & 0x3Fu);
   }
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || at + length > bytes.size()) {
-    return {0, 0};
-  }
-  std::uint32_t codePoint = lead & (0x7Fu >> length);
-  for (std::size_t i = at + 1; i < at + length; ++i) {
-    if ((byteAt(i) & 0xC0) != 0x80) {
-      return {0, 0};
-    }
-    codePoint = codePoint << 6 | (byteAt(i) & 0x3Fu);
-  }
-  const std::uint32_t smallest = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0x80;
-  const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-  return codePoint < smallest || isSurrogate || codePoint > 0x10FFFF ? Character{0, 0}
-                                                                     : Character{codePoint, length};
+  return codePoint;
 }
 
 bool isControl(std::uint32_t c) {
@@ -43,17 +29,17 @@ bool isControl(std::uint32_t c) {
 
 std::string printable(const std::string& bytes, bool keepLineFeeds) {
   std::string text;
-  std::size_t at = 0;
-  while (at < bytes.size()) {
-    const Character character = characterAt(bytes, at);
-    if (bytes[at] == '\n') {
+  for (std::string_view rest = bytes; !rest.empty();) {
+    const std::size_t length = platform::characterLength(rest);
+    const std::string_view character = rest.substr(0, length);
+    if (rest[0] == '\n') {
       text += keepLineFeeds ? '\n' : ' ';
-    } else if (character.length == 0 || isControl(character.codePoint)) {
+    } else if (length == 0 || isControl(codePointOf(character))) {
       text += '?';
     } else {
-      text.append(bytes, at, character.length);
+      text += character;
     }
-    at += character.length == 0 ? 1 : character.length;
+    rest.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return text;
 }

@@ -20,7 +20,6 @@ namespace check {
 namespace {
 
 using Clock = Limited<Findings>::Clock;
-using kv500::Settings;
 
 constexpr std::chrono::milliseconds passPause{1000};
 /// For the work before and after the two rounds of looks, so that everything ends within 10
@@ -64,31 +63,31 @@ class Runner {
 /// The settings. A look may still set them after its time limit.
 class LockedSettings {
  public:
-  Settings get() const {
+  WorkingSettings get() const {
     const std::lock_guard guard(mutex_);
     return settings_;
   }
-  void set(const Settings& settings) {
+  void set(const WorkingSettings& settings) {
     const std::lock_guard guard(mutex_);
     settings_ = settings;
   }
 
  private:
   mutable std::mutex mutex_;
-  Settings settings_;
+  WorkingSettings settings_;
 };
 
 /// Runs all looks, in two rounds: the settings tell where the second round must look.
 Findings lookAround(const Folder& folder, const Services& services, Runner& runner) {
   const auto read = std::make_shared<LockedSettings>();
-  const Findings settingsFindings = runner.run({{"settings", [folder, read] {
-                                                   Settings settings;
-                                                   Findings found =
-                                                       lookAtSettings(folder, settings);
-                                                   read->set(settings);
-                                                   return found;
-                                                 }}});
-  const Settings settings = read->get();
+  const auto lookAndKeep = [folder, services, read] {
+    WorkingSettings settings;
+    Findings found = lookAtSettings(folder, services, settings);
+    read->set(settings);
+    return found;
+  };
+  const Findings settingsFindings = runner.run({{"settings", lookAndKeep}});
+  const WorkingSettings settings = read->get();
   Findings findings = runner.run({
       {"service", [folder, services] { return lookAtService(folder, services); }},
       {"access", [settings] { return lookAtAccess(settings); }},
@@ -99,8 +98,8 @@ Findings lookAround(const Folder& folder, const Services& services, Runner& runn
       {"readers", [services] { return lookAtReaders(services); }},
       {"usb", lookAtUsb},
       {"card", [services] { return lookAtCard(services); }},
-      {"session", [settings] { return lookAtSession(settings); }},
-      {"browser-policy", [settings] { return lookAtBrowserPolicy(settings); }},
+      {"session", [settings] { return lookAtSession(settings.values); }},
+      {"browser-policy", [settings] { return lookAtBrowserPolicy(settings.values); }},
   });
   const auto behindService = std::find_if(findings.begin(), findings.end(),
                                           [](const Finding& f) { return f.id != "service"; });
@@ -133,7 +132,7 @@ std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
     const auto program = service.empty() ? platform::GetModuleFileNameW() : service;
     return Folder{program.parent_path()};
   }
-  const auto asGiven = platform::pathFromText(*given);
+  const auto asGiven = platform::fromUtf8(*given);
   // Without a separator at its end.
   const auto path = asGiven.has_filename() ? asGiven : asGiven.parent_path();
   const auto facts =
@@ -156,6 +155,11 @@ int refuse(const Message& message, Language language) {
   return exitUsage;
 }
 
+/// Gives the exit status that this alone deserves.
+int print(const std::string& text, Language language) {
+  return platform::printText(text) ? 0 : refuse(texts::outputUnwritable, language);
+}
+
 int check(const Options& options) {
   const auto end = Clock::now() + options.wait;
   const Services services = askServices();
@@ -164,12 +168,13 @@ int check(const Options& options) {
     return refuse({texts::noFolder, {*options.folder}}, options.language);
   }
   const Findings findings = lookUntil(end, *folder, services);
-  platform::printText(options.json ? asJson(findings, options.language)
-                                   : asLines(findings, options.language));
+  const int printed =
+      print(options.json ? asJson(findings, options.language) : asLines(findings, options.language),
+            options.language);
   if (options.reportFile && !report(*options.reportFile, *folder, findings, options.language)) {
     return refuse({texts::reportUnwritable, {*options.reportFile}}, options.language);
   }
-  return static_cast<int>(worstOf(findings));
+  return printed != 0 ? printed : static_cast<int>(worstOf(findings));
 }
 
 }  // namespace
@@ -180,12 +185,10 @@ int runProgram(const std::vector<std::string>& arguments) {
     const Options options =
         parseOptions(arguments, isGerman ? Language::German : Language::English);
     if (options.help) {
-      platform::printText(Message(texts::help).in(options.language));
-      return 0;
+      return print(Message(texts::help).in(options.language), options.language);
     }
     if (options.version) {
-      platform::printText(programVersion + "\n");
-      return 0;
+      return print(programVersion + "\n", options.language);
     }
     return check(options);
   } catch (const UsageError& error) {

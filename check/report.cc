@@ -45,7 +45,7 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
   const std::string log = platform::readFileEnd(folder.path / "log.txt", mostLog);
   return say(texts::reportTitle, programVersion) + say(texts::reportTime, kv500::logTimestamp()) +
          say(texts::reportSystem, platform::systemDescription()) +
-         say(texts::reportFolder, platform::textFromPath(folder.path)) +
+         say(texts::reportFolder, platform::toUtf8(folder.path)) +
          "\n== " + say(texts::reportFindings) + asLines(findings, language) +
          section("config.txt", shortened(config, mostConfig)) +
          section(Message(texts::reportLog).in(language), lastLines(log));
@@ -53,7 +53,7 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
 
 bool writeReport(const std::string& path, const std::string& report) {
   using Kind = platform::FileFacts::Kind;
-  const std::filesystem::path file = platform::pathFromText(path);
+  const std::filesystem::path file = platform::fromUtf8(path);
   const Kind kind = platform::inspectFile(file).kind;
   return (kind == Kind::Absent || kind == Kind::Ordinary) && platform::writeFile(file, report);
 }

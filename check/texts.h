@@ -64,27 +64,38 @@ inline constexpr Phrase serviceAccountAdvice{
 
 // settings
 inline constexpr Phrase settingsHold{"config.txt is read: {0}", "config.txt wird gelesen: {0}"};
-inline constexpr Phrase settingsAbsent{"no config.txt in {0}; the defaults hold: {1}",
-                                       "keine config.txt in {0}; es gelten die Vorgaben: {1}"};
+inline constexpr Phrase settingsDefaults{"the defaults hold: {0}", "es gelten die Vorgaben: {0}"};
+inline constexpr Phrase settingsAbsent{"no config.txt in {0}", "keine config.txt in {0}"};
 inline constexpr Phrase settingsAbsentAdvice{
     "If other settings are wanted, write them into that file.",
     "Schreiben Sie andere Einstellungen, falls gewünscht, in diese Datei."};
-inline constexpr Phrase settingsNoFile{
-    "config.txt is no ordinary file, so that the defaults hold: {0}",
-    "config.txt ist keine gewöhnliche Datei; es gelten die Vorgaben: {0}"};
+inline constexpr Phrase settingsNoFile{"config.txt is no ordinary file and is not read",
+                                       "config.txt ist keine gewöhnliche Datei und wird nicht "
+                                       "gelesen"};
 inline constexpr Phrase settingsNoFileAdvice{"Put a text file in its place.",
                                              "Ersetzen Sie sie durch eine Textdatei."};
 inline constexpr Phrase settingsTooLarge{
-    "config.txt has {0} bytes; above 1 MiB it is not read and the defaults hold",
-    "config.txt hat {0} Bytes; über 1 MiB wird sie nicht gelesen, und es gelten die Vorgaben"};
+    "config.txt has {0} bytes; above 1 MiB it is not read",
+    "config.txt hat {0} Bytes; über 1 MiB wird sie nicht gelesen"};
 inline constexpr Phrase settingsUnreadable{
-    "config.txt is there, but can't be read with this user's rights",
-    "config.txt ist da, aber mit den Rechten dieses Benutzers nicht lesbar"};
+    "config.txt is there, but can't be read with this user's rights: the settings are not known",
+    "config.txt ist da, aber mit den Rechten dieses Benutzers nicht lesbar: die Einstellungen sind "
+    "nicht bekannt"};
+inline constexpr Phrase settingsHidden{
+    "this user has no right to look into the folder of config.txt: the settings are not known",
+    "dieser Benutzer darf nicht in den Ordner von config.txt sehen: die Einstellungen sind nicht "
+    "bekannt"};
+inline constexpr Phrase seeSettings{"See the line \"settings\".", "Siehe die Zeile \"settings\"."};
 inline constexpr Phrase settingsUnreadableAdvice{
     "Run this as an administrator; if it says the same then, the service can't read the file "
     "either.",
     "Führen Sie dies als Administrator aus; bleibt es dabei, kann auch der Dienst die Datei nicht "
     "lesen."};
+inline constexpr Phrase settingsNotForService{
+    "config.txt can't be read by the service", "der Dienst darf config.txt nicht lesen"};
+inline constexpr Phrase settingsRightsAdvice{
+    "Make it a file of root: chown root: config.txt; then start the service again.",
+    "Machen Sie root zum Besitzer: chown root: config.txt; starten Sie dann den Dienst neu."};
 inline constexpr Phrase settingsUtf16{
     "config.txt is stored as UTF-16, so that it counts for nothing",
     "config.txt ist als UTF-16 gespeichert und gilt darum nicht"};
@@ -94,9 +105,15 @@ inline constexpr Phrase settingsBom{
 inline constexpr Phrase settingsEncodingAdvice{
     "Save it as UTF-8 without a byte order mark and start the service again.",
     "Speichern Sie sie als UTF-8 ohne BOM und starten Sie den Dienst neu."};
-inline constexpr Phrase settingsFault{
-    "the whole of config.txt counts for nothing because of line {0}: {1}",
-    "die ganze config.txt gilt nicht wegen Zeile {0}: {1}"};
+inline constexpr Phrase settingsNoEquals{
+    "the whole of config.txt counts for nothing: line {0} has no \"=\" ({1})",
+    "die ganze config.txt gilt nicht: in Zeile {0} fehlt das \"=\" ({1})"};
+inline constexpr Phrase settingsNoName{
+    "the whole of config.txt counts for nothing: line {0} has no name before its \"=\" ({1})",
+    "die ganze config.txt gilt nicht: in Zeile {0} fehlt der Name vor dem \"=\" ({1})"};
+inline constexpr Phrase settingsTwice{
+    "the whole of config.txt counts for nothing: line {0} sets {1} for the second time",
+    "die ganze config.txt gilt nicht: Zeile {0} setzt {1} zum zweiten Mal"};
 inline constexpr Phrase settingsFaultAdvice{
     "Each line is Name=Value, or a comment that begins with #, and no name stands twice; correct "
     "the line and start "
@@ -107,6 +124,16 @@ inline constexpr Phrase settingsFaultAdvice{
 inline constexpr Phrase settingsBadValue{
     "{0}: \"{1}\" is no good value; its default holds",
     "{0}: \"{1}\" ist kein gültiger Wert; es gilt die Vorgabe"};
+inline constexpr Phrase settingsBadGuard{
+    "{0}: \"{1}\" is no good value; it counts as absent, so that everybody is answered",
+    "{0}: \"{1}\" ist kein gültiger Wert; die Einstellung gilt als nicht gesetzt, also bekommen "
+    "alle eine Antwort"};
+inline constexpr Phrase settingsBadHost{
+    "AllowHost: \"{0}\" is no host name; no request can carry it",
+    "AllowHost: \"{0}\" ist kein Rechnername; keine Anfrage kann ihn tragen"};
+inline constexpr Phrase settingsHostAdvice{
+    "Write names with commas between them, such as 127.0.0.1,localhost",
+    "Schreiben Sie Namen mit Kommas dazwischen, etwa 127.0.0.1,localhost"};
 inline constexpr Phrase settingsPortAdvice{
     "Write a number from 1024 to 32766, without blanks.",
     "Schreiben Sie eine Zahl von 1024 bis 32766, ohne Leerzeichen."};
@@ -153,6 +180,10 @@ inline constexpr Phrase accessBad{
     "AllowOrigin: {0} is no origin as browsers send it: no page can read the answers",
     "AllowOrigin: {0} ist kein Ursprung, wie Browser ihn senden: keine Seite kann die "
     "Antworten lesen"};
+inline constexpr Phrase accessUnknown{
+    "which pages may read the answers is not known, because config.txt could not be read",
+    "welche Seiten die Antworten lesen dürfen, ist nicht bekannt, weil config.txt nicht gelesen "
+    "werden konnte"};
 inline constexpr Phrase accessAdvice{
     "Write the one origin of the web application: scheme, host and, unless it is the usual one, "
     "port, in small "
@@ -176,6 +207,15 @@ inline constexpr Phrase portNobodyAdvice{
     "Starten Sie den Dienst. Läuft er, wartet er darauf, dass jemand ein Meldungsfenster schließt, "
     "oder config.txt "
     "wurde seit seinem Start geändert: starten Sie ihn neu."};
+inline constexpr Phrase portAssumed{
+    "not known, because config.txt could not be read; what follows is about the default, {0}",
+    "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt der Vorgabe, "
+    "{0}"};
+inline constexpr Phrase portRefused{"browsers refuse port {0}: no page can reach the service",
+                                    "Browser verweigern Port {0}: keine Seite erreicht den Dienst"};
+inline constexpr Phrase portRefusedAdvice{
+    "Choose another port with Port= in config.txt and in the web application.",
+    "Wählen Sie mit Port= in config.txt und in der Webanwendung einen anderen Port."};
 inline constexpr Phrase portReserved{
     "Windows has reserved the ports {1} to {2}, and {0} is one of them",
     "Windows hat die Ports {1} bis {2} reserviert, darunter {0}"};
@@ -233,6 +273,11 @@ inline constexpr Phrase answerOthersOnly{
     "user but the one at the screen",
     "die Verbindung wurde ohne Antwort geschlossen; mit OnlyActiveUser=yes ergeht es jedem "
     "Benutzer so, der nicht am Bildschirm sitzt"};
+inline constexpr Phrase answerClosedUnknown{
+    "the connection was closed without an answer; settings that are not known here may want it so "
+    "(AllowHost, OnlyActiveUser)",
+    "die Verbindung wurde ohne Antwort geschlossen; Einstellungen, die hier nicht bekannt sind, "
+    "können das verlangen (AllowHost, OnlyActiveUser)"};
 inline constexpr Phrase answerOthersOnlyAdvice{
     "Run this as the user at the screen.",
     "Führen Sie dies als der Benutzer aus, der am Bildschirm sitzt."};
@@ -262,6 +307,8 @@ inline constexpr Phrase logUnwritableAdvice{
 inline constexpr Phrase logUnreadable{
     "log.txt can't be read with this user's rights ({0} bytes)",
     "log.txt ist mit den Rechten dieses Benutzers nicht lesbar ({0} Bytes)"};
+inline constexpr Phrase logHidden{"this user has no right to look into the folder of log.txt",
+                                  "dieser Benutzer darf nicht in den Ordner von log.txt sehen"};
 inline constexpr Phrase logUnreadableAdvice{
     "Run this as an administrator to see what it says.",
     "Führen Sie dies als Administrator aus, um zu sehen, was darin steht."};
@@ -442,6 +489,8 @@ inline constexpr Phrase reportNothing{
     "(nicht da oder mit den Rechten dieses Benutzers nicht lesbar)"};
 inline constexpr Phrase reportUnwritable{"can't write the file {0}",
                                          "kann die Datei {0} nicht schreiben"};
+inline constexpr Phrase outputUnwritable{"can't write to the standard output",
+                                         "kann nicht auf die Standardausgabe schreiben"};
 inline constexpr Phrase noFolder{"{0} is no folder", "{0} ist kein Ordner"};
 inline constexpr Phrase needsValue{"{0} needs a value", "{0} braucht einen Wert"};
 inline constexpr Phrase badLanguage{"--language takes de or en, not {0}",

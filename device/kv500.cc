@@ -34,7 +34,7 @@ void KV500::readSettings() {
       reportToUser(log_texts::badValue + key + "' in config.txt!");
     }
   } catch (const ConfigException& fault) {
-    if (fault.reportable) {
+    if (fault.isReportable()) {
       reportToUser(log_texts::badFile + fault.message);
     }
   }

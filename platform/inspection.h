@@ -49,6 +49,9 @@ struct FileFacts {
   enum class Kind { Absent, Ordinary, Folder, Other, Hidden };
   Kind kind = Kind::Absent;  ///< Hidden: this user may not even know whether it exists.
   bool readable = false;     ///< This process can read it.
+  /// The installed service could read it. It has fewer rights than an administrator. True if this
+  /// can't be told.
+  bool readableForService = true;
   bool unwritable = false;   ///< Nobody can write it, not even the service.
   std::uint64_t size = 0;    ///< Bytes.
 };
@@ -63,13 +66,19 @@ bool isProgram(const std::string& command);
 
 // Ports.
 
-/// A program that listens on a port of this machine.
+/// A program that takes connections to this machine itself.
 struct Listener {
-  bool ipv6 = false;
+  bool ipv6 = false;            ///< Those to ::1; else those to 127.0.0.1.
   std::uint32_t processId = 0;  ///< 0 if this user has no right to know it.
   std::string program;          ///< File name of the program; empty in the same case.
 };
+/// The listeners at one port. If several programs listen for 127.0.0.1, the system gives the
+/// connections to the first of them.
 std::vector<Listener> listenersOn(std::uint16_t port);
+
+/// The port at which a process takes connections to 127.0.0.1. None if it has no such port, or if
+/// this user has no right to know it.
+std::optional<std::uint16_t> portOf(std::uint32_t process);
 
 /// A range of ports, both ends included, that the system gives to no program.
 struct PortRange {
@@ -140,10 +149,10 @@ std::vector<PolicyValue> browserPolicies();
 
 // This program's surroundings.
 
-/// Conversion between a path and the UTF-8 text that a person types or reads. Where paths are
-/// bytes, nothing is lost.
-std::filesystem::path pathFromText(const std::string& text);
-std::string textFromPath(const std::filesystem::path& path);
+/// Conversion between UTF-8 and the form in which the system holds its texts: paths, names of users
+/// and of policies. Where that form is bytes, nothing is lost.
+std::filesystem::path fromUtf8(const std::string& text);
+std::string toUtf8(const std::filesystem::path& native);
 
 /// Name and version of the system, in one line.
 std::string systemDescription();
@@ -151,8 +160,9 @@ std::string systemDescription();
 /// The language of the user's texts, as a tag such as "de-DE"; empty if not set.
 std::string userLanguage();
 
-/// Writes a UTF-8 text to standard output, whatever character set the terminal uses.
-void printText(const std::string& text);
+/// Writes a UTF-8 text to standard output, whatever character set the terminal uses. False if it
+/// could not be written completely.
+bool printText(const std::string& text);
 
 /// Writes a file, and replaces one of that name. False if it could not be written completely.
 bool writeFile(const std::filesystem::path& path, const std::string& content);

@@ -4,23 +4,11 @@
 #include <memory>
 
 #include "simulator/path.h"
+#include "support/hex_text.h"
 
 namespace simulator {
-namespace {
 
-std::string hexText(const simulated::Bytes& bytes) {
-  constexpr char digits[] = "0123456789ABCDEF";
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += text.empty() ? "" : " ";
-    text += digits[byte >> 4];
-    text += digits[byte & 0xF];
-  }
-  return text;
-}
-
-}  // namespace
-
+using kv500::hexText;
 std::string traceLines(const simulated::Bytes& command,
                        const std::optional<simulated::Bytes>& response) {
   return "> " + hexText(command) + "\n< " + (response ? hexText(*response) : "fail") + "\n";

@@ -9,6 +9,8 @@
 namespace kv500 {
 namespace {
 
+using Fault = ConfigException::Fault;
+
 bool isSpace(char c) {
   return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
@@ -24,7 +26,7 @@ char toLower(char c) {
 ConfigFile::ConfigFile(const std::string& fileName) {
   std::string content;
   if (!platform::readTextFile(platform::GetModuleFileNameW().replace_filename(fileName), content)) {
-    throw ConfigException{false, "Could not open file"};
+    throw ConfigException{Fault::NotOpened, "Could not open file"};
   }
   parse(content);
 }
@@ -90,16 +92,19 @@ void ConfigFile::parseLine(const std::string& rawLine, std::size_t lineNumber) {
   const std::string number = std::to_string(lineNumber);
   const std::size_t equals = line.find('=');
   if (equals == std::string::npos) {
-    throw ConfigException{true, "'=' missing in line " + number + ":\n" + number + ": " + rawLine,
-                          lineNumber};
+    throw ConfigException{Fault::NoEquals,
+                          "'=' missing in line " + number + ":\n" + number + ": " + rawLine,
+                          lineNumber, rawLine};
   }
   const std::string name = line.substr(0, equals);
   if (name.empty()) {
-    throw ConfigException{
-        true, "Name is missing in line " + number + ":\n" + number + ":" + rawLine, lineNumber};
+    throw ConfigException{Fault::NoName,
+                          "Name is missing in line " + number + ":\n" + number + ":" + rawLine,
+                          lineNumber, rawLine};
   }
   if (!values_.emplace(name, line.substr(equals + 1)).second) {
-    throw ConfigException{true, "'" + name + "' is set multiple times!", lineNumber};
+    throw ConfigException{Fault::SetTwice, "'" + name + "' is set multiple times!", lineNumber,
+                          name};
   }
 }
 

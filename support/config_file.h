@@ -9,12 +9,17 @@
 
 namespace kv500 {
 
-/// The one error of a file. `reportable` is false only if the file can't be opened: the file is
-/// optional, and nobody needs to hear that it is absent.
+/// The one error of a file.
 struct ConfigException {
-  bool reportable;
+  enum class Fault { NotOpened, NoEquals, NoName, SetTwice };
+
+  /// The file is optional: nobody needs to hear that it is absent.
+  bool isReportable() const { return fault != Fault::NotOpened; }
+
+  Fault fault;
   std::string message;
-  std::size_t line = 0;  ///< The line of the error, from 1; 0 for no line.
+  std::size_t line = 0;      ///< The line of the error, from 1; 0 for no line.
+  std::string subject = {};  ///< The name that is set twice, otherwise the whole line.
 };
 
 /// Each line holds a name and a value, separated by its first "="; both are taken unchanged. White

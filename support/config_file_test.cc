@@ -21,7 +21,7 @@ class ConfigFileTest : public WorldTest {
                     : text + "|" + (isNumber ? std::to_string(number) : "") + "|" +
                           (isSwitch ? isOn ? "on" : "off" : "");
     } catch (const ConfigException& fault) {
-      return (fault.reportable ? "reported: " : "silent: ") + fault.message;
+      return (fault.isReportable() ? "reported: " : "silent: ") + fault.message;
     }
   }
 };

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "platform/linux/session_program.h"
-#include "platform/posix/utf8.h"
+#include "platform/utf8.h"
 
 namespace platform::linux_sessions {
 namespace {
@@ -53,7 +53,7 @@ std::string dialogText(const std::u16string& units) {
   }
   std::string text;
   for (std::string_view rest = bytes; !rest.empty();) {
-    const std::size_t length = posix::characterLength(rest);
+    const std::size_t length = characterLength(rest);
     const bool isControl = length == 1 && rest[0] != '\n' && (rest[0] < 32 || rest[0] == 127);
     text += length == 0 || isControl ? replacementCharacter : rest.substr(0, length);
     rest.remove_prefix(std::max<std::size_t>(length, 1));

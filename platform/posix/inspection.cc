@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <sstream>
 
 namespace platform {
@@ -32,6 +31,13 @@ FileFacts::Kind kindOf(::mode_t mode) {
 /// Whether nobody can write, not even root, for example on a read-only file system.
 bool isUnwritable(const std::filesystem::path& path) {
   return ::access(path.c_str(), W_OK) != 0 && (errno == EROFS || ::geteuid() == 0);
+}
+
+/// Whether root can read a file without the right to override permissions. This is how the
+/// installed service runs.
+bool isReadableForService(const struct ::stat& status) {
+  const ::mode_t right = status.st_uid == 0 ? S_IRUSR : status.st_gid == 0 ? S_IRGRP : S_IROTH;
+  return (status.st_mode & right) != 0;
 }
 
 /// Closes the descriptor at its end.
@@ -90,6 +96,7 @@ FileFacts inspectFile(const std::filesystem::path& path) {
   }
   facts.kind = kindOf(status.st_mode);
   facts.readable = ::access(path.c_str(), R_OK) == 0;
+  facts.readableForService = isReadableForService(status);
   facts.unwritable = isUnwritable(path);
   facts.size = static_cast<std::uint64_t>(status.st_size);
   return facts;
@@ -152,12 +159,12 @@ bool writeFile(const std::filesystem::path& path, const std::string& content) {
   return file != nullptr && std::fclose(file) == 0 && written;
 }
 
-std::filesystem::path pathFromText(const std::string& text) {
+std::filesystem::path fromUtf8(const std::string& text) {
   return text;
 }
 
-std::string textFromPath(const std::filesystem::path& path) {
-  return path.native();
+std::string toUtf8(const std::filesystem::path& native) {
+  return native.native();
 }
 
 std::string userLanguage() {
@@ -170,8 +177,9 @@ std::string userLanguage() {
   return {};
 }
 
-void printText(const std::string& text) {
-  std::cout << text << std::flush;
+bool printText(const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
+         std::fflush(stdout) == 0;
 }
 
 }  // namespace platform

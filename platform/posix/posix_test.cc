@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/posix/process.h"
-#include "platform/posix/utf8.h"
 #include "platform/program.h"
+#include "platform/utf8.h"
 #include "tests/world_test.h"
 
 namespace platform {
@@ -36,7 +36,7 @@ TEST_F(PosixTest, TextOfAnyBytesIsReadAsFarAsItIsUtf8) {
   for (const auto& row : rows) {
     std::vector<std::size_t> lengths;
     for (std::string_view rest = row.bytes; !rest.empty();) {
-      lengths.push_back(posix::characterLength(rest));
+      lengths.push_back(characterLength(rest));
       rest.remove_prefix(std::max<std::size_t>(lengths.back(), 1));
     }
     EXPECT_EQ(lengths, row.lengths) << printablePath(row.bytes);

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/host.h"
-#include "platform/posix/utf8.h"
 #include "platform/program.h"
+#include "platform/utf8.h"
 
 namespace platform {
 
@@ -24,7 +24,7 @@ std::string printablePath(const std::filesystem::path& path) {
   std::string text;
   for (std::string_view rest = path.native(); !rest.empty();) {
     text += rest.front() < 32 || rest.front() >= 127 ? '~' : rest.front();
-    rest.remove_prefix(std::max<std::size_t>(posix::characterLength(rest), 1));
+    rest.remove_prefix(std::max<std::size_t>(characterLength(rest), 1));
   }
   return text;
 }

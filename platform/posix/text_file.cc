@@ -55,7 +55,7 @@ bool readTextFile(const std::filesystem::path& path, std::string& content) {
   ::close(file);
   if (file < 0 || raw.size() > largestTextFile) {
     const std::string cause = file < 0 ? std::strerror(error) : "it is larger than 1 MiB";
-    tellStarter("Not read: " + path.native() + ": " + cause);
+    tellStarter("Not read: " + printablePath(path) + ": " + cause);
     return false;
   }
   content = fromStored(raw);

@@ -40,6 +40,11 @@ std::vector<Listener> listenersOn(std::uint16_t) {
   return world().inspection.listeners;
 }
 
+std::optional<std::uint16_t> portOf(std::uint32_t process) {
+  const auto& inspection = world().inspection;
+  return process == inspection.service.processId ? inspection.servicePort : std::nullopt;
+}
+
 std::vector<PortRange> reservedPorts() {
   return world().inspection.reservedPorts;
 }

@@ -16,7 +16,8 @@ struct Inspection {
   platform::ServiceFacts service;  ///< Running unless set.
   /// If this is not set, the smart-card service has the state of the readers' model.
   std::optional<platform::ServiceFacts> smartcardService;
-  std::vector<platform::Listener> listeners;
+  std::vector<platform::Listener> listeners;  ///< At every port.
+  std::optional<std::uint16_t> servicePort;   ///< That of the service's process, if known.
   std::vector<platform::PortRange> reservedPorts;
   std::uint32_t deviceProblem = 0;
   std::map<std::uint32_t, platform::SessionFacts> sessions;  ///< Others have a user at the screen.

@@ -146,7 +146,7 @@ std::string readFileEnd(const std::filesystem::path& path, std::size_t bytes) {
 
 bool isProgram(const std::string& command) {
   // As CreateProcess looks for it: a name without an extension gets ".exe".
-  const std::filesystem::path name = pathFromText(command);
+  const std::filesystem::path name = fromUtf8(command);
   std::wstring path(MAX_PATH, L'\0');
   const DWORD length = ::SearchPathW(nullptr, name.c_str(), L".exe",
                                      static_cast<DWORD>(path.size()), path.data(), nullptr);
@@ -191,7 +191,7 @@ bool writeFile(const std::filesystem::path& path, const std::string& content) {
          written == content.size();
 }
 
-std::filesystem::path pathFromText(const std::string& text) {
+std::filesystem::path fromUtf8(const std::string& text) {
   const int size = static_cast<int>(text.size());
   const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
   std::wstring path(static_cast<std::size_t>(length), L'\0');
@@ -199,9 +199,9 @@ std::filesystem::path pathFromText(const std::string& text) {
   return path;
 }
 
-std::string textFromPath(const std::filesystem::path& path) {
+std::string toUtf8(const std::filesystem::path& native) {
   // The path's own conversion is not used: it throws if the units are invalid UTF-16.
-  const std::wstring& units = path.native();
+  const std::wstring& units = native.native();
   const int size = static_cast<int>(units.size());
   const int length =
       ::WideCharToMultiByte(CP_UTF8, 0, units.data(), size, nullptr, 0, nullptr, nullptr);
@@ -214,17 +214,18 @@ std::string userLanguage() {
   return PRIMARYLANGID(::GetUserDefaultUILanguage()) == LANG_GERMAN ? "de" : "en";
 }
 
-void printText(const std::string& text) {
+bool printText(const std::string& text) {
   const ::HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
   DWORD mode = 0;
   DWORD written = 0;
   if (::GetConsoleMode(output, &mode)) {
-    const std::wstring units = pathFromText(text).native();
-    ::WriteConsoleW(output, units.data(), static_cast<DWORD>(units.size()), &written, nullptr);
-  } else {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+    const std::wstring units = fromUtf8(text).native();
+    return ::WriteConsoleW(output, units.data(), static_cast<DWORD>(units.size()), &written,
+                           nullptr) &&
+           written == units.size();
   }
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
+         std::fflush(stdout) == 0;
 }
 
 }  // namespace platform

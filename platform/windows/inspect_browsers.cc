@@ -33,7 +33,7 @@ std::string valueText(DWORD type, const std::vector<BYTE>& data, DWORD size) {
   }
   std::u16string text(size / sizeof(char16_t), u'\0');
   std::copy_n(data.begin(), text.size() * sizeof(char16_t), reinterpret_cast<BYTE*>(text.data()));
-  return textFromPath(text.substr(0, text.find(u'\0')));
+  return toUtf8(text.substr(0, text.find(u'\0')));
 }
 
 void readKey(::HKEY parent, const wchar_t* path, Browser browser, const std::string& name,
@@ -46,7 +46,7 @@ void readKey(::HKEY parent, const wchar_t* path, Browser browser, const std::str
   std::u16string item(longestName, u'\0');
   std::vector<BYTE> data(65536);
   const auto nameOf = [&](DWORD length) {
-    const std::string last = textFromPath(item.substr(0, length));
+    const std::string last = toUtf8(item.substr(0, length));
     return name.empty() ? last : name + "/" + last;
   };
   for (DWORD i = 0;; ++i) {  // Bounded by the key.

@@ -33,6 +33,19 @@ std::vector<std::uint64_t> listenerTable(ULONG family) {
   return {0};
 }
 
+/// The entries of a table of the given record.
+template <typename Table>
+auto entriesOf(const std::vector<std::uint64_t>& buffer) {
+  const auto& table = *reinterpret_cast<const Table*>(buffer.data());
+  return std::vector(table.table, table.table + table.dwNumEntries);
+}
+
+std::vector<::MIB_TCPROW_OWNER_PID> listenersAt(DWORD address) {
+  auto rows = entriesOf<::MIB_TCPTABLE_OWNER_PID>(listenerTable(AF_INET));
+  std::erase_if(rows, [=](const auto& row) { return ::ntohl(row.dwLocalAddr) != address; });
+  return rows;
+}
+
 /// The file name of a process' program. Empty if this user has no right to know it.
 std::string programOf(DWORD process) {
   const ::HANDLE handle = ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
@@ -44,11 +57,12 @@ std::string programOf(DWORD process) {
   const bool isKnown = ::QueryFullProcessImageNameW(handle, 0, path.data(), &length);
   ::CloseHandle(handle);
   path.resize(isKnown ? length : 0);
-  return textFromPath(std::filesystem::path(path).filename());
+  return toUtf8(std::filesystem::path(path).filename());
 }
 
-std::uint16_t portOf(DWORD networkOrder) {
-  return ::ntohs(static_cast<std::uint16_t>(networkOrder));
+template <typename Row>
+std::uint16_t portOfRow(const Row& row) {
+  return ::ntohs(static_cast<std::uint16_t>(row.dwLocalPort));
 }
 
 }  // namespace
@@ -58,28 +72,34 @@ std::vector<Listener> listenersOn(std::uint16_t port) {
   const auto add = [&listeners](bool ipv6, DWORD process) {
     listeners.push_back({ipv6, process, programOf(process)});
   };
-  const auto table = listenerTable(AF_INET);
-  const auto& ipv4 = *reinterpret_cast<const ::MIB_TCPTABLE_OWNER_PID*>(table.data());
-  for (DWORD i = 0; i < ipv4.dwNumEntries; ++i) {
-    const auto& row = ipv4.table[i];
-    const DWORD address = ::ntohl(row.dwLocalAddr);
-    if (portOf(row.dwLocalPort) == port && (address == INADDR_ANY || address >> 24 == 127)) {
-      add(false, row.dwOwningPid);
+  // Windows prefers the listener that names the address. A socket for all IPv6 addresses that takes
+  // IPv4 as well is in both tables.
+  for (const DWORD address : {DWORD{INADDR_LOOPBACK}, DWORD{INADDR_ANY}}) {
+    for (const auto& row : listenersAt(address)) {
+      if (portOfRow(row) == port) {
+        add(false, row.dwOwningPid);
+      }
     }
   }
-  const auto table6 = listenerTable(AF_INET6);
-  const auto& ipv6 = *reinterpret_cast<const ::MIB_TCP6TABLE_OWNER_PID*>(table6.data());
   constexpr std::array<UCHAR, 16> loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-  for (DWORD i = 0; i < ipv6.dwNumEntries; ++i) {
-    const auto& row = ipv6.table[i];
+  for (const auto& row : entriesOf<::MIB_TCP6TABLE_OWNER_PID>(listenerTable(AF_INET6))) {
     std::array<UCHAR, 16> address{};
     std::copy(std::begin(row.ucLocalAddr), std::end(row.ucLocalAddr), address.begin());
     const bool isForAll = address == std::array<UCHAR, 16>{};
-    if (portOf(row.dwLocalPort) == port && (isForAll || address == loopback)) {
+    if (portOfRow(row) == port && (isForAll || address == loopback)) {
       add(true, row.dwOwningPid);
     }
   }
   return listeners;
+}
+
+std::optional<std::uint16_t> portOf(std::uint32_t process) {
+  for (const auto& row : listenersAt(INADDR_LOOPBACK)) {
+    if (row.dwOwningPid == process) {
+      return portOfRow(row);
+    }
+  }
+  return std::nullopt;
 }
 
 std::vector<PortRange> reservedPorts() {

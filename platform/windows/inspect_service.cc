@@ -41,7 +41,7 @@ void readStatus(::SC_HANDLE service, ServiceFacts& facts) {
 }
 
 std::string fromWide(const wchar_t* text) {
-  return text == nullptr ? "" : textFromPath(text);
+  return text == nullptr ? "" : toUtf8(text);
 }
 
 void readConfiguration(::SC_HANDLE service, ServiceFacts& facts) {
@@ -55,7 +55,7 @@ void readConfiguration(::SC_HANDLE service, ServiceFacts& facts) {
   facts.disabled = configuration->dwStartType == SERVICE_DISABLED;
   facts.account = fromWide(configuration->lpServiceStartName);
   const auto command = splitCommandLine(fromWide(configuration->lpBinaryPathName));
-  facts.program = pathFromText(command.empty() ? "" : command.front());
+  facts.program = fromUtf8(command.empty() ? "" : command.front());
 }
 
 }  // namespace

@@ -96,7 +96,7 @@ SessionFacts inspectSession(std::uint32_t session) {
   DWORD size = 0;
   if (::WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, ::WTSUserName, &text,
                                     &size)) {
-    facts.user = textFromPath(text);
+    facts.user = toUtf8(text);
     ::WTSFreeMemory(text);
   }
   if (::WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, ::WTSClientProtocolType,

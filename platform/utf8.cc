@@ -1,8 +1,8 @@
-#include "platform/posix/utf8.h"
+#include "platform/utf8.h"
 
 #include <cstdint>
 
-namespace platform::posix {
+namespace platform {
 
 std::size_t characterLength(std::string_view text) {
   const auto isWithin = [text](std::size_t at, int first, int last) {
@@ -27,4 +27,4 @@ std::size_t characterLength(std::string_view text) {
   return isValid ? length : 0;
 }
 
-}  // namespace platform::posix
+}  // namespace platform
