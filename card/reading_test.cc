@@ -153,8 +153,8 @@ TEST(CardReading, EveryLimitHasTwoSides) {
       {"V " + response("", 270, "9000"), false, "HSvVHSP1"},
       {"V " + response("", 271, "9000"), false, "HSvV"},
       {"V " + response("", 256, "6281"), false, "HSvV"},
-      {"v 000800F8001000189000\n1 fail", false, "HSvVHSP1"},
-      {"v 000800F9001000189000\n1 fail", false, "HSvV1"},
+      {"v 000800F8001000189000\nV " + response("", 256, "9000") + "\n1 fail", false, "HSvVHSP1"},
+      {"v 000800F9001000189000\nV " + response("", 256, "9000") + "\n1 fail", false, "HSvV1"},
       // The first read of EF.PD: 3 to 270 bytes, with a length of 256 to 32768 in them.
       {"P 01009000", false, "HSvVHSP"},
       {"P 0100119000\n1 fail", false, "HSvVHSP1"},

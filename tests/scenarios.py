@@ -26,7 +26,8 @@ from common import (CARD, CLOSED, NO_CARD, NO_DATA, NO_READER, NOTHING_TO_CLOSE,
 TWO_PASSES = 2.3  # Seconds; the list of readers is read at least twice.
 EXAMPLES = {"mustermann": read_answer("mustermann"), "sonderzeichen": read_answer("sonderzeichen"),
             "familienversichertes-kind": read_answer("familienversichertes-kind"),
-            "bankkarte": NO_DATA, "beschaedigt": READ_FAILED}
+            "ein-name": read_answer("ein-name"), "bankkarte": NO_DATA,
+            "beschaedigt": READ_FAILED, "kurzer-rest": READ_FAILED}
 BAD_BROWSER = "Invalid value for 'CallBrowser' in config.txt!"
 BAD_ID = "Invalid value for 'AppendCardId' in config.txt!"
 ONLY_ONE = "Only one KV500 can be connected!"

@@ -16,6 +16,7 @@ constexpr std::uint16_t masterFileIdentifier = 0x3F00;
 constexpr std::uint16_t swOk = 0x9000;
 constexpr std::uint16_t swEndOfFileBeforeLe = 0x6282;
 constexpr std::uint16_t swWrongLength = 0x6700;
+constexpr std::uint16_t swSecurityStatusNotSatisfied = 0x6982;
 constexpr std::uint16_t swNoCurrentFile = 0x6986;
 constexpr std::uint16_t swFileNotFound = 0x6A82;
 constexpr std::uint16_t wrongP1P2 = 0x6A86;
@@ -183,7 +184,11 @@ Bytes Card::readBinary(std::uint8_t p1, std::uint8_t p2, const Body& body) {
   if (!file_) {
     return respond(swNoCurrentFile);
   }
-  const Bytes& content = directories_[directory_].files[*file_].content;
+  const ElementaryFile& file = directories_[directory_].files[*file_];
+  if (!file.isReadable) {
+    return respond(swSecurityStatusNotSatisfied);
+  }
+  const Bytes& content = file.content;
   if (offset >= content.size()) {
     return respond(swOffsetBehindEnd);
   }

@@ -18,6 +18,7 @@ struct ElementaryFile {
   std::uint16_t identifier;
   std::uint8_t shortIdentifier;  ///< 1 to 30.
   Bytes content;                 ///< READ BINARY reaches no byte beyond 32768.
+  bool isReadable = true;        ///< Else only a person or card with the right to it can read it.
 };
 
 /// A folder of such files (ISO/IEC 7816-4: dedicated file, DF), selected by its application

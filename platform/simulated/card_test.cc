@@ -90,26 +90,31 @@ TEST_F(CardTest, AnswersAsACardDoes) {
   EXPECT_EQ(toHex(card.exchange(*parseHex("00B0820001")).response), "309000");
 }
 
-TEST_F(CardTest, FillsInsuranceFilesUpAsACardDoes) {
-  const struct {
-    std::size_t text, pd, vd;
-  } rows[] = {{4, 850, 1250}, {1978, 1280, 1250}, {1979, 1280, 1280}, {2037, 1536, 1536}};
-  for (const auto& row : rows) {
-    const std::string text = kv500::denseText(row.text);
+TEST_F(CardTest, InsuranceFilesEndWithTheLastByteThatTheirHeaderCounts) {
+  const auto number = [](const Bytes& file, std::size_t at) {
+    return static_cast<std::size_t>(file[at] << 8 | file[at + 1]);
+  };
+  for (const std::size_t size : {4, 494, 1978, 3500}) {
+    const std::string text = kv500::denseText(size);
     const Bytes pd = makePdFile({text.begin(), text.end()}).value();
-    const Bytes vd = makeVdFile({text.begin(), text.end()}).value();
-    ASSERT_EQ(pd.size(), row.pd);
-    ASSERT_EQ(vd.size(), row.vd);
-    const auto length = static_cast<std::ptrdiff_t>(pd[0] * 256 + pd[1]);
-    Bytes expected{0, 8, pd[0], static_cast<std::uint8_t>(pd[1] + 7), 0xFF, 0xFF, 0xFF, 0xFF};
-    expected[2] += pd[1] + 7 > 255;
-    expected.insert(expected.end(), pd.begin() + 2, pd.begin() + 2 + length);
-    expected.resize(vd.size());
+    const Bytes data(pd.begin() + 2, pd.end());
+    ASSERT_EQ(number(pd, 0), data.size());
+    EXPECT_EQ(data[10] & 1, 1) << "the first DEFLATE block is the last one";
+    EXPECT_EQ(static_cast<std::size_t>(data.end()[-3] << 8 | data.end()[-4]), size);
+    Bytes expected{0, 8, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
+    expected.insert(expected.end(), data.begin(), data.end());
+    Bytes vd = makeVdFile({text.begin(), text.end()}).value();
+    EXPECT_EQ(number(vd, 2), vd.size() - 1);
+    vd[2] = vd[3] = 0;
     EXPECT_EQ(vd, expected);
-    EXPECT_EQ(pd[12] & 1, 1) << "the first DEFLATE block is the last one";
-    EXPECT_EQ(static_cast<std::size_t>(pd.begin()[length - 1] * 256 + pd.begin()[length - 2]),
-              row.text);
-    EXPECT_TRUE(std::all_of(pd.begin() + 2 + length, pd.end(), [](auto byte) { return !byte; }));
+    // With the protected data behind the general data.
+    vd = makeVdFile({text.begin(), text.end()}, Bytes{'x'}).value();
+    EXPECT_EQ(number(vd, 4), number(vd, 2) + 1);
+    EXPECT_EQ(number(vd, 6), vd.size() - 1);
+    const auto border = vd.begin() + static_cast<std::ptrdiff_t>(number(vd, 4));
+    EXPECT_EQ(Bytes(vd.begin() + 8, border), data);
+    const Bytes other = makePdFile({'x'}).value();
+    EXPECT_EQ(Bytes(border, vd.end()), Bytes(other.begin() + 2, other.end()));
   }
 }
 
@@ -119,7 +124,12 @@ TEST_F(CardTest, DefaultsFitTheKindOfCard) {
   writeFile("EF.PD", "raw");
   EXPECT_EQ(answers("00B0820000 HCA 00B08C0000 00B0820000 00B0810000"),
             "5A0A802769999912345678909000 9000 "
-            "303230313930313031303030303030005002000000000000009000 6A82 7261779000");
+            "303230313930313031303030303030005002000000300000049000 6A82 7261779000");
+  // The files that a health card has besides. Nobody can read the protected data.
+  EXPECT_EQ(answers("00B0910002 00B09D0002 00A4000C022F11 00A4000C022F01"),
+            "EF2B9000 E0109000 9000 9000");
+  EXPECT_EQ(answers("HCA 00B0830000 00B0010000 00A4020C02D003 00B0000001"),
+            "9000 6982 6982 9000 6982");
   for (const Bytes& atr : {otherAtr, loadCardFolder(folder).atr()})  // ISO/IEC 7816-3: checksum.
     EXPECT_EQ(std::accumulate(atr.begin(), atr.end(), 0, std::bit_xor<>()), 0x3B);
   EXPECT_NE(otherAtr, loadCardFolder(folder).atr());

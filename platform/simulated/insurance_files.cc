@@ -9,9 +9,6 @@ namespace simulated {
 namespace {
 
 // From the German health card standard.
-constexpr std::size_t vdFileSize = 1250;
-constexpr std::size_t pdFileSize = 850;
-
 constexpr std::size_t vdHeaderSize = 8;
 constexpr std::size_t noProtectedData = 0xFFFF;
 
@@ -43,34 +40,36 @@ void appendBigEndian(Bytes& bytes, std::size_t value) {
   bytes.push_back(static_cast<std::uint8_t>(value & 0xFF));
 }
 
-std::optional<Bytes> assemble(Bytes header, const Bytes& data, std::size_t usualSize) {
-  Bytes file = std::move(header);
-  file.insert(file.end(), data.begin(), data.end());
-  const std::size_t size = file.size() <= usualSize ? usualSize : (file.size() / 256 + 1) * 256;
-  if (size > largestCardFile) {
-    return std::nullopt;
-  }
-  file.resize(size);
-  return file;
+void append(Bytes& bytes, const Bytes& more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+std::optional<Bytes> fitting(Bytes file) {
+  return file.size() <= largestCardFile ? std::optional(std::move(file)) : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<Bytes> makeVdFile(const Bytes& xml) {
+std::optional<Bytes> makeVdFile(const Bytes& xml, const std::optional<Bytes>& protectedXml) {
   const Bytes data = compress(xml);
-  Bytes header;
-  appendBigEndian(header, vdHeaderSize);
-  appendBigEndian(header, vdHeaderSize + data.size() - 1);
-  appendBigEndian(header, noProtectedData);
-  appendBigEndian(header, noProtectedData);
-  return assemble(header, data, vdFileSize);
+  const Bytes protectedData = protectedXml ? compress(*protectedXml) : Bytes{};
+  const std::size_t end = vdHeaderSize + data.size();
+  Bytes file;
+  appendBigEndian(file, vdHeaderSize);
+  appendBigEndian(file, end - 1);
+  appendBigEndian(file, protectedXml ? end : noProtectedData);
+  appendBigEndian(file, protectedXml ? end + protectedData.size() - 1 : noProtectedData);
+  append(file, data);
+  append(file, protectedData);
+  return fitting(std::move(file));
 }
 
 std::optional<Bytes> makePdFile(const Bytes& xml) {
   const Bytes data = compress(xml);
-  Bytes header;
-  appendBigEndian(header, data.size());
-  return assemble(header, data, pdFileSize);
+  Bytes file;
+  appendBigEndian(file, data.size());
+  append(file, data);
+  return fitting(std::move(file));
 }
 
 }  // namespace simulated

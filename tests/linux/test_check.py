@@ -79,7 +79,7 @@ class CheckTest(MachineTest):
             "service": "ok installed and running", "settings": "ok ", "access": "ok ",
             "port": "ok the service listens", "answer": "a reader with a card", "log": "ok ",
             "smartcard-service": "ok runs", "readers": f"ok {READER}", "usb": "ok ",
-            "card": "ok a card is in, ATR 3B D5 97 FF 81 31 FE 45 80 73 94 21 00 F0",
+            "card": "ok a card is in, ATR 3B D0 96 FF 81 B1 FE 45 1F 07 2A",
             "session": "ok session 1 of kvuser", "browser-policy": "ok no policy"})
         self.assertEqual(status, 0, self.output)
         self.assertLess(self.seconds, 1)

@@ -50,8 +50,8 @@ class Browser(SimulatorTest):
     def test_once_for_each_new_card(self):
         simulator = self.start_with_browser("--card", CARDS / "mustermann")
         line = f'browser "{self.browser}" "{URL}'
-        simulator.wait_for_event(line + 'T027618425"')
-        self.assertEqual(self.runs(simulator, 1), [[URL + "T027618425", *NO_DESCRIPTORS]])
+        simulator.wait_for_event(line + 'T027618422"')
+        self.assertEqual(self.runs(simulator, 1), [[URL + "T027618422", *NO_DESCRIPTORS]])
         time.sleep(1)
         simulator.ask("close")  # The next poll opens it again; the card is not new.
         time.sleep(0.6)
@@ -61,7 +61,7 @@ class Browser(SimulatorTest):
         time.sleep(0.6)
         self.assertEqual(simulator.count_events("browser"), 1)
 
-        for number, (card, card_id) in enumerate([("familienversichertes-kind", "K482100734"),
+        for number, (card, card_id) in enumerate([("familienversichertes-kind", "K482100731"),
                                                   ("bankkarte", "")], start=2):
             self.remove(simulator)
             time.sleep(1.8)

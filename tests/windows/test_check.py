@@ -39,7 +39,7 @@ class CheckTest(ServiceTest):
             "access": "ok pages of https://practice.example", "port": "ok somebody listens",
             "answer": "a reader with a card", "log": "ok ", "smartcard-service": "ok runs",
             "readers": "ok brenvolt GmbH KV500 0", "usb": "ok one known device",
-            "card": "ok a card is in, ATR 3B D5 97 FF", "browser-policy": "ok no policy"})
+            "card": "ok a card is in, ATR 3B D0 96 FF", "browser-policy": "ok no policy"})
         self.service.hide_usb()
         self.service.remove()
         self.expect({"readers": "no USB device of that kind", "usb": "fail no known", "card": "warn no card"})

@@ -79,8 +79,9 @@ export function describeInsured(daten, texts, language, now) {
     const number = text(part(one, 'Kostentraegerkennung'));
     return words(part(one, 'Name'), number && `(${number})`);
   };
+  const given = part(person, 'Vorname');
   const name = words(
-    part(person, 'Titel'), part(person, 'Vorname'), part(person, 'Namenszusatz'),
+    part(person, 'Titel'), given === '-' ? '' : given, part(person, 'Namenszusatz'),
     part(person, 'Vorsatzwort'), part(person, 'Nachname'),
   );
   const birth = part(person, 'Geburtsdatum');

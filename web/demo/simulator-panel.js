@@ -2,8 +2,8 @@
 const patience = 30000; // Milliseconds; a swap takes its time.
 
 // The plain case first, the odd ones last; what is not listed here stands in between.
-const first = ['mustermann', 'familienversichertes-kind'];
-const last = ['sonderzeichen', 'bankkarte', 'beschaedigt'];
+const first = ['mustermann', 'familienversichertes-kind', 'ein-name'];
+const last = ['sonderzeichen', 'bankkarte', 'beschaedigt', 'kurzer-rest'];
 const rank = (card) => (first.includes(card) ? first.indexOf(card) - first.length : last.indexOf(card) + 1);
 
 /** What the demo server says, after it has carried out a command if there is one. Rejects without one. */

@@ -50,9 +50,11 @@ export const texts = {
     samples: {
       mustermann: ['Member', 'title, accents, second address line'],
       'familienversichertes-kind': ['Child', 'insured through a parent'],
+      'ein-name': ['One name', 'no street, birthday not known'],
       sonderzeichen: ['Quotation marks', 'break the JSON'],
       bankkarte: ['Bank card', 'no health card'],
       beschaedigt: ['Damaged card', 'can’t be read'],
+      'kurzer-rest': ['Short last block', 'can’t be read'],
     },
     remove: 'Remove card',
     unplug: 'Disconnect reader',
@@ -150,9 +152,11 @@ export const texts = {
     samples: {
       mustermann: ['Mitglied', 'Titel, Umlaute, Adresszusatz'],
       'familienversichertes-kind': ['Kind', 'über ein Elternteil versichert'],
+      'ein-name': ['Ein Name', 'keine Straße, Geburtstag unbekannt'],
       sonderzeichen: ['Anführungszeichen', 'machen das JSON ungültig'],
       bankkarte: ['Bankkarte', 'keine Gesundheitskarte'],
       beschaedigt: ['Beschädigte Karte', 'nicht lesbar'],
+      'kurzer-rest': ['Kurzer letzter Block', 'nicht lesbar'],
     },
     remove: 'Karte herausziehen',
     unplug: 'Kartenleser trennen',

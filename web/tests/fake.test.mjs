@@ -70,7 +70,7 @@ test('the same bytes for every action, state and request', { timeout: 60000 }, a
   await compare('another card', actions);
   await swap(card('beschaedigt'), 'damaged');
   await compare('a damaged card', actions);
-  for (const name of ['mustermann', 'familienversichertes-kind', 'sonderzeichen']) {
+  for (const name of ['mustermann', 'familienversichertes-kind', 'ein-name', 'sonderzeichen']) {
     await swap(card(name), await sample(name));
     await compare(name, [...actions, get('/?action=read')]);
   }

@@ -36,6 +36,7 @@ test('codes, and elements that are absent, repeated or of another shape', () => 
   }
   assert.deepEqual(describe({}, { Zusatzinfos: { ZusatzinfosGKV: { Versichertenart: '5' } } }).lines, [['Versichertenart', 'Rentner/in']]);
   assert.equal(describe({ Titel: ['Prof.', 'Dr.'], Nachname: 'Muster' }).name, 'Prof., Dr. Muster');
+  assert.equal(describe({ Vorname: '-', Nachname: 'Muster' }).name, 'Muster');
   for (const odd of ['', [], 'text', null, [{}, {}]]) assert.equal(describe(odd).name, 'Kein Name auf der Karte');
   assert.deepEqual(describeInsured({}, texts.en, 'en', new Date()), { name: 'No name on the card', about: '', number: '', lines: [] });
 });

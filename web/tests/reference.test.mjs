@@ -139,7 +139,7 @@ test('every answer fits the schema, and what is no answer does not', { timeout: 
       return only === value && new RegExp(pattern).test(value);
     });
   };
-  for (const state of ['unplugged', 'none', 'mustermann', 'familienversichertes-kind', 'bankkarte', 'beschaedigt', twice]) {
+  for (const state of ['unplugged', 'none', 'mustermann', 'familienversichertes-kind', 'ein-name', 'bankkarte', 'beschaedigt', twice]) {
     await arrange(simulator, state);
     for (const action of ['status', 'read', 'close', 'reboot', '']) {
       // After a close the next look at the card connects again.
