@@ -1,6 +1,6 @@
-// The machine's own sockets, events and threads. Each operation is described at the operation of
-// the seam with the same name. A real world passes the seam's calls on to these operations. The
-// simulated world checks each call first.
+// The machine's own sockets, events, threads and pauses. Each operation is described at the
+// operation of the seam with the same name. A real world passes the seam's calls on to these
+// operations. The simulated world checks each call first.
 #ifndef KV500_PLATFORM_HOST_HANDLES_H
 #define KV500_PLATFORM_HOST_HANDLES_H
 
@@ -26,6 +26,7 @@ decltype(platform::SetEvent) SetEvent;
 decltype(platform::WaitForSingleObject) WaitForSingleObject;
 decltype(platform::CreateThread) CreateThread;
 decltype(platform::CloseHandle) CloseHandle;
+decltype(platform::Sleep) Sleep;
 
 }  // namespace platform::host
 

@@ -1,4 +1,4 @@
-// Events, threads, the named mutex, waiting.
+// Events, threads, locks, the named mutex, waiting.
 //
 // All operations may be called from any thread. Close a handle once. A process that the system
 // starts inherits no handle.
@@ -6,6 +6,7 @@
 #define KV500_PLATFORM_THREADING_H
 
 #include <cstdint>
+#include <mutex>
 
 namespace platform {
 
@@ -43,6 +44,18 @@ HANDLE CreateMutexA(bool initialOwner, const char* name);
 bool CloseHandle(HANDLE handle);
 
 void Sleep(std::uint32_t milliseconds);
+
+/// What one thread of this process holds at a time. A thread that holds it must not take it again.
+class CriticalSection {
+ public:
+  /// Waits without limit until no thread holds it.
+  void lock();
+  /// Called by the thread that holds it.
+  void unlock();
+
+ private:
+  std::mutex mutex_;
+};
 
 /// The calling thread's last error code.
 std::uint32_t GetLastError();

@@ -6,8 +6,7 @@
 #ifndef KV500_SUPPORT_LOCK_H
 #define KV500_SUPPORT_LOCK_H
 
-#include <mutex>
-
+#include "platform/threading.h"
 #include "support/thread_annotations.h"
 
 namespace kv500 {
@@ -18,11 +17,11 @@ class CAPABILITY("lock") Lock {
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
 
-  void enter() ACQUIRE() { mutex_.lock(); }
-  void leave() RELEASE() { mutex_.unlock(); }
+  void enter() ACQUIRE() { section_.lock(); }
+  void leave() RELEASE() { section_.unlock(); }
 
  private:
-  std::mutex mutex_;
+  platform::CriticalSection section_;
 };
 
 /// Marks between the locks of the order. Nobody takes them. Each lock names the mark before it and

@@ -124,7 +124,7 @@ bool host::CloseHandle(HANDLE handle) {
   return handle != 0;
 }
 
-void Sleep(std::uint32_t milliseconds) {
+void host::Sleep(std::uint32_t milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 

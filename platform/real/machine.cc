@@ -1,4 +1,5 @@
-// On a real machine the seam's sockets, events, threads, times and names are those of the machine.
+// On a real machine the seam's sockets, events, threads, locks, times and names are those of the
+// machine.
 #include <ctime>
 
 #include "platform/host.h"
@@ -55,6 +56,16 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
 }
 bool CloseHandle(HANDLE handle) {
   return host::CloseHandle(handle);
+}
+void Sleep(std::uint32_t milliseconds) {
+  host::Sleep(milliseconds);
+}
+
+void CriticalSection::lock() {
+  mutex_.lock();
+}
+void CriticalSection::unlock() {
+  mutex_.unlock();
 }
 
 std::filesystem::path GetModuleFileNameW() {

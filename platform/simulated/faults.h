@@ -2,7 +2,6 @@
 #ifndef KV500_PLATFORM_SIMULATED_FAULTS_H
 #define KV500_PLATFORM_SIMULATED_FAULTS_H
 
-#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -10,6 +9,8 @@
 #include <optional>
 #include <set>
 #include <string>
+
+#include "platform/simulated/virtual_time.h"
 
 namespace simulated {
 
@@ -43,7 +44,7 @@ class Faults {
   std::map<std::string, unsigned> calls_;
   std::set<std::string> toHold_;  ///< The next call of each is held.
   std::set<std::string> held_;    ///< Not released yet.
-  std::condition_variable letGo_;
+  Condition letGo_;
 };
 
 }  // namespace simulated

@@ -4,11 +4,13 @@
 
 #include "platform/host.h"
 #include "platform/simulated/ledger.h"
+#include "platform/simulated/virtual_time.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
 namespace {
 
+using simulated::virtualTime;
 using simulated::world;
 
 }  // namespace
@@ -19,12 +21,19 @@ std::filesystem::path GetModuleFileNameW() {
 
 std::int64_t clock() {
   const std::int64_t set = world().clockTime;
-  return set != -1 ? set : host::elapsedMilliseconds();
+  if (set != -1) {
+    return set;
+  }
+  return virtualTime().isOn() ? virtualTime().now() : host::elapsedMilliseconds();
 }
 
 std::int64_t _time64() {
   const std::int64_t set = world().calendarTime;
-  return set != -1 ? set : std::time(nullptr);
+  static const std::int64_t start = std::time(nullptr);
+  if (set != -1) {
+    return set;
+  }
+  return virtualTime().isOn() ? start + virtualTime().now() / 1000 : std::time(nullptr);
 }
 
 void tellStarter(const std::string&) {}

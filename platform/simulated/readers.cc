@@ -1,7 +1,6 @@
 #include "platform/simulated/readers.h"
 
 #include <algorithm>
-#include <thread>
 
 #include "platform/simulated/ledger.h"
 
@@ -405,7 +404,7 @@ Exchange Readers::exchange(platform::SCARDHANDLE connection, InsertedCard& card,
     const std::lock_guard guard(mutex_);
     time = apduTime_;
   }
-  std::this_thread::sleep_for(time + exchanged.delay);
+  pass(time + exchanged.delay);
   if (exchanged.outcome == Exchange::Outcome::Removed) {
     const std::lock_guard guard(mutex_);
     const auto entry = connections_.find(connection);

@@ -3,7 +3,6 @@
 #define KV500_PLATFORM_SIMULATED_READERS_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -15,6 +14,7 @@
 
 #include "platform/inspection.h"
 #include "platform/simulated/card.h"
+#include "platform/simulated/virtual_time.h"
 #include "platform/smartcard.h"
 
 namespace simulated {
@@ -104,7 +104,7 @@ class Readers {
   /// A card in a reader. Taking the card out ends it; inserting the card again makes a new one.
   struct InsertedCard {
     explicit InsertedCard(const Card& inserted) : card(inserted) {}
-    std::mutex exchange;  ///< One command at a time.
+    platform::CriticalSection exchange;  ///< One command at a time.
     Card card;
     platform::SCARDHANDLE holder = 0;  ///< The connection with a transaction; 0: none.
   };
@@ -140,7 +140,7 @@ class Readers {
   Exchange exchange(platform::SCARDHANDLE connection, InsertedCard& card, const Bytes& command);
 
   mutable std::mutex mutex_;  ///< Guards all of the following; never held during an exchange.
-  std::condition_variable changed_;  ///< A transaction, a card, a reader or the service has ended.
+  Condition changed_;         ///< A transaction, a card, a reader or the service has ended.
   Service service_ = Service::Running;
   bool usbShown_ = true;
   bool heldExclusively_ = false;

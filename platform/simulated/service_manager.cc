@@ -23,14 +23,24 @@ std::vector<platform::SERVICE_STATUS> ServiceManager::reports() const {
 
 bool ServiceManager::waitForState(std::uint32_t state) const {
   std::unique_lock guard(mutex_);
-  return changed_.wait_for(guard, std::chrono::seconds(10), [this, state] {
+  const auto isReported = [this, state] {
     return std::any_of(reports_.begin(), reports_.end(),
                        [state](const auto& report) { return report.dwCurrentState == state; });
-  });
+  };
+  return changed_.wait(guard, isReported, std::chrono::seconds(10));
 }
 
 void ServiceManager::dispatch(platform::ServiceMainFunction serviceMain) {
-  std::thread([serviceMain] { serviceMain(0, nullptr); }).detach();
+  // The service thread reads the entry before this operation can end.
+  const auto run = [](void* entry) -> std::uint32_t {
+    (*static_cast<platform::ServiceMainFunction*>(entry))(0, nullptr);
+    return 0;
+  };
+  if (virtualTime().isOn()) {
+    virtualTime().startThread(run, &serviceMain);
+  } else {
+    std::thread(run, &serviceMain).detach();
+  }
   std::unique_lock guard(mutex_);
   for (;;) {  // Until the service has stopped, however long it runs.
     changed_.wait(guard, [this] { return isStopped() || canDeliver(); });

@@ -2,13 +2,13 @@
 #ifndef KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
 #define KV500_PLATFORM_SIMULATED_SERVICE_MANAGER_H
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <vector>
 
 #include "platform/service_control.h"
+#include "platform/simulated/virtual_time.h"
 
 namespace simulated {
 
@@ -35,7 +35,7 @@ class ServiceManager {
   bool canDeliver() const;
 
   mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
+  mutable Condition changed_;
   platform::ServiceHandlerFunction handler_ = nullptr;
   std::deque<std::uint32_t> controls_;
   std::vector<platform::SERVICE_STATUS> reports_;

@@ -2,7 +2,6 @@
 #ifndef KV500_PLATFORM_SIMULATED_SESSIONS_H
 #define KV500_PLATFORM_SIMULATED_SESSIONS_H
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "platform/sessions.h"
+#include "platform/simulated/virtual_time.h"
 
 namespace simulated {
 
@@ -52,7 +52,7 @@ class Sessions {
 
  private:
   mutable std::mutex mutex_;
-  std::condition_variable released_;
+  Condition released_;
   std::vector<platform::Session> sessions_;
   std::string peerUser_ = user;
   std::vector<Notice> notices_;

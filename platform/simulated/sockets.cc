@@ -1,10 +1,13 @@
-// The machine's sockets. Each call can be told to fail. What a real machine refuses is refused.
+// The machine's sockets, or those of memory in virtual time. Each call can be told to fail. What a
+// real machine refuses is refused.
 #include "platform/sockets.h"
 
 #include <algorithm>
 
 #include "platform/host_handles.h"
 #include "platform/simulated/ledger.h"
+#include "platform/simulated/network.h"
+#include "platform/simulated/virtual_time.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
@@ -13,6 +16,7 @@ namespace {
 using simulated::ledger;
 using simulated::refuse;
 using simulated::world;
+namespace network = simulated::network;
 using Kind = simulated::Ledger::Kind;
 
 constexpr std::int32_t failed = -1;
@@ -21,6 +25,12 @@ constexpr std::int32_t versionNotSupported = 10092;  // WSAVERNOTSUPPORTED
 /// Whether a call on a socket must be carried out.
 bool passes(const char* operation, SOCKET socket, std::uint32_t detail = 0) {
   return !world().faults.take(operation, detail) && ledger().find(operation, Kind::Socket, socket);
+}
+
+/// Of two operations the one that fits the world's time.
+template <typename Operation>
+Operation& pick(Operation& ofMachine, Operation& ofMemory) {
+  return simulated::virtualTime().isOn() ? ofMemory : ofMachine;
 }
 
 SOCKET given(SOCKET socket) {
@@ -53,7 +63,7 @@ SOCKET socket(std::int32_t family, std::int32_t type, std::int32_t protocol) {
   if (family != AF_INET || type != SOCK_STREAM || protocol != 0) {
     return refuse("socket", "unknown kind of socket", INVALID_SOCKET);
   }
-  return given(host::socket(family, type, protocol));
+  return given(pick(host::socket, network::socket)(family, type, protocol));
 }
 
 std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
@@ -63,7 +73,7 @@ std::int32_t bind(SOCKET socket, const sockaddr_in& address) {
   if (address.sin_family != AF_INET) {
     return refuse("bind", "unknown address family", failed);
   }
-  const std::int32_t result = host::bind(socket, address);
+  const std::int32_t result = pick(host::bind, network::bind)(socket, address);
   if (result == 0) {
     // The detail of a socket is its port. htons also turns network byte order into host byte order.
     ledger().give(Kind::Socket, socket, htons(address.sin_port));
@@ -79,7 +89,7 @@ std::int32_t listen(SOCKET socket, std::int32_t backlog) {
   if (port == 0 || backlog <= 0) {
     return refuse("listen", "a socket without a port, or room for nobody", failed);
   }
-  const std::int32_t result = host::listen(socket, backlog);
+  const std::int32_t result = pick(host::listen, network::listen)(socket, backlog);
   if (result == 0 && world().onListening) {
     world().onListening(static_cast<std::uint16_t>(port));
   }
@@ -91,11 +101,12 @@ std::int32_t select(SOCKET socket, std::int32_t microseconds) {
     return failed;
   }
   return microseconds < 0 ? refuse("select", "a negative time", failed)
-                          : host::select(socket, microseconds);
+                          : pick(host::select, network::select)(socket, microseconds);
 }
 
 SOCKET accept(SOCKET socket) {
-  return passes("accept", socket) ? given(host::accept(socket)) : INVALID_SOCKET;
+  return passes("accept", socket) ? given(pick(host::accept, network::accept)(socket))
+                                  : INVALID_SOCKET;
 }
 
 std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
@@ -106,7 +117,7 @@ std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {
     return refuse("recv", "no buffer", failed);
   }
   std::fill_n(buffer, size, '?');  // The caller must own the whole buffer.
-  return host::recv(socket, buffer, size);
+  return pick(host::recv, network::recv)(socket, buffer, size);
 }
 
 std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
@@ -114,21 +125,22 @@ std::int32_t send(SOCKET socket, const char* bytes, std::int32_t size) {
     return failed;
   }
   return bytes == nullptr || size < 0 ? refuse("send", "no bytes", failed)
-                                      : host::send(socket, bytes, size);
+                                      : pick(host::send, network::send)(socket, bytes, size);
 }
 
 std::int32_t shutdown(SOCKET socket, std::int32_t how) {
   if (!passes("shutdown", socket)) {
     return failed;
   }
-  return how == SD_BOTH ? host::shutdown(socket, how)
+  return how == SD_BOTH ? pick(host::shutdown, network::shutdown)(socket, how)
                         : refuse("shutdown", "unknown direction", failed);
 }
 
 std::int32_t closesocket(SOCKET socket) {
   world().faults.take("closesocket");  // It can be held; the socket is given back in any case.
-  return ledger().takeBack("closesocket", Kind::Socket, socket) ? host::closesocket(socket)
-                                                                : failed;
+  return ledger().takeBack("closesocket", Kind::Socket, socket)
+             ? pick(host::closesocket, network::closesocket)(socket)
+             : failed;
 }
 
 }  // namespace platform

@@ -1,16 +1,18 @@
-// The machine's events, threads and mutexes. Each call can be told to fail. What a real machine
-// refuses is refused.
+// The machine's events, threads, mutexes and pauses. Each call can be told to fail. What a real
+// machine refuses is refused.
 #include "platform/threading.h"
 
 #include "platform/host.h"
 #include "platform/host_handles.h"
 #include "platform/simulated/ledger.h"
+#include "platform/simulated/virtual_time.h"
 #include "platform/simulated/world.h"
 
 namespace platform {
 namespace {
 
 using simulated::ledger;
+using simulated::virtualTime;
 using simulated::world;
 using Kind = simulated::Ledger::Kind;
 
@@ -49,7 +51,17 @@ std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
     SetLastError(simulated::errorInvalidHandle);
     return WAIT_FAILED;
   }
-  return host::WaitForSingleObject(handle, milliseconds);
+  if (!virtualTime().isOn()) {
+    return host::WaitForSingleObject(handle, milliseconds);
+  }
+  const bool isThread = virtualTime().isThread(handle);
+  const auto isOver = [handle, isThread] {
+    return isThread ? virtualTime().hasEnded(handle)
+                    : host::WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+  };
+  const auto limit = milliseconds == INFINITE ? simulated::VirtualTime::Limit()
+                                              : std::chrono::milliseconds(milliseconds);
+  return virtualTime().wait(isOver, limit) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }
 
 HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
@@ -59,7 +71,8 @@ HANDLE CreateThread(std::uint32_t (*function)(void*), void* argument) {
   if (function == nullptr) {
     return simulated::refuse("CreateThread", "no function", HANDLE{0});
   }
-  return given(Kind::Thread, host::CreateThread(function, argument));
+  return given(Kind::Thread, virtualTime().isOn() ? virtualTime().startThread(function, argument)
+                                                  : host::CreateThread(function, argument));
 }
 
 HANDLE CreateMutexA(bool, const char* name) {
@@ -75,8 +88,34 @@ bool CloseHandle(HANDLE handle) {
     SetLastError(simulated::errorInvalidHandle);
     return false;
   }
+  if (virtualTime().isThread(handle)) {
+    virtualTime().closeThread(handle);
+    return true;
+  }
   const bool isOfMemory = kind == Kind::Token || kind == Kind::Process;
   return isOfMemory || host::CloseHandle(handle);
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  simulated::pass(std::chrono::milliseconds(milliseconds));
+}
+
+void CriticalSection::lock() {
+  if (!virtualTime().isOn()) {
+    mutex_.lock();
+    return;
+  }
+  const auto isFree = [this] {
+    const std::unique_lock<std::mutex> attempt(mutex_, std::try_to_lock);
+    return attempt.owns_lock();
+  };
+  while (!mutex_.try_lock()) {  // More than one round only if another thread was faster.
+    virtualTime().wait(isFree, {});
+  }
+}
+
+void CriticalSection::unlock() {
+  mutex_.unlock();
 }
 
 }  // namespace platform

@@ -48,7 +48,7 @@ bool host::CloseHandle(HANDLE handle) {
   return handle != 0 && ::CloseHandle(toNative(handle));
 }
 
-void Sleep(std::uint32_t milliseconds) {
+void host::Sleep(std::uint32_t milliseconds) {
   ::Sleep(milliseconds);
 }
 

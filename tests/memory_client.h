@@ -1,0 +1,33 @@
+// A client of the service in virtual time.
+#ifndef KV500_TESTS_MEMORY_CLIENT_H
+#define KV500_TESTS_MEMORY_CLIENT_H
+
+#include <string>
+
+#include "platform/simulated/network.h"
+
+namespace kv500 {
+
+/// Everything that arrives until the other side closes.
+inline std::string receiveAll(platform::SOCKET socket) {
+  std::string text;
+  char buffer[4096];
+  std::int32_t length = 0;
+  while ((length = simulated::network::recv(socket, buffer, sizeof(buffer))) > 0) {
+    text.append(buffer, static_cast<std::size_t>(length));
+  }
+  return text;
+}
+
+/// The whole answer to a request; empty if there is none.
+inline std::string askPort(std::uint16_t port, const std::string& request) {
+  const platform::SOCKET socket = simulated::network::connect(port);
+  simulated::network::send(socket, request.data(), static_cast<std::int32_t>(request.size()));
+  const std::string answer = receiveAll(socket);
+  simulated::network::closesocket(socket);
+  return answer;
+}
+
+}  // namespace kv500
+
+#endif
