@@ -2,8 +2,8 @@
 #include "check/looks.h"
 #include "check/pcsc_look.h"
 #include "check/texts.h"
+#include "platform/hex_text.h"
 #include "platform/inspection.h"
-#include "support/hex_text.h"
 
 namespace check {
 namespace {
@@ -65,7 +65,7 @@ Findings judgeReader(const std::string& reader, const ReaderFacts& facts,
   if (!trouble) {
     return {{Level::Fail, texts::cardTransaction, texts::cardHeldAdvice}};
   }
-  return trouble->empty() ? Findings{{Level::Ok, {texts::cardIn, {kv500::hexText(facts.atr)}}}}
+  return trouble->empty() ? Findings{{Level::Ok, {texts::cardIn, {platform::hexText(facts.atr)}}}}
                           : *trouble;
 }
 

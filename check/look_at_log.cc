@@ -64,10 +64,10 @@ Findings judgeLines(const std::vector<LogLine>& lines) {
   return findings;
 }
 
-Findings judgeAbsence(const Folder& folder, const platform::ServiceFacts& service) {
+Findings judgeAbsence(const Folder& folder, const Services& services) {
   const std::string folderText = platform::toUtf8(folder.path);
-  const bool shouldBeThere = service.state == platform::ServiceFacts::State::Running &&
-                             service.program.parent_path() == folder.path;
+  const bool shouldBeThere = services.kv500.state == platform::ServiceFacts::State::Running &&
+                             isServiceIn(folder, services);
   return {
       shouldBeThere
           ? Finding{Level::Fail, {texts::logUnwritable, {folderText}}, texts::logUnwritableAdvice}
@@ -82,7 +82,7 @@ Findings lookAtLog(const Folder& folder, const Services& services) {
     return {{Level::Warn, texts::logHidden, texts::logUnreadableAdvice}};
   }
   if (facts.kind == Kind::Absent && !facts.unwritable) {
-    return judgeAbsence(folder, services.kv500);
+    return judgeAbsence(folder, services);
   }
   if (facts.kind == Kind::Folder || facts.kind == Kind::Other || facts.unwritable) {
     return {{Level::Fail,

@@ -70,6 +70,12 @@ Services askServiceManager() {
           platform::inspectService(platform::InspectedService::SmartCard)};
 }
 
+bool isServiceIn(const Folder& folder, const Services& services) {
+  const auto other = services.kv500.program.parent_path();
+  std::error_code error;  // The same folder may have several names.
+  return other == folder.path || std::filesystem::equivalent(other, folder.path, error);
+}
+
 Findings lookAtService(const Folder& folder, const Services& services) {
   const ServiceFacts& facts = services.kv500;
   const std::string folderText = platform::toUtf8(folder.path);
@@ -85,7 +91,7 @@ Findings lookAtService(const Folder& folder, const Services& services) {
     return {{Level::Fail, texts::serviceAbsent, texts::serviceAbsentAdvice}};
   }
   Findings findings;
-  const bool isElsewhere = !facts.program.empty() && facts.program.parent_path() != folder.path;
+  const bool isElsewhere = !facts.program.empty() && !isServiceIn(folder, services);
   if (isElsewhere) {
     findings.push_back({Level::Warn,
                         {texts::serviceElsewhere, {folderText, platform::toUtf8(facts.program)}},

@@ -200,8 +200,7 @@ Findings lookAtSettings(const Folder& folder, const Services& services, WorkingS
                           {texts::settingsTooLarge, {std::to_string(facts.size)}},
                           texts::settingsNoFileAdvice}});
   }
-  const bool isTheServices = services.kv500.program.parent_path() == folder.path;
-  if (isTheServices && !facts.readableForService) {
+  if (!facts.readableForService && isServiceIn(folder, services)) {
     return withDefaults({{Level::Fail, texts::settingsNotForService, texts::settingsRightsAdvice}});
   }
   return judgeContent(content, settings.values);

@@ -31,6 +31,9 @@ struct Services {
 };
 Services askServiceManager();
 
+/// Whether the installed service lies in the folder.
+bool isServiceIn(const Folder& folder, const Services& services);
+
 Findings lookAtService(const Folder& folder, const Services& services);
 /// `settings` becomes what the service works with.
 Findings lookAtSettings(const Folder& folder, const Services& services, WorkingSettings& settings);

@@ -132,7 +132,9 @@ std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
     const auto program = service.empty() ? platform::GetModuleFileNameW() : service;
     return Folder{program.parent_path()};
   }
-  const auto asGiven = platform::fromUtf8(*given);
+  std::error_code error;  // The path is empty then, which is no folder.
+  const auto asGiven =
+      std::filesystem::absolute(platform::fromUtf8(*given), error).lexically_normal();
   // Without a separator at its end.
   const auto path = asGiven.has_filename() ? asGiven : asGiven.parent_path();
   const auto facts =

@@ -9,17 +9,21 @@ namespace check::texts {
 // What all looks share.
 inline constexpr Phrase noAnswerInTime{"no answer within 3 s", "keine Antwort innerhalb von 3 s"};
 inline constexpr Phrase noAnswerAdvice{
-    "What is asked here hangs; its own log, or a restart of the machine, tells more.",
-    "Was hier gefragt wird, hängt; mehr sagen sein eigenes Protokoll oder ein Neustart des "
-    "Rechners."};
+    "This part of the system hangs. Restart the machine; if that does not help, look into that "
+    "part's own log.",
+    "Dieser Teil des Systems hängt. Starten Sie den Rechner neu; hilft das nicht, sehen Sie in "
+    "dessen eigenes Protokoll."};
 
 // service
 inline constexpr Phrase serviceRuns{"installed and running (process {0}, as {1})",
                                     "installiert und läuft (Prozess {0}, als {1})"};
 inline constexpr Phrase serviceUnknown{"the service manager does not say whether the service runs",
                                        "die Dienstverwaltung sagt nicht, ob der Dienst läuft"};
-inline constexpr Phrase serviceUnknownAdvice{"Ask it by hand, as an administrator.",
-                                             "Fragen Sie sie von Hand, als Administrator."};
+inline constexpr Phrase serviceUnknownAdvice{
+    "Ask it as an administrator: on Windows, sc query KV500Service; on Linux, systemctl status "
+    "kv500service",
+    "Fragen Sie sie als Administrator: unter Windows sc query KV500Service, unter Linux systemctl "
+    "status kv500service"};
 inline constexpr Phrase serviceAbsent{"the service KV500Service is not installed",
                                       "der Dienst KV500Service ist nicht installiert"};
 inline constexpr Phrase serviceAbsentAdvice{
@@ -91,8 +95,8 @@ inline constexpr Phrase settingsUnreadableAdvice{
     "either.",
     "Führen Sie dies als Administrator aus; bleibt es dabei, kann auch der Dienst die Datei nicht "
     "lesen."};
-inline constexpr Phrase settingsNotForService{
-    "config.txt can't be read by the service", "der Dienst darf config.txt nicht lesen"};
+inline constexpr Phrase settingsNotForService{"config.txt can't be read by the service",
+                                              "der Dienst darf config.txt nicht lesen"};
 inline constexpr Phrase settingsRightsAdvice{
     "Make it a file of root: chown root: config.txt; then start the service again.",
     "Machen Sie root zum Besitzer: chown root: config.txt; starten Sie dann den Dienst neu."};
@@ -129,8 +133,8 @@ inline constexpr Phrase settingsBadGuard{
     "{0}: \"{1}\" ist kein gültiger Wert; die Einstellung gilt als nicht gesetzt, also bekommen "
     "alle eine Antwort"};
 inline constexpr Phrase settingsBadHost{
-    "AllowHost: \"{0}\" is no host name; no request can carry it",
-    "AllowHost: \"{0}\" ist kein Rechnername; keine Anfrage kann ihn tragen"};
+    "AllowHost: \"{0}\" is no host name; no request fits it",
+    "AllowHost: \"{0}\" ist kein Rechnername; keine Anfrage passt dazu"};
 inline constexpr Phrase settingsHostAdvice{
     "Write names with commas between them, such as 127.0.0.1,localhost",
     "Schreiben Sie Namen mit Kommas dazwischen, etwa 127.0.0.1,localhost"};
@@ -139,8 +143,8 @@ inline constexpr Phrase settingsPortAdvice{
     "Schreiben Sie eine Zahl von 1024 bis 32766, ohne Leerzeichen."};
 inline constexpr Phrase settingsSwitchAdvice{"Write yes or no, without blanks.",
                                              "Schreiben Sie yes oder no, ohne Leerzeichen."};
-inline constexpr Phrase settingsMisspelt{"{0}: did you mean {1}? It is no setting as it stands",
-                                         "{0}: meinten Sie {1}? So ist es keine Einstellung"};
+inline constexpr Phrase settingsMisspelt{"{0}: did you mean {1}? {0} is no setting",
+                                         "{0}: meinten Sie {1}? {0} ist keine Einstellung"};
 inline constexpr Phrase settingsCase{"{0}: names are case-sensitive, {1}",
                                      "{0}: bei Namen zählt Groß- und Kleinschreibung, {1}"};
 inline constexpr Phrase settingsBlanks{
@@ -185,21 +189,22 @@ inline constexpr Phrase accessUnknown{
     "welche Seiten die Antworten lesen dürfen, ist nicht bekannt, weil config.txt nicht gelesen "
     "werden konnte"};
 inline constexpr Phrase accessAdvice{
-    "Write the one origin of the web application: scheme, host and, unless it is the usual one, "
+    "Write behind AllowOrigin= the one origin of the web application: scheme, host and, unless it "
+    "is the usual one, "
     "port, in small "
     "letters, with nothing behind, such as https://practice.example",
-    "Schreiben Sie den einen Ursprung der Webanwendung: Schema, Rechnername und, falls nicht der "
-    "übliche, Port, in "
+    "Tragen Sie hinter AllowOrigin= den Ursprung der Webanwendung ein: Schema, Rechnername und, "
+    "wenn es nicht der übliche ist, der Port; in "
     "Kleinbuchstaben und ohne etwas dahinter, etwa https://praxis.example"};
 
 // port
 inline constexpr Phrase portServed{"the service listens on 127.0.0.1:{0}",
-                                   "der Dienst hört auf 127.0.0.1:{0}"};
+                                   "der Dienst lauscht auf 127.0.0.1:{0}"};
 inline constexpr Phrase portSomebody{
     "somebody listens on 127.0.0.1:{0}; who, only an administrator can see",
-    "jemand hört auf 127.0.0.1:{0}; wer, sieht nur ein Administrator"};
+    "auf 127.0.0.1:{0} lauscht ein Programm; welches, sieht nur ein Administrator"};
 inline constexpr Phrase portNobody{"nobody listens on 127.0.0.1:{0}",
-                                   "niemand hört auf 127.0.0.1:{0}"};
+                                   "kein Programm lauscht auf 127.0.0.1:{0}"};
 inline constexpr Phrase portNobodyAdvice{
     "Start the service. If it runs, it waits for somebody to close a message box, or config.txt "
     "has changed since "
@@ -211,8 +216,9 @@ inline constexpr Phrase portAssumed{
     "not known, because config.txt could not be read; what follows is about the default, {0}",
     "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt der Vorgabe, "
     "{0}"};
-inline constexpr Phrase portRefused{"browsers refuse port {0}: no page can reach the service",
-                                    "Browser verweigern Port {0}: keine Seite erreicht den Dienst"};
+inline constexpr Phrase portRefused{
+    "browsers refuse port {0}: no page can reach the service",
+    "Browser lassen Port {0} nicht zu: keine Seite erreicht den Dienst"};
 inline constexpr Phrase portRefusedAdvice{
     "Choose another port with Port= in config.txt and in the web application.",
     "Wählen Sie mit Port= in config.txt und in der Webanwendung einen anderen Port."};
@@ -226,14 +232,16 @@ inline constexpr Phrase portReservedAdvice{
     "Als Administrator: net stop winnat, dann netsh interface ipv4 add excludedportrange "
     "protocol=tcp "
     "startport={0} numberofports=1, dann net start winnat; oder wählen Sie einen anderen Port."};
-inline constexpr Phrase portTaken{"another program listens on 127.0.0.1:{0}: {1} (process {2})",
-                                  "ein anderes Programm hört auf 127.0.0.1:{0}: {1} (Prozess {2})"};
+inline constexpr Phrase portTaken{
+    "another program listens on 127.0.0.1:{0}: {1} (process {2})",
+    "ein anderes Programm lauscht auf 127.0.0.1:{0}: {1} (Prozess {2})"};
 inline constexpr Phrase portTakenAdvice{
     "End that program, or choose another port with Port= in config.txt and in the web application.",
     "Beenden Sie dieses Programm, oder wählen Sie mit Port= in config.txt und in der Webanwendung "
     "einen anderen Port."};
-inline constexpr Phrase portLocalhost{"another program listens on [::1]:{0}: {1} (process {2})",
-                                      "ein anderes Programm hört auf [::1]:{0}: {1} (Prozess {2})"};
+inline constexpr Phrase portLocalhost{
+    "another program listens on [::1]:{0}: {1} (process {2})",
+    "ein anderes Programm lauscht auf [::1]:{0}: {1} (Prozess {2})"};
 inline constexpr Phrase portLocalhostAdvice{
     "A page that asks \"localhost\" may reach that program; have it ask 127.0.0.1.",
     "Eine Seite, die \"localhost\" fragt, erreicht womöglich dieses Programm; lassen Sie sie "
@@ -359,7 +367,7 @@ inline constexpr Phrase smartcardFailsAdvice{"Start it again as an administrator
 inline constexpr Phrase readersOne{"{0}", "{0}"};
 inline constexpr Phrase readersNone{"no reader at all", "überhaupt kein Kartenleser"};
 inline constexpr Phrase readersOthers{"no KV500 reader; there are others: {0}",
-                                      "kein Leser KV500; andere sind da: {0}"};
+                                      "kein KV500-Kartenleser; andere sind da: {0}"};
 inline constexpr Phrase readersNoneAdvice{
     "Plug the reader in, and see that its driver is installed. Over a remote connection the "
     "readers of the other "
@@ -367,10 +375,11 @@ inline constexpr Phrase readersNoneAdvice{
     "Stecken Sie den Leser ein und prüfen Sie, ob sein Treiber installiert ist. Über eine "
     "Fernverbindung werden "
     "womöglich die Leser des anderen Rechners gezeigt."};
-inline constexpr Phrase readersSeveral{"several KV500 readers: {0}", "mehrere Leser KV500: {0}"};
+inline constexpr Phrase readersSeveral{"several KV500 readers: {0}",
+                                       "mehrere KV500-Kartenleser: {0}"};
 inline constexpr Phrase oneReaderAdvice{
     "Unplug all but one; with several none is used.",
-    "Stecken Sie alle bis auf einen aus; bei mehreren wird keiner benutzt."};
+    "Ziehen Sie alle bis auf einen ab; bei mehreren wird keiner benutzt."};
 inline constexpr Phrase readersNoUsb{"{0} is there by its name, but no USB device of that kind is",
                                      "{0} ist dem Namen nach da, aber kein USB-Gerät dieser Art"};
 inline constexpr Phrase readersNoUsbAdvice{
@@ -404,13 +413,13 @@ inline constexpr Phrase usbNoDriverAdvice{"Install the reader's driver.",
                                           "Installieren Sie den Treiber des Lesers."};
 
 // card
-inline constexpr Phrase cardIn{"a card is in, ATR {0}", "eine Karte steckt, ATR {0}"};
+inline constexpr Phrase cardIn{"a card is in, ATR {0}", "eine Karte steckt im Leser, ATR {0}"};
 inline constexpr Phrase cardNone{"no card in the reader", "keine Karte im Leser"};
 inline constexpr Phrase cardNoneAdvice{"Put a card in.", "Stecken Sie eine Karte ein."};
 inline constexpr Phrase cardMute{"the card does not answer", "die Karte antwortet nicht"};
 inline constexpr Phrase cardMuteAdvice{
-    "Put it in with the chip in front and facing up; clean it; try another card.",
-    "Stecken Sie sie mit dem Chip nach vorn und oben ein; reinigen Sie sie; versuchen "
+    "Put it in with the chip first and facing up; clean it; try another card.",
+    "Stecken Sie sie mit dem Chip voran und nach oben ein; reinigen Sie sie; versuchen "
     "Sie eine andere Karte."};
 inline constexpr Phrase cardExclusive{"another program holds the card for itself alone",
                                       "ein anderes Programm hält die Karte für sich allein"};
@@ -424,8 +433,8 @@ inline constexpr Phrase cardFails{"the card can't be looked at (0x{0})",
                                   "die Karte ist nicht ansprechbar (0x{0})"};
 inline constexpr Phrase cardFailsAdvice{"Take it out and put it in again.",
                                         "Nehmen Sie sie heraus und stecken Sie sie wieder ein."};
-inline constexpr Phrase cardNoReader{"not exactly one reader to look into",
-                                     "nicht genau ein Leser, in den zu sehen wäre"};
+inline constexpr Phrase cardNoReader{"not looked at: there is not exactly one KV500 reader",
+                                     "nicht geprüft: es ist nicht genau ein KV500-Kartenleser da"};
 inline constexpr Phrase seeReaders{"See the line \"readers\".", "Siehe die Zeile \"readers\"."};
 
 // session
@@ -488,9 +497,9 @@ inline constexpr Phrase reportNothing{
     "(not there, or not readable with this user's rights)",
     "(nicht da oder mit den Rechten dieses Benutzers nicht lesbar)"};
 inline constexpr Phrase reportUnwritable{"can't write the file {0}",
-                                         "kann die Datei {0} nicht schreiben"};
+                                         "die Datei {0} lässt sich nicht schreiben"};
 inline constexpr Phrase outputUnwritable{"can't write to the standard output",
-                                         "kann nicht auf die Standardausgabe schreiben"};
+                                         "die Standardausgabe lässt sich nicht schreiben"};
 inline constexpr Phrase noFolder{"{0} is no folder", "{0} ist kein Ordner"};
 inline constexpr Phrase needsValue{"{0} needs a value", "{0} braucht einen Wert"};
 inline constexpr Phrase badLanguage{"--language takes de or en, not {0}",

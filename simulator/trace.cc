@@ -3,12 +3,12 @@
 #include <fstream>
 #include <memory>
 
+#include "platform/hex_text.h"
 #include "simulator/path.h"
-#include "support/hex_text.h"
 
 namespace simulator {
 
-using kv500::hexText;
+using platform::hexText;
 std::string traceLines(const simulated::Bytes& command,
                        const std::optional<simulated::Bytes>& response) {
   return "> " + hexText(command) + "\n< " + (response ? hexText(*response) : "fail") + "\n";

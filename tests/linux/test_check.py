@@ -25,7 +25,7 @@ LIMIT = 10.0  # Seconds for everything, whatever hangs.
 class CheckTest(MachineTest):
     def setUp(self):
         self.machine = self.workstation()
-        shutil.copy(BUILD / "kv500-check", self.machine.folder)
+        shutil.copy(BUILD / "kv500-check", self.machine.bin)
         self.machine.script(self.machine.bin / "systemctl",
                             SYSTEMCTL.format(folder=self.machine.base))
         self.machine.configure(AllowOrigin="https://practice.example")
@@ -53,7 +53,7 @@ class CheckTest(MachineTest):
                        "UMOCKDEV_DIR": self.machine.usb.get_root_dir(),
                        "LD_PRELOAD": "libumockdev-preload.so.0"}
         begin = time.monotonic()
-        result = subprocess.run([self.machine.folder / "kv500-check", *options], env=environment,
+        result = subprocess.run([self.machine.bin / "kv500-check", *options], env=environment,
                                 capture_output=True, timeout=30, **start)
         self.seconds = time.monotonic() - begin
         self.output = result.stdout.decode()
@@ -157,7 +157,9 @@ class CheckTest(MachineTest):
         log = self.machine.folder / "log.txt"
         for make, text in [
                 (lambda: os.truncate(config, 100_000_000), "fail config.txt has 100000000 bytes"),
-                (lambda: os.truncate(config, 1000), "fail the whole of config.txt counts for nothing"),
+                (lambda: os.truncate(config, 1000), "fail the whole of config.txt counts for nothing: line 2"),
+                (lambda: os.chown(config, USER_ID, -1) or config.chmod(0o600),
+                 "fail config.txt can't be read by the service"),
                 (lambda: (config.unlink(), os.mkfifo(config)), "fail config.txt is no ordinary file"),
                 (lambda: (config.unlink(), config.mkdir()), "fail config.txt is no ordinary file")]:
             make()
@@ -191,6 +193,34 @@ class CheckTest(MachineTest):
         threading.Thread(target=talk_for_ever, daemon=True).start()
         self.check()  # The service first answers clients that have gone.
         self.expect({"answer": "fail what answers is not the service: ?[2J garbage"})
+
+    def test_the_address_of_a_listener(self):
+        mine = f"(process {os.getpid()})"
+        for address, only_ipv6, text in [
+                ("127.0.0.2", False, "fail nobody listens"), ("0.0.0.0", False, mine),
+                ("::ffff:127.0.0.1", False, mine), ("::ffff:0.0.0.0", False, mine),
+                ("::", False, "fail another program listens on 127.0.0.1"),
+                ("::", True, "fail nobody listens"), ("::", True, "warn another program listens on [::1]"),
+                ("::1", False, "warn another program listens on [::1]")]:
+            family = socket.AF_INET6 if ":" in address else socket.AF_INET
+            with socket.socket(family) as listener, self.subTest(address):
+                listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, True)
+                if family == socket.AF_INET6:
+                    listener.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, only_ipv6)
+                listener.bind((address, 5724))
+                listener.listen()
+                self.expect({"port": text})
+
+    def test_what_this_user_may_not_know(self):
+        self.start()
+        self.machine.folder.chmod(0o700)
+        _, found = self.check(user=USER_ID, group=GROUP_ID, extra_groups=[])
+        for name, text in {
+                "settings": "warn this user has no right to look into the folder",
+                "access": "warn which pages may read the answers is not known",
+                "port": "about the default, 5724\nok somebody listens", "answer": "ok ",
+                "log": "warn this user has no right"}.items():
+            self.assertIn(text, found[name], self.output)
 
     def test_wait(self):
         self.start()

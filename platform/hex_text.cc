@@ -1,6 +1,6 @@
-#include "support/hex_text.h"
+#include "platform/hex_text.h"
 
-namespace kv500 {
+namespace platform {
 
 std::string hexText(const std::vector<std::uint8_t>& bytes) {
   constexpr char digits[] = "0123456789ABCDEF";
@@ -13,4 +13,4 @@ std::string hexText(const std::vector<std::uint8_t>& bytes) {
   return text;
 }
 
-}  // namespace kv500
+}  // namespace platform
