@@ -9,6 +9,7 @@
 namespace simulator {
 
 using platform::hexText;
+
 std::string traceLines(const simulated::Bytes& command,
                        const std::optional<simulated::Bytes>& response) {
   return "> " + hexText(command) + "\n< " + (response ? hexText(*response) : "fail") + "\n";

@@ -28,6 +28,7 @@ class CheckTest(ServiceTest):
         return code
 
     def test_before_and_behind_the_start(self):
+        self.assertLess((BUILD / "kv500-check.exe").stat().st_size, 1_500_000)
         self.assertEqual(self.expect({
             "service": "fail the service KV500Service is not installed", "port": "fail nobody listens",
             "answer": "fail no connection", "log": "warn no log.txt"}), 2)
