@@ -17,6 +17,7 @@ using kv500::ConfigFile;
 using kv500::Settings;
 
 constexpr std::uint64_t largestFile = std::uint64_t{1} << 20;  // What the service reads.
+constexpr std::size_t mostUnknown = 20;                        // Names that are told one by one.
 constexpr std::size_t longestLine = 80;  // Bytes of a faulty line that are shown.
 const std::string byteOrderMark = "\xEF\xBB\xBF";
 
@@ -119,12 +120,18 @@ Findings judgeValues(const ConfigFile& config, Settings& settings) {
   for (const std::string& key : kv500::readSettings(config, settings)) {
     findings.push_back(judgeBadValue(key, config.values().at(key)));
   }
+  std::size_t unknown = 0;
   for (const auto& [name, value] : config.values()) {
     if (name.starts_with(byteOrderMark)) {
       findings.push_back({Level::Fail, texts::settingsBom, texts::settingsEncodingAdvice});
-    } else if (!isSetting(name)) {
+    } else if (!isSetting(name) && ++unknown <= mostUnknown) {
       findings.push_back(judgeUnknownName(name));
     }
+  }
+  if (unknown > mostUnknown) {
+    findings.push_back({Level::Warn,
+                        {texts::settingsManyUnknown, {std::to_string(unknown - mostUnknown)}},
+                        texts::settingsNameAdvice});
   }
   judgeHosts(settings, findings);
   judgeBrowser(settings, findings);

@@ -151,6 +151,8 @@ inline constexpr Phrase settingsBlanks{
     "{0}: there are blanks around the \"=\" of {1}, so that it is no setting",
     "{0}: um das \"=\" von {1} stehen Leerzeichen; so ist es keine Einstellung"};
 inline constexpr Phrase settingsUnknown{"{0} is no setting", "{0} ist keine Einstellung"};
+inline constexpr Phrase settingsManyUnknown{"{0} more names are no settings",
+                                            "{0} weitere Namen sind keine Einstellungen"};
 inline constexpr Phrase settingsNameAdvice{
     "Correct the name and start the service again.",
     "Berichtigen Sie den Namen und starten Sie den Dienst neu."};
