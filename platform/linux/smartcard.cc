@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/inspection.h"
+#include "platform/threading.h"
 
 namespace platform {
 namespace {
@@ -36,10 +37,16 @@ bool isDaemonGone(std::uint32_t result) {
          result == code(SCARD_F_COMM_ERROR);
 }
 
+/// pcsc-lite's result if the daemon closes the connection without an answer. That is how it refuses
+/// a user, but also what a daemon does that is killed in the middle of a question.
+bool isHungUp(std::uint32_t result) {
+  return result == code(SCARD_W_SECURITY_VIOLATION);
+}
+
 /// The result of an operation on a context or a connection. There was a daemon when these were
 /// made.
 std::uint32_t resultOf(::LONG result) {
-  return isDaemonGone(code(result)) ? seamServiceStopped : code(result);
+  return isDaemonGone(code(result)) || isHungUp(code(result)) ? seamServiceStopped : code(result);
 }
 
 std::uint32_t toSeamProtocol(::DWORD protocol) {
@@ -87,8 +94,14 @@ template <typename Call>
 }  // namespace
 
 std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context) {
+  constexpr int tries = 3;              // A daemon that refuses us does so each time.
+  constexpr std::uint32_t pause = 100;  // Milliseconds.
   ::SCARDCONTEXT native = 0;
-  const std::uint32_t result = code(::SCardEstablishContext(scope, nullptr, nullptr, &native));
+  std::uint32_t result = code(::SCardEstablishContext(scope, nullptr, nullptr, &native));
+  for (int i = 1; i < tries && isHungUp(result); ++i) {
+    Sleep(pause);
+    result = code(::SCardEstablishContext(scope, nullptr, nullptr, &native));
+  }
   if (isDaemonGone(result)) {
     return seamNoService;
   }
@@ -115,8 +128,10 @@ std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint3
                             std::uint32_t& activeProtocol) {
   ::SCARDHANDLE nativeCard = 0;
   ::DWORD nativeProtocol = 0;
-  const auto result = resultOf(::SCardConnect(toNative(context), reader, shareMode,
-                                              preferredProtocols, &nativeCard, &nativeProtocol));
+  const std::uint32_t given = code(::SCardConnect(
+      toNative(context), reader, shareMode, preferredProtocols, &nativeCard, &nativeProtocol));
+  // Here the daemon may also answer that this user must not use the card.
+  const std::uint32_t result = isHungUp(given) ? given : resultOf(static_cast<::LONG>(given));
   if (result == SCARD_S_SUCCESS) {
     card = static_cast<SCARDHANDLE>(nativeCard);
     activeProtocol = toSeamProtocol(nativeProtocol);

@@ -2,12 +2,13 @@
 somebody else."""
 import pathlib
 import signal
+import socket
 import threading
 import time
 
 from isolation import run_isolated
-from machine import MachineTest
-from common import CARD, NO_READER, READ_FAILED, STARTED, read_answer, wait_until
+from machine import DAEMON_SOCKET, MachineTest
+from common import CARD, NO_READER, READ_FAILED, STARTED, STARTING, read_answer, wait_until
 
 
 class DaemonTest(MachineTest):
@@ -39,6 +40,20 @@ class DaemonTest(MachineTest):
         self.assertEqual(answers, [READ_FAILED])
         machine.wait_for_status(CARD, 5)
         self.assertEqual(machine.ask("read"), read_answer("mustermann"))
+
+    def test_killed_in_the_middle_of_the_first_question(self):
+        machine = self.workstation()
+        machine.allow_daemon_start()
+        machine.plug()
+        machine.insert("mustermann")
+        with socket.socket(socket.AF_UNIX) as dying:
+            dying.bind(str(DAEMON_SOCKET))
+            dying.listen()
+            machine.start_service()
+            dying.accept()[0].close()
+            DAEMON_SOCKET.unlink()
+        machine.wait_for_status(CARD, 5)
+        self.assertEqual(machine.log(), [STARTED, STARTING])
 
     def test_nothing_leaks_over_many_restarts(self):
         def descriptors():
