@@ -26,6 +26,8 @@ std::string xmlToJson(const std::string& xml) {
     return "";
   }
   std::ostringstream stream;
+  // Otherwise the stream would swallow a lack of memory and lose text.
+  stream.exceptions(std::ios::badbit);
   if (const tinyxml2::XMLElement* root = document.FirstChildElement()) {
     writeElements(stream, root->FirstChildElement());
   }

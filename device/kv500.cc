@@ -1,5 +1,6 @@
 #include "device/kv500.h"
 
+#include "platform/program.h"
 #include "platform/sockets.h"
 #include "support/log.h"
 #include "support/log_texts.h"
@@ -9,8 +10,10 @@ namespace kv500 {
 KV500::KV500(PcscService* owner) : Device("KV500", owner) {
   readSettings();
   const auto run = [](void* self) { static_cast<KV500*>(self)->cardCheckLoop(); };
-  // Without the watcher the actions still check the card themselves; only no browser is started.
-  cardCheckThread.start(run, this);
+  if (!cardCheckThread.start(run, this)) {
+    // The actions still check the card themselves.
+    platform::tellStarter("Could not start the card watcher: no browser will be started");
+  }
 }
 
 KV500::~KV500() {

@@ -88,6 +88,7 @@ class KV500 final : public Device, private Settings {
 
   // Card watcher: kv500_watcher.cc.
   void cardCheckLoop();
+  void pollCard(std::uint32_t& absentPolls) EXCLUDES(deviceLock);
   void announceCard() REQUIRES(deviceLock);
   bool startBrowser(const std::string& cardId);
 

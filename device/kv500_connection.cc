@@ -3,10 +3,10 @@
 //
 // If a reader has gone, a call fails here. The PC/SC thread only attaches readers.
 #include <array>
-#include <sstream>
 
 #include "device/kv500.h"
 #include "device/pcsc_service.h"
+#include "support/hex_text.h"
 #include "support/log.h"
 
 namespace kv500 {
@@ -64,9 +64,7 @@ void KV500::openConnection() {
   } else if (result == platform::SCARD_W_REMOVED_CARD || result == platform::SCARD_E_NO_SMARTCARD) {
     dropCard(true);
   } else {
-    std::ostringstream text;
-    text << "Could not connect to card \"" << readerName << "\": Error 0x" << std::hex << result;
-    logMessage(text.str(), "");
+    logMessage("Could not connect to card \"" + readerName + "\": Error 0x" + hexText(result), "");
     dropCard(false);
   }
 }

@@ -1,4 +1,6 @@
 // The way from the accepted connection to the action, and the sending of answers.
+#include <new>
+
 #include "device/kv500.h"
 #include "frontend/allowed_hosts.h"
 #include "frontend/http_request.h"
@@ -20,6 +22,8 @@ void KV500::handleConnection(TcpSocket& client) {
     handleRequest(text, client);
   } catch (const std::string& failure) {
     requestLog.write("Exception: " + failure);
+  } catch (const std::bad_alloc&) {
+    throw;  // The worker tells of it.
   } catch (...) {
     // Without a text there is nothing to log; the client sees that the connection is closed.
   }

@@ -1,11 +1,14 @@
 // Polls the card, so that the state of reader and card is known even if no client asks. Starts a
 // browser when a new card is inserted.
+#include <memory>
+
 #include "card/card_kind.h"
 #include "card/insurance_data.h"
 #include "device/browser_command.h"
 #include "device/kv500.h"
 #include "platform/sessions.h"
 #include "support/active_session.h"
+#include "support/memory_shortage.h"
 
 namespace kv500 {
 namespace {
@@ -14,19 +17,29 @@ constexpr std::uint32_t pollInterval = 250;  // Milliseconds.
 /// Polls without a card before the next card counts as new. After fewer, the card was only moved.
 constexpr std::uint32_t newCardPolls = 5;
 
-/// A primary token of the user in the active session; the caller closes it. 0 if there is none.
-platform::HANDLE activeUserToken() {
-  const auto session = findActiveSession();
-  platform::HANDLE token = 0;
-  if (!session || !platform::WTSQueryUserToken(*session, token)) {
-    return 0;
+/// Closes a handle at the end of its scope.
+class ScopedHandle {
+ public:
+  ScopedHandle() = default;
+  ~ScopedHandle() {
+    if (value != 0) {
+      platform::CloseHandle(value);
+    }
   }
-  platform::HANDLE primary = 0;
-  const bool duplicated =
-      platform::DuplicateTokenEx(token, platform::TOKEN_ALL_ACCESS, platform::SecurityImpersonation,
-                                 platform::TokenPrimary, primary);
-  platform::CloseHandle(token);
-  return duplicated ? primary : 0;
+  ScopedHandle(const ScopedHandle&) = delete;
+  ScopedHandle& operator=(const ScopedHandle&) = delete;
+
+  platform::HANDLE value = 0;  ///< 0: nothing to close.
+};
+
+/// Gets a primary token of the user in the active session. False if there is none.
+bool findActiveUser(ScopedHandle& primary) {
+  const auto session = findActiveSession();
+  ScopedHandle token;
+  return session && platform::WTSQueryUserToken(*session, token.value) &&
+         platform::DuplicateTokenEx(token.value, platform::TOKEN_ALL_ACCESS,
+                                    platform::SecurityImpersonation, platform::TokenPrimary,
+                                    primary.value);
 }
 
 }  // namespace
@@ -38,16 +51,20 @@ void KV500::cardCheckLoop() {
     if (stopRequested) {
       return;
     }
-    requestLog.reportDropped();
-    const ScopedLock guard(deviceLock);
-    updateCardState();
-    if (!cardConnected) {
-      ++absentPolls;
-    } else if (absentPolls >= newCardPolls) {
-      absentPolls = 0;
-      if (callBrowser) {
-        announceCard();
-      }
+    outlastShortage([this, &absentPolls] { pollCard(absentPolls); });
+  }
+}
+
+void KV500::pollCard(std::uint32_t& absentPolls) {
+  requestLog.reportDropped();
+  const ScopedLock guard(deviceLock);
+  updateCardState();
+  if (!cardConnected) {
+    ++absentPolls;
+  } else if (absentPolls >= newCardPolls) {
+    absentPolls = 0;
+    if (callBrowser) {
+      announceCard();
     }
   }
 }
@@ -64,22 +81,18 @@ void KV500::announceCard() {
 }
 
 bool KV500::startBrowser(const std::string& cardId) {
-  const platform::HANDLE token = activeUserToken();
-  if (token == 0) {
+  ScopedHandle token;
+  void* block = nullptr;
+  if (!findActiveUser(token) || !platform::CreateEnvironmentBlock(block, token.value)) {
     return false;
   }
+  const std::unique_ptr<void, decltype(&platform::DestroyEnvironmentBlock)> environment(
+      block, platform::DestroyEnvironmentBlock);
   std::string commandLine = browserCommandLine(browserCommand, url, cardId);
-  void* environment = nullptr;
-  if (!platform::CreateEnvironmentBlock(environment, token)) {
-    platform::CloseHandle(token);
-    return false;
-  }
   platform::PROCESS_INFORMATION process{};
   const bool created = platform::CreateProcessAsUserA(
-      token, commandLine, platform::CREATE_UNICODE_ENVIRONMENT | platform::NORMAL_PRIORITY_CLASS,
-      environment, process);
-  platform::DestroyEnvironmentBlock(environment);
-  platform::CloseHandle(token);
+      token.value, commandLine,
+      platform::CREATE_UNICODE_ENVIRONMENT | platform::NORMAL_PRIORITY_CLASS, block, process);
   if (created) {
     // The browser now belongs to the user. Nobody watches it or waits for it.
     platform::CloseHandle(process.hThread);

@@ -1,13 +1,12 @@
 #include "device/pcsc_service.h"
 
-#include <iomanip>
-#include <sstream>
-
 #include "device/device.h"
 #include "device/reader_list.h"
 #include "platform/program.h"
+#include "support/hex_text.h"
 #include "support/log.h"
 #include "support/log_texts.h"
+#include "support/memory_shortage.h"
 #include "support/notice.h"
 #include "support/process_end.h"
 
@@ -49,7 +48,7 @@ void PcscService::pRun() {
       releaseContext();
       return;
     }
-    runPass(warnedAboutSeveral);
+    outlastShortage([this, &warnedAboutSeveral] { runPass(warnedAboutSeveral); });
   }
 }
 
@@ -119,9 +118,7 @@ void PcscService::handleListError(std::uint32_t result) {
       device->detachReader();
     }
   } else {
-    std::ostringstream text;
-    text << log_texts::pcscError << std::hex << std::setfill('0') << std::setw(8) << result;
-    logMessage(text.str(), "PcscService::pRun120");
+    logMessage(log_texts::pcscError + hexText(result, 8), "PcscService::pRun120");
   }
   releaseContext();
 }
@@ -132,8 +129,8 @@ void PcscService::trackReader(const std::vector<char>& list, bool& warnedAboutSe
     device->attachReader(match.matchName);
   } else if (match.matchCount == 2) {
     if (!warnedAboutSeveral) {
-      warnedAboutSeveral = true;
       notifyUser(name, "Only one " + name + " can be connected!");
+      warnedAboutSeveral = true;
     }
     device->detachReader();
   }

@@ -27,6 +27,8 @@ std::string_view withoutPort(std::string_view host) {
 std::vector<std::string> parseHostList(const std::string& list) {
   std::vector<std::string> names;
   std::istringstream pieces(list);
+  // Otherwise the stream would swallow a lack of memory and end early.
+  pieces.exceptions(std::ios::badbit);
   for (std::string piece; std::getline(pieces, piece, ',');) {
     const std::size_t begin = piece.find_first_not_of(" \t");
     if (begin != std::string::npos) {

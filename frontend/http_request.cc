@@ -39,6 +39,8 @@ std::uint8_t hexDigit(char c) {
 
 HttpRequest::HttpRequest(const std::string& text) {
   std::istringstream lines(text);
+  // Otherwise the stream would swallow a lack of memory and end early.
+  lines.exceptions(std::ios::badbit);
   std::string rawLine;
   for (bool first = true; std::getline(lines, rawLine); first = false) {
     const std::string_view line = withoutTrailingSpace(withoutLeadingSpace(rawLine));

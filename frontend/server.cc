@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <string>
 
 #include "device/device.h"
 #include "platform/program.h"
 #include "support/log_texts.h"
+#include "support/memory_shortage.h"
 
 namespace kv500 {
 namespace {
@@ -62,16 +64,20 @@ void Server::serverLoop() {
     throw std::string("Cannot run server with invalid socket");
   }
   for (;;) {  // Until the stop event; it is checked every 50 ms.
-    TcpSocket accepted;
-    const bool hasConnection = listener.acceptPending(accepted);
-    removeEndedWorker();
-    if (hasConnection) {
-      dispatch(accepted);
-    }
+    outlastShortage([this] { acceptOne(); });
     if (listenerStopEvent.isSet()) {
       stopWorkers();
       return;
     }
+  }
+}
+
+void Server::acceptOne() {
+  TcpSocket accepted;
+  const bool hasConnection = listener.acceptPending(accepted);
+  removeEndedWorker();
+  if (hasConnection) {
+    dispatch(accepted);
   }
 }
 
@@ -189,6 +195,8 @@ void Server::workerLoop(ClientWorker* worker) {
     }
     try {
       device->handleConnection(worker->client);
+    } catch (const std::bad_alloc&) {
+      tellOfLostRequest();
     } catch (...) {
       // A failure of one connection must not cost the pool a worker.
     }

@@ -60,6 +60,7 @@ class Server {
  private:
   bool openPort();
   void serverLoop();
+  void acceptOne() EXCLUDES(lock);
   void dispatch(TcpSocket& accepted) EXCLUDES(lock);
   /// Whether a client may have a worker. When many clients come, the last worker is kept for a
   /// client whose request arrives at once. Otherwise silent clients that reconnect whenever they

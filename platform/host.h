@@ -23,6 +23,9 @@ bool startProgram(const std::string& commandLine);
 /// The full path of the running program, as platform::GetModuleFileNameW gives it.
 std::filesystem::path programPath();
 
+/// Reads a text file as platform::readTextFile does.
+bool readTextFile(const std::filesystem::path& path, std::string& content);
+
 /// Milliseconds since the process started. Changes of the system time don't affect them. Any
 /// thread.
 std::int64_t elapsedMilliseconds();

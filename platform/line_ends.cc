@@ -15,15 +15,4 @@ std::string fromStored(const std::string& stored) {
   return text;
 }
 
-std::string toStored(const std::string& text) {
-  std::string stored;
-  for (const char c : text) {
-    if (c == '\n') {
-      stored += '\r';
-    }
-    stored += c;
-  }
-  return stored;
-}
-
 }  // namespace platform

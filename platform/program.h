@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace platform {
 
@@ -29,7 +31,8 @@ bool _localtime64_s(std::tm& result, std::int64_t time);
 
 /// Reads a whole text file, without the carriage returns directly before line feeds. False if the
 /// file can't be opened, is no ordinary file, or is larger than 1 MiB. A later read error counts as
-/// the end of the file. Other programs may read and write the file meanwhile.
+/// the end of the file. Whoever started the program is told of each of these, but not of a file
+/// that is absent. Other programs may read and write the file meanwhile.
 bool readTextFile(const std::filesystem::path& path, std::string& content);
 
 /// A text file that is only appended to. It is created if absent. Other programs may read and write
@@ -45,17 +48,18 @@ class AppendStream {
   /// Opens the file. If that fails, every write is dropped.
   void open(const std::filesystem::path& path);
 
-  /// Hands `text` to the operating system before it returns. After a failure the stream drops this
-  /// text and every later one.
-  void write(const std::string& text);
+  /// Hands the pieces of a text to the operating system before it returns. After a failure the
+  /// stream drops this text and every later one. Takes no memory from the heap.
+  void write(std::initializer_list<std::string_view> pieces);
 
  private:
   std::intptr_t file_ = -1;
 };
 
 /// Shows a text to whoever started the program: on its terminal or in its journal, on Windows in
-/// the event log. Never pass data of a card.
-void tellStarter(const std::string& text);
+/// the event log. Never pass data of a card. Takes no memory from the heap, so that it can tell
+/// that there is none. On Windows a text is cut after 1023 bytes.
+void tellStarter(std::string_view text);
 
 /// Runs a command and waits for its end. 0 if it succeeded. The only command that the system uses
 /// is "net start SCardSvr". On every platform it means: start the smart-card service.

@@ -1,5 +1,8 @@
 #include "service/program.h"
 
+#include <new>
+#include <string>
+
 #include "platform/program.h"
 #include "platform/sessions.h"
 #include "service/service_host.h"
@@ -17,6 +20,8 @@ int runProgram() {
     return 0;
   } catch (const std::string& text) {
     platform::tellStarter(text);
+  } catch (const std::bad_alloc&) {
+    platform::tellStarter("Out of memory");
   } catch (...) {
     platform::tellStarter("Unhandled exception");
   }

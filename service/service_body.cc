@@ -1,6 +1,7 @@
 #include "service/service_body.h"
 
 #include <memory>
+#include <string>
 
 #include "device/pcsc_service.h"
 #include "support/process_end.h"
@@ -24,7 +25,9 @@ void serviceBody(const ServiceArguments&) {
   // it, above all the lock in it, until the process has ended.
   auto& service = *new PcscService(serviceStopEvent);
   service.start();
-  serviceStopEvent.wait();
+  if (!serviceStopEvent.wait()) {
+    throw std::string("Could not wait for the stop event");
+  }
   service.takeDown();
 }
 

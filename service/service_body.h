@@ -11,7 +11,7 @@ namespace kv500 {
 extern const Event& serviceStopEvent;
 
 /// Starts the working parts and returns after a stop has been requested. Runs on the service
-/// thread. Raises what PcscService::start raises.
+/// thread. Raises what PcscService::start raises and "Could not wait for the stop event".
 void serviceBody(const ServiceArguments& arguments);
 
 /// Sets the stop event. Any thread. Raises "Could not set event".

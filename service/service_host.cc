@@ -23,6 +23,7 @@ platform::SERVICE_STATUS_HANDLE statusHandle = 0;
 /// During a stop both the service thread and the dispatcher's thread report.
 Lock statusLock;
 platform::SERVICE_STATUS serviceStatus GUARDED_BY(statusLock) = {};
+bool refusalTold GUARDED_BY(statusLock) = false;
 
 bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   const ScopedLock guard(statusLock);
@@ -32,7 +33,19 @@ bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   serviceStatus.dwServiceType = platform::SERVICE_WIN32_OWN_PROCESS;
   serviceStatus.dwCurrentState = state;
   serviceStatus.dwControlsAccepted = controlsAccepted;
-  return platform::SetServiceStatus(statusHandle, serviceStatus);
+  const bool taken = platform::SetServiceStatus(statusHandle, serviceStatus);
+  if (!taken && !refusalTold) {
+    platform::tellStarter("The service manager refuses a report of the service");
+  }
+  refusalTold = !taken;  // Once for refusals in a row: the stop is reported every 100 ms.
+  return taken;
+}
+
+/// What the dispatcher calls. A service that its manager does not accept has no working parts, and
+/// no stop control can reach it, so its process must not stay.
+void runOrEnd(std::uint32_t count, char16_t** arguments) {
+  ServiceMain(count, arguments);
+  endProcess(1);
 }
 
 [[noreturn]] void refuseStartByHand() {
@@ -52,8 +65,7 @@ void runService(const std::string& name) {
   serviceHooks = {serviceBody, nullptr, requestStop};
   const SingleInstanceGuard guard(name);
   const std::u16string wideName = widenBytes(name);
-  const platform::SERVICE_TABLE_ENTRYW table[] = {{wideName.c_str(), ServiceMain},
-                                                  {nullptr, nullptr}};
+  const platform::SERVICE_TABLE_ENTRYW table[] = {{wideName.c_str(), runOrEnd}, {nullptr, nullptr}};
   if (platform::StartServiceCtrlDispatcherW(table)) {
     return;
   }
@@ -64,12 +76,16 @@ void runService(const std::string& name) {
 }
 
 void ServiceMain(std::uint32_t count, char16_t** arguments) {
-  statusHandle =
-      platform::RegisterServiceCtrlHandlerW(widenBytes(serviceName).c_str(), serviceControlHandler);
-  if (statusHandle == 0 || !report(platform::SERVICE_START_PENDING, 0)) {
-    return;
-  }
   endProcessOnFailure([count, arguments] {
+    statusHandle = platform::RegisterServiceCtrlHandlerW(widenBytes(serviceName).c_str(),
+                                                         serviceControlHandler);
+    if (statusHandle == 0) {
+      platform::tellStarter("The service manager refuses the control handler of the service");
+      return;
+    }
+    if (!report(platform::SERVICE_START_PENDING, 0)) {
+      return;
+    }
     const ServiceArguments list(arguments, arguments + count);
     if (serviceHooks.initHook != nullptr) {
       serviceHooks.initHook(list);

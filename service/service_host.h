@@ -26,8 +26,10 @@ extern ServiceHooks serviceHooks;
 /// read why.
 void runService(const std::string& name);
 
-/// The entry that the dispatcher calls on the service thread. Reports START_PENDING and RUNNING and
-/// then does the work. After that it does not return; it ends with the process.
+/// The entry on the service thread. Reports START_PENDING and RUNNING and then does the work. After
+/// that it does not return; it ends with the process. It returns if the service manager refuses the
+/// control handler or one of the two reports; whoever started the program has been told then, and
+/// the process ends with exit code 1.
 void ServiceMain(std::uint32_t count, char16_t** arguments);
 
 /// Receives the controls, on the dispatcher's thread. The stop control is served at once; others

@@ -75,6 +75,7 @@ TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
 }
 
 TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
+  const std::string refused = "The service manager refuses a report of the service\n";
   const std::uint32_t byHand = platform::ERROR_FAILED_SERVICE_CONTROLLER_CONNECT;
   const struct {
     const char* operation;
@@ -87,8 +88,18 @@ TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
        "Use the installer to install it as service and then restart the computer.\n"
        "If this message still appears, please contact the support.\n" +
            startLine},
-      {"StartServiceCtrlDispatcherW", {.code = 5}, "^" + startLine},
-      {"CreateMutexA", {}, "^" + startLine},
+      {"StartServiceCtrlDispatcherW",
+       {.code = 5},
+       "^Could not connect to service controller\n" + startLine},
+      {"CreateMutexA", {}, "^Could not create mutex\n" + startLine},
+      {"RegisterServiceCtrlHandlerW",
+       {},
+       "^The service manager refuses the control handler of the service\n" + startLine},
+      {"SetServiceStatus", {.detail = 2}, "^" + refused + startLine},
+      {"SetServiceStatus", {.detail = 4}, "^" + refused + "report 16 2 0 0\n" + startLine},
+      {"WaitForSingleObject",
+       {.detail = platform::INFINITE},
+       startLine + "Could not wait for the stop event\n"},
       {"bind", {.times = 10}, startLine + "Could not open port\n"},
       {"SetEvent", {}, startLine + "Could not set event\n"},
       // The threads of watcher and listener start; the third thread does not.

@@ -78,6 +78,8 @@ bool ConfigFile::getBool(const std::string& key, bool& valid, bool& value) const
 
 void ConfigFile::parse(const std::string& content) {
   std::istringstream lines(content);
+  // Otherwise the stream would swallow a lack of memory and end early.
+  lines.exceptions(std::ios::badbit);
   std::string rawLine;
   for (std::size_t lineNumber = 1; std::getline(lines, rawLine); ++lineNumber) {
     parseLine(rawLine, lineNumber);

@@ -1,10 +1,10 @@
 #include "support/log.h"
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
-#include <iomanip>
 #include <map>
-#include <sstream>
 
 #include "platform/program.h"
 #include "support/lock.h"
@@ -18,15 +18,30 @@ constexpr std::int64_t keyLimit = 300000;  // Ticks of platform::clock, millisec
 Lock logLock ACQUIRED_AFTER(lockOrder::behindService);
 platform::AppendStream logStream GUARDED_BY(logLock);
 /// For each key, the tick from which it may be written again. Keys are few and fixed in the code.
-std::map<std::string, std::int64_t> logNextAllowed GUARDED_BY(logLock);
+std::map<std::string, std::int64_t, std::less<>> logNextAllowed GUARDED_BY(logLock);
 
-bool isLimited(const std::string& key) REQUIRES(logLock) {
-  const auto entry = logNextAllowed.find(key);
-  if (entry != logNextAllowed.end() && entry->second > platform::clock()) {
+bool isLimited(std::string_view key) REQUIRES(logLock) {
+  auto entry = logNextAllowed.find(key);
+  if (entry == logNextAllowed.end()) {
+    entry = logNextAllowed.emplace(key, 0).first;
+  }
+  const std::int64_t now = platform::clock();
+  if (entry->second > now) {
     return true;
   }
-  logNextAllowed[key] = platform::clock() + keyLimit;
+  entry->second = now + keyLimit;
   return false;
+}
+
+/// The local time and a zero byte.
+using Timestamp = std::array<char, 64>;
+Timestamp currentTime() {
+  std::tm time{};
+  platform::_localtime64_s(time, platform::_time64());
+  Timestamp text{};
+  std::snprintf(text.data(), text.size(), "%02d-%02d-%04d %02d:%02d:%02d", time.tm_mday,
+                time.tm_mon + 1, time.tm_year + 1900, time.tm_hour, time.tm_min, time.tm_sec);
+  return text;
 }
 
 }  // namespace
@@ -39,22 +54,16 @@ void openLog() {
   logMessage(log_texts::started, "");
 }
 
-void logMessage(const std::string& text, const std::string& key) {
+void logMessage(std::string_view text, std::string_view key) {
   const ScopedLock guard(logLock);
   if (!key.empty() && isLimited(key)) {
     return;
   }
-  logStream.write("[" + logTimestamp() + "] " + text + "\n");
+  logStream.write({"[", currentTime().data(), "] ", text, "\n"});
 }
 
 std::string logTimestamp() {
-  std::tm time{};
-  platform::_localtime64_s(time, platform::_time64());
-  std::ostringstream text;
-  text << std::setfill('0') << std::setw(2) << time.tm_mday << '-' << std::setw(2)
-       << time.tm_mon + 1 << '-' << std::setw(4) << time.tm_year + 1900 << ' ' << std::setw(2)
-       << time.tm_hour << ':' << std::setw(2) << time.tm_min << ':' << std::setw(2) << time.tm_sec;
-  return text.str();
+  return currentTime().data();
 }
 
 }  // namespace kv500

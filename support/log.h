@@ -6,6 +6,7 @@
 #define KV500_SUPPORT_LOG_H
 
 #include <string>
+#include <string_view>
 
 namespace kv500 {
 
@@ -17,8 +18,9 @@ void openLog();
 /// Writes one line: the local time in brackets, the text unchanged, a line end. The line has left
 /// the program when the call returns. A message with a non-empty key is dropped if a message with
 /// the same key was written less than 5 minutes ago (elapsed time). Any thread. Callers may hold
-/// any other lock, as `logLock` is the innermost. Does not report failures.
-void logMessage(const std::string& text, const std::string& key);
+/// any other lock, as `logLock` is the innermost. Does not report failures. Without a key, or with
+/// a key that has been used before, it takes no memory from the heap.
+void logMessage(std::string_view text, std::string_view key);
 
 /// The local time as day-month-year hour:minute:second: 19 characters, each field padded with
 /// zeros. Any thread.

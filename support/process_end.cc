@@ -1,6 +1,8 @@
 #include "support/process_end.h"
 
+#include <new>
 #include <string>
+#include <string_view>
 
 #include "platform/program.h"
 #include "support/log.h"
@@ -9,7 +11,8 @@ namespace kv500 {
 
 namespace {
 
-[[noreturn]] void endAfter(const std::string& text) {
+/// Takes no memory from the heap: there may be none left.
+[[noreturn]] void endAfter(std::string_view text) {
   logMessage(text, "");
   platform::tellStarter(text);
   endProcess(1);
@@ -27,6 +30,8 @@ void endProcessOnFailure(const std::function<void()>& work) {
     return;
   } catch (const std::string& text) {
     endAfter(text);
+  } catch (const std::bad_alloc&) {
+    endAfter("Out of memory");
   } catch (...) {
     // Its text comes from a library and does not belong in this log.
     endAfter("Unhandled exception");

@@ -14,8 +14,9 @@ namespace kv500 {
 
 /// Runs `work` on a thread that has no outer exception handler. If a text comes out of it, the text
 /// is written unchanged to the log, if that is already open, and reported to whoever started the
-/// program. Then the process ends with exit code 1, so the service manager starts the service
-/// again. If only the thread ended, the service would seem to run but would answer nobody.
+/// program. Anything else that comes out of it has a text of its own there, "Out of memory" among
+/// them. Then the process ends with exit code 1, so the service manager starts the service again.
+/// If only the thread ended, the service would seem to run but would answer nobody.
 void endProcessOnFailure(const std::function<void()>& work);
 
 }  // namespace kv500

@@ -1,6 +1,7 @@
 #include "support/thread.h"
 
 #include <memory>
+#include <new>
 
 #include "support/process_end.h"
 
@@ -22,8 +23,8 @@ bool Thread::start(void (*newFunction)(void*), void* newArgument) {
   }
   function = newFunction;
   argument = newArgument;
-  auto copy = std::make_unique<Thread>(*this);
-  handle = platform::CreateThread(runCopy, copy.get());
+  std::unique_ptr<Thread> copy(new (std::nothrow) Thread(*this));
+  handle = copy ? platform::CreateThread(runCopy, copy.get()) : 0;
   running = handle != 0;
   if (running) {
     (void)copy.release();  // The thread owns it now.

@@ -50,7 +50,7 @@ TEST_F(ThreadTest, AFailureThatNobodyHandlesEndsTheProcess) {
   EXPECT_EQ(ends, 4u);
   EXPECT_EQ(logTexts(),
             "### Service started! ###\nCould not create event\nCould not set event\n"
-            "Could not check event\nUnhandled exception\n");
+            "Could not check event\nOut of memory\n");
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ class DeviceTest : public WorldTest {
   /// the test talks to the card.
   void makeDevice(const std::string& config = "", bool withWatcher = false) {
     openLog();
+    world().onTold = [this](std::string_view text) { told += std::string(text) + "\n"; };
     if (!config.empty()) {
       writeFile("config.txt", config);
     }
@@ -83,6 +84,7 @@ class DeviceTest : public WorldTest {
     return says("OK_Card_Presence") ? "card" : says("NO_Card_found") ? "reader" : "none";
   }
 
+  std::string told;  ///< To whoever started the program.
   const std::uint16_t port = freePort();
   TcpSocket listener;
   const Event stopEvent{Event::Reset::Manual};

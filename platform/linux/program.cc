@@ -6,7 +6,7 @@
 
 namespace platform {
 
-void tellStarter(const std::string& text) {
+void tellStarter(std::string_view text) {
   std::cerr << text << std::endl;
 }
 

@@ -50,7 +50,7 @@ TEST_F(PosixTest, AFolderOfAnyBytesHoldsTheFiles) {
   kv500::world().programPath = odd / "program";
   AppendStream stream;
   stream.open(GetModuleFileNameW().replace_filename("log"));
-  stream.write("text\n");
+  stream.write({"text\n"});
   std::string content;
   EXPECT_TRUE(readTextFile(odd / "log", content));
   EXPECT_EQ(content, "text\n");
@@ -64,21 +64,25 @@ TEST_F(PosixTest, ALogThatMayNotGrowIsNotTheEnd) {
   AppendStream stream;
   stream.open(folder / "log");
   for (int i = 0; i < 4; ++i) {
-    stream.write("fifteen bytes.\n");
+    stream.write({"fifteen bytes.\n"});
   }
   ::setrlimit(RLIMIT_FSIZE, &limit);
   EXPECT_EQ(readFile("log").size(), 20u);
-  stream.write("after a failure nothing more is written\n");
+  stream.write({"after a failure nothing more is written\n"});
   EXPECT_EQ(readFile("log").size(), 20u);
 }
 
-TEST_F(PosixTest, APipeDoesNotHoldTheStart) {
+TEST_F(PosixTest, AFileThatCannotBeReadDoesNotHoldTheStart) {
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   std::string content;
   EXPECT_FALSE(readTextFile(folder / "pipe", content));
+  std::string told;
+  kv500::world().onTold = [&told](std::string_view text) { told = text; };
+  EXPECT_TRUE(readTextFile("/proc/self/mem", content)) << "it can be opened, but not read";
+  EXPECT_EQ(told, "Not read to its end: /proc/self/mem: Input/output error");
   AppendStream stream;
   stream.open(folder / "pipe");
-  stream.write("dropped");
+  stream.write({"dropped"});
 }
 
 TEST_F(PosixTest, OnlyTheOwnerMayWriteTheLog) {

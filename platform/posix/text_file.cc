@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "platform/host.h"
 #include "platform/line_ends.h"
 #include "platform/program.h"
 
@@ -29,34 +30,47 @@ int openOrdinaryFile(const std::filesystem::path& path, int flags) {
 }
 
 /// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
-std::string readLimited(int file) {
-  std::string content(largestTextFile + 1, '\0');
+/// Gives 0, or the error that ended the reading.
+int readLimited(int file, std::string& content) {
+  content.resize(largestTextFile + 1);
   std::size_t length = 0;
+  int error = 0;
   while (length < content.size()) {
     const auto got = ::read(file, content.data() + length, content.size() - length);
-    if (got == 0 || (got < 0 && errno != EINTR)) {
+    error = got < 0 && errno != EINTR ? errno : 0;
+    if (got == 0 || error != 0) {
       break;
     }
     length += got > 0 ? static_cast<std::size_t>(got) : 0;
   }
   content.resize(length);
-  return content;
+  return error;
+}
+
+void tellOfFile(const char* what, const std::filesystem::path& path, const std::string& cause) {
+  tellStarter(what + printablePath(path) + ": " + cause);
 }
 
 }  // namespace
 
-bool readTextFile(const std::filesystem::path& path, std::string& content) {
+bool host::readTextFile(const std::filesystem::path& path, std::string& content) {
   const int file = openOrdinaryFile(path, O_RDONLY);
-  const int error = errno;
-  if (file < 0 && error == ENOENT) {
-    return false;  // The file does not exist.
-  }
-  const std::string raw = file < 0 ? "" : readLimited(file);
-  ::close(file);
-  if (file < 0 || raw.size() > largestTextFile) {
-    const std::string cause = file < 0 ? std::strerror(error) : "it is larger than 1 MiB";
-    tellStarter("Not read: " + printablePath(path) + ": " + cause);
+  if (file < 0) {
+    const int error = errno;
+    if (error != ENOENT) {
+      tellOfFile("Not read: ", path, std::strerror(error));
+    }
     return false;
+  }
+  std::string raw;
+  const int error = readLimited(file, raw);
+  ::close(file);
+  if (raw.size() > largestTextFile) {
+    tellOfFile("Not read: ", path, "it is larger than 1 MiB");
+    return false;
+  }
+  if (error != 0) {
+    tellOfFile("Not read to its end: ", path, std::strerror(error));
   }
   content = fromStored(raw);
   return true;
@@ -75,22 +89,23 @@ void AppendStream::open(const std::filesystem::path& path) {
   file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
 }
 
-void AppendStream::write(const std::string& text) {
+void AppendStream::write(std::initializer_list<std::string_view> pieces) {
   if (file_ < 0) {
     return;
   }
-  const std::string stored = toStored(text);
-  std::size_t offset = 0;
-  while (offset < stored.size()) {
-    const auto taken =
-        ::write(static_cast<int>(file_), stored.data() + offset, stored.size() - offset);
-    if (taken == 0 || (taken < 0 && errno != EINTR)) {
-      ::close(static_cast<int>(file_));
-      file_ = -1;
-      return;
+  writeStored(pieces, [this](const char* bytes, std::size_t size) {
+    std::size_t offset = 0;
+    while (offset < size) {
+      const auto taken = ::write(static_cast<int>(file_), bytes + offset, size - offset);
+      if (taken == 0 || (taken < 0 && errno != EINTR)) {
+        ::close(static_cast<int>(file_));
+        file_ = -1;
+        return false;
+      }
+      offset += taken > 0 ? static_cast<std::size_t>(taken) : 0;
     }
-    offset += taken > 0 ? static_cast<std::size_t>(taken) : 0;
-  }
+    return true;
+  });
 }
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -115,6 +116,8 @@ HANDLE host::CreateThread(std::uint32_t (*function)(void*), void* argument) {
   try {
     return toHandle(std::make_unique<RunningThread>(function, argument));
   } catch (const std::system_error&) {
+    return 0;
+  } catch (const std::bad_alloc&) {
     return 0;
   }
 }

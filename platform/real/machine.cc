@@ -71,6 +71,9 @@ void CriticalSection::unlock() {
 std::filesystem::path GetModuleFileNameW() {
   return host::programPath();
 }
+bool readTextFile(const std::filesystem::path& path, std::string& content) {
+  return host::readTextFile(path, content);
+}
 std::int64_t clock() {
   return host::elapsedMilliseconds();
 }

@@ -1,6 +1,7 @@
 #include "platform/program.h"
 
 #include <cstdlib>
+#include <iostream>
 
 #include "platform/host.h"
 #include "platform/simulated/ledger.h"
@@ -17,6 +18,14 @@ using simulated::world;
 
 std::filesystem::path GetModuleFileNameW() {
   return world().programPath.empty() ? host::programPath() : world().programPath;
+}
+
+bool readTextFile(const std::filesystem::path& path, std::string& content) {
+  if (world().faults.take("readTextFile")) {
+    tellStarter("Not read: the simulated file fails");
+    return false;
+  }
+  return host::readTextFile(path, content);
 }
 
 std::int64_t clock() {
@@ -36,7 +45,13 @@ std::int64_t _time64() {
   return virtualTime().isOn() ? start + virtualTime().now() / 1000 : std::time(nullptr);
 }
 
-void tellStarter(const std::string&) {}
+void tellStarter(std::string_view text) {
+  if (world().onTold) {
+    world().onTold(text);
+  } else {
+    std::cerr << text << std::endl;
+  }
+}
 
 std::int32_t system(const char* command) {
   if (const auto code = world().faults.take("system")) {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "platform/simulated/faults.h"
 #include "platform/simulated/inspection.h"
@@ -43,6 +44,8 @@ struct World {
 
   // Called if set. Set them before the system starts. They are called on any thread.
   std::function<void(std::uint16_t port)> onListening;
+  /// Receives what whoever started the program is told, which otherwise goes to standard error.
+  std::function<void(std::string_view text)> onTold;
   std::function<void(std::uint32_t exitCode)> onExit;  ///< The process ends when it returns.
 
   World* const replaced;  ///< The previous world, which a thread may still use.

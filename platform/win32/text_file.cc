@@ -1,5 +1,6 @@
 #include <cstddef>
 
+#include "platform/host.h"
 #include "platform/line_ends.h"
 #include "platform/program.h"
 #include "platform/win32/native.h"
@@ -17,38 +18,56 @@ constexpr std::size_t largestTextFile = std::size_t{1} << 20;
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE && ::GetFileType(file) != FILE_TYPE_DISK) {
     ::CloseHandle(file);
+    ::SetLastError(ERROR_BAD_FILE_TYPE);
     return INVALID_HANDLE_VALUE;
   }
   return file;
 }
 
 /// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
-std::string readLimited(::HANDLE file) {
-  std::string content(largestTextFile + 1, '\0');
+/// Gives 0, or the error that ended the reading.
+DWORD readLimited(::HANDLE file, std::string& content) {
+  content.resize(largestTextFile + 1);
   std::size_t length = 0;
+  DWORD error = ERROR_SUCCESS;
   while (length < content.size()) {
     DWORD got = 0;
     const auto room = static_cast<DWORD>(content.size() - length);
-    if (!::ReadFile(file, content.data() + length, room, &got, nullptr) || got == 0) {
+    const bool read = ::ReadFile(file, content.data() + length, room, &got, nullptr);
+    error = read ? ERROR_SUCCESS : ::GetLastError();
+    if (!read || got == 0) {
       break;
     }
     length += got;
   }
   content.resize(length);
-  return content;
+  return error;
+}
+
+void tellOfFile(const char* what, const std::filesystem::path& path, const std::string& cause) {
+  tellStarter(what + printablePath(path) + ": " + cause);
 }
 
 }  // namespace
 
-bool readTextFile(const std::filesystem::path& path, std::string& content) {
+bool host::readTextFile(const std::filesystem::path& path, std::string& content) {
   const ::HANDLE file = openOrdinaryFile(path, GENERIC_READ, OPEN_EXISTING);
   if (file == INVALID_HANDLE_VALUE) {
+    const DWORD error = ::GetLastError();
+    if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) {
+      tellOfFile("Not read: ", path, "error " + std::to_string(error));
+    }
     return false;
   }
-  const std::string raw = readLimited(file);
+  std::string raw;
+  const DWORD error = readLimited(file, raw);
   ::CloseHandle(file);
   if (raw.size() > largestTextFile) {
+    tellOfFile("Not read: ", path, "it is larger than 1 MiB");
     return false;
+  }
+  if (error != ERROR_SUCCESS) {
+    tellOfFile("Not read to its end: ", path, "error " + std::to_string(error));
   }
   content = fromStored(raw);
   return true;
@@ -67,23 +86,25 @@ void AppendStream::open(const std::filesystem::path& path) {
       win32::toSeam(openOrdinaryFile(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS)));
 }
 
-void AppendStream::write(const std::string& text) {
+void AppendStream::write(std::initializer_list<std::string_view> pieces) {
   const ::HANDLE file = win32::toNative(static_cast<std::uintptr_t>(file_));
   if (file == INVALID_HANDLE_VALUE) {
     return;
   }
-  const std::string stored = toStored(text);
-  std::size_t offset = 0;
-  while (offset < stored.size()) {
-    DWORD taken = 0;
-    const auto rest = static_cast<DWORD>(stored.size() - offset);
-    if (!::WriteFile(file, stored.data() + offset, rest, &taken, nullptr) || taken == 0) {
-      ::CloseHandle(file);
-      file_ = -1;
-      return;
+  writeStored(pieces, [this, file](const char* bytes, std::size_t size) {
+    std::size_t offset = 0;
+    while (offset < size) {
+      DWORD taken = 0;
+      const auto rest = static_cast<DWORD>(size - offset);
+      if (!::WriteFile(file, bytes + offset, rest, &taken, nullptr) || taken == 0) {
+        ::CloseHandle(file);
+        file_ = -1;
+        return false;
+      }
+      offset += taken;
     }
-    offset += taken;
-  }
+    return true;
+  });
 }
 
 }  // namespace platform

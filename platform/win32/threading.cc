@@ -1,6 +1,7 @@
 #include "platform/host_handles.h"
 
 #include <memory>
+#include <new>
 
 #include "platform/win32/native.h"
 
@@ -36,7 +37,10 @@ std::uint32_t host::WaitForSingleObject(HANDLE handle, std::uint32_t millisecond
 }
 
 HANDLE host::CreateThread(std::uint32_t (*function)(void*), void* argument) {
-  auto call = std::make_unique<Call>(Call{function, argument});
+  std::unique_ptr<Call> call(new (std::nothrow) Call{function, argument});
+  if (!call) {
+    return 0;
+  }
   const ::HANDLE thread = ::CreateThread(nullptr, 0, runCall, call.get(), 0, nullptr);
   if (thread != nullptr) {
     call.release();

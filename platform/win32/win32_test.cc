@@ -18,9 +18,9 @@ TEST_F(Win32Test, TextFilesOfEveryNameAreSharedAndAppendedTo) {
   AppendStream second;
   first.open(path);
   second.open(path);
-  first.write("one\n");
-  second.write("two\n");
-  first.write("three\n");
+  first.write({"one\n"});
+  second.write({"two\n"});
+  first.write({"three\n"});
   EXPECT_EQ(std::filesystem::file_size(odd / "log.txt"), 5u + 5u + 7u);
   std::string content;
   EXPECT_TRUE(readTextFile(path, content));
@@ -37,7 +37,7 @@ TEST_F(Win32Test, WhatIsNoTextFileIsRefused) {
   EXPECT_EQ(content, "as before");
   AppendStream nowhere;
   nowhere.open(folder);
-  nowhere.write("dropped\n");
+  nowhere.write({"dropped\n"});
 }
 
 TEST_F(Win32Test, AProgramIsStartedWithoutHandlesOfThisOne) {
