@@ -16,8 +16,11 @@
 #include "platform/smartcard.h"
 #include "simulator/commands.h"
 
-// The seam's value of a name that Windows' headers define as a macro.
+// The seam's values of names that Windows' headers define as macros.
 static constexpr std::uint32_t seamResetCard = platform::SCARD_W_RESET_CARD;
+static constexpr std::uint32_t seamInvalidParameter = platform::SCARD_E_INVALID_PARAMETER;
+static constexpr std::uint32_t bothProtocols =
+    platform::SCARD_PROTOCOL_T0 | platform::SCARD_PROTOCOL_T1;
 
 // Declares what is exported here; see winscard.def.
 #include <winscard.h>
@@ -59,6 +62,12 @@ LONG noted(std::uint32_t result) {
   return static_cast<LONG>(result);
 }
 
+/// For arguments that the seam doesn't have, so that the simulated world can't judge them.
+std::uint32_t refused(const char* operation) {
+  return simulated::refuse(operation, "an argument that the service has no use for",
+                           seamInvalidParameter);
+}
+
 template <typename Call>
 LONG inWorld(Call call) {
   followCommands();
@@ -87,8 +96,12 @@ LONG onCardWithoutReset(::SCARDHANDLE card, Call call) {
 
 extern "C" {
 
-LONG WINAPI SCardEstablishContext(DWORD scope, LPCVOID, LPCVOID, LPSCARDCONTEXT context) {
-  return inWorld([&] {
+LONG WINAPI SCardEstablishContext(DWORD scope, LPCVOID reserved1, LPCVOID reserved2,
+                                  LPSCARDCONTEXT context) {
+  return inWorld([&]() -> std::uint32_t {
+    if (reserved1 != nullptr || reserved2 != nullptr || context == nullptr) {
+      return refused("SCardEstablishContext");
+    }
     std::uint64_t made = 0;
     const auto result = platform::SCardEstablishContext(scope, made);
     *context = made;
@@ -100,9 +113,11 @@ LONG WINAPI SCardReleaseContext(::SCARDCONTEXT context) {
   return inWorld([&] { return platform::SCardReleaseContext(context); });
 }
 
-LONG WINAPI SCardListReadersA(::SCARDCONTEXT context, LPCSTR, LPSTR readers, LPDWORD length) {
+LONG WINAPI SCardListReadersA(::SCARDCONTEXT context, LPCSTR groups, LPSTR readers,
+                              LPDWORD length) {
   return inWorld(length, [&](std::uint32_t& seamLength) {
-    return platform::SCardListReadersA(context, readers, seamLength);
+    return groups != nullptr ? refused("SCardListReadersA")
+                             : platform::SCardListReadersA(context, readers, seamLength);
   });
 }
 
@@ -148,8 +163,13 @@ LONG WINAPI SCardStatusA(::SCARDHANDLE card, LPSTR, LPDWORD, LPDWORD state, LPDW
   });
 }
 
-LONG WINAPI SCardReconnect(::SCARDHANDLE card, DWORD, DWORD, DWORD, LPDWORD protocol) {
+LONG WINAPI SCardReconnect(::SCARDHANDLE card, DWORD share, DWORD preferred, DWORD disposition,
+                           LPDWORD protocol) {
   return inWorld([&] {
+    if (share != SCARD_SHARE_SHARED || preferred != bothProtocols ||
+        disposition != SCARD_LEAVE_CARD) {
+      return refused("SCardReconnect");
+    }
     std::uint32_t state = 0;
     std::uint32_t seamProtocol = 0;
     simulated::Bytes atr;
@@ -168,9 +188,12 @@ LONG WINAPI SCardEndTransaction(::SCARDHANDLE card, DWORD disposition) {
 }
 
 LONG WINAPI SCardTransmit(::SCARDHANDLE card, LPCSCARD_IO_REQUEST protocol, LPCBYTE send,
-                          DWORD sendLength, LPSCARD_IO_REQUEST, LPBYTE receive,
+                          DWORD sendLength, LPSCARD_IO_REQUEST answered, LPBYTE receive,
                           LPDWORD receiveLength) {
   return inWorld(receiveLength, [&](std::uint32_t& seamLength) {
+    if (protocol == nullptr || answered != nullptr) {
+      return refused("SCardTransmit");
+    }
     const platform::SCARD_IO_REQUEST request{protocol->dwProtocol, protocol->cbPciLength};
     return platform::SCardTransmit(card, request, send, sendLength, receive, seamLength);
   });

@@ -1,5 +1,7 @@
 #include "platform/simulated/faults.h"
 
+#include <utility>
+
 namespace simulated {
 
 void Faults::fail(const std::string& operation, Plan plan) {
@@ -20,13 +22,22 @@ void Faults::letGo(const std::string& operation) {
   letGo_.notify_all();
 }
 
-std::optional<std::uint32_t> Faults::take(const std::string& operation, std::uint32_t detail) {
+void Faults::leaveTo(Decision decide) {
+  const std::lock_guard guard(mutex_);
+  decide_ = std::move(decide);
+}
+
+std::optional<std::uint32_t> Faults::take(std::string_view operation, std::uint32_t detail) {
   std::unique_lock guard(mutex_);
-  ++calls_[operation];
-  if (toHold_.erase(operation) != 0) {
-    letGo_.wait(guard, [&] { return !held_.contains(operation); });  // As long as the test wants.
+  const std::string name(operation);  // Made with the lock held: it is the world's.
+  ++calls_[name];
+  if (toHold_.erase(name) != 0) {
+    letGo_.wait(guard, [&] { return !held_.contains(name); });  // As long as the test wants.
   }
-  for (Plan& plan : plans_[operation]) {
+  if (const auto code = decide_ ? decide_(operation, detail) : std::nullopt) {
+    return code;
+  }
+  for (Plan& plan : plans_[name]) {
     if (plan.times == 0 || (plan.detail && *plan.detail != detail)) {
       continue;
     }

@@ -3,13 +3,16 @@
 #define KV500_PLATFORM_SIMULATED_FAULTS_H
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
+#include "platform/simulated/mutex.h"
 #include "platform/simulated/virtual_time.h"
 
 namespace simulated {
@@ -27,19 +30,26 @@ class Faults {
   void fail(const std::string& operation) { fail(operation, Plan{}); }
   void fail(const std::string& operation, Plan plan);
 
+  /// Asks `decide` about each call before the plans: it gives the code with which the call fails,
+  /// or none. It is called under a lock of the world and may not call the platform.
+  using Decision =
+      std::function<std::optional<std::uint32_t>(std::string_view operation, std::uint32_t detail)>;
+  void leaveTo(Decision decide);
+
   /// Holds the next call of the operation until it is released. The call then continues.
   void hold(const std::string& operation);
   void letGo(const std::string& operation);
 
   /// Counts a call and holds it if it is to be held. Tells whether it must fail, and with what
   /// code.
-  std::optional<std::uint32_t> take(const std::string& operation, std::uint32_t detail = 0);
+  std::optional<std::uint32_t> take(std::string_view operation, std::uint32_t detail = 0);
 
   /// The number of calls so far, failed ones included.
   unsigned calls(const std::string& operation) const;
 
  private:
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
+  Decision decide_;
   std::map<std::string, std::list<Plan>> plans_;
   std::map<std::string, unsigned> calls_;
   std::set<std::string> toHold_;  ///< The next call of each is held.

@@ -4,10 +4,11 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
+
+#include "platform/simulated/mutex.h"
 
 namespace simulated {
 
@@ -73,7 +74,7 @@ class Ledger {
   };
   using Entries = std::map<std::pair<Kind, std::uint64_t>, Entry>;
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   Entries entries_;
   std::string notes_;
   std::uint64_t lastNumber_ = 1;

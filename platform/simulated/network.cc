@@ -29,7 +29,7 @@ struct Socket {
   bool isReadable() const { return !waiting.empty() || !arrived.empty() || isAtEnd; }
 };
 
-std::mutex mutex;
+Mutex mutex;
 std::map<SOCKET, Socket>& sockets() {
   static auto& all = *new std::map<SOCKET, Socket>;  // Used until the process has ended.
   return all;

@@ -369,12 +369,15 @@ std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t 
   {
     Guard guard(mutex_);
     lastProtocol_ = protocol;
-    const std::uint32_t result = awaitTurn(guard, connection, card);
-    if (result != platform::SCARD_S_SUCCESS) {
-      return result;
+    std::uint32_t result = awaitTurn(guard, connection, card);
+    if (result == platform::SCARD_S_SUCCESS && connections_[connection].wasReset) {
+      result = platform::SCARD_W_RESET_CARD;
     }
-    if (connections_[connection].wasReset) {
-      return platform::SCARD_W_RESET_CARD;
+    if (result != platform::SCARD_S_SUCCESS) {
+      if (trace_) {
+        trace_(command, std::nullopt);
+      }
+      return result;
     }
   }
   const std::lock_guard oneAtATime(card->exchange);

@@ -14,6 +14,7 @@
 
 #include "platform/inspection.h"
 #include "platform/simulated/card.h"
+#include "platform/simulated/mutex.h"
 #include "platform/simulated/virtual_time.h"
 #include "platform/smartcard.h"
 
@@ -120,7 +121,7 @@ class Readers {
     std::shared_ptr<InsertedCard> card;
     bool wasReset = false;  ///< Another program has reset it, not acknowledged yet.
   };
-  using Guard = std::unique_lock<std::mutex>;
+  using Guard = std::unique_lock<Mutex>;
   /// Stands for the connection of another program.
   static constexpr platform::SCARDHANDLE otherProgram = ~platform::SCARDHANDLE{0};
   enum class Service { Running, Stopped, Broken };
@@ -139,8 +140,8 @@ class Readers {
                                 std::shared_ptr<InsertedCard>& card) const;
   Exchange exchange(platform::SCARDHANDLE connection, InsertedCard& card, const Bytes& command);
 
-  mutable std::mutex mutex_;  ///< Guards all of the following; never held during an exchange.
-  Condition changed_;         ///< A transaction, a card, a reader or the service has ended.
+  mutable Mutex mutex_;  ///< Guards all of the following; never held during an exchange.
+  Condition changed_;    ///< A transaction, a card, a reader or the service has ended.
   Service service_ = Service::Running;
   bool usbShown_ = true;
   bool heldExclusively_ = false;

@@ -4,10 +4,10 @@
 
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <vector>
 
 #include "platform/service_control.h"
+#include "platform/simulated/mutex.h"
 #include "platform/simulated/virtual_time.h"
 
 namespace simulated {
@@ -34,7 +34,7 @@ class ServiceManager {
   bool isStopped() const;
   bool canDeliver() const;
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   mutable Condition changed_;
   platform::ServiceHandlerFunction handler_ = nullptr;
   std::deque<std::uint32_t> controls_;

@@ -4,11 +4,11 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/sessions.h"
+#include "platform/simulated/mutex.h"
 #include "platform/simulated/virtual_time.h"
 
 namespace simulated {
@@ -51,7 +51,7 @@ class Sessions {
   bool startProgram(const std::string& commandLine);
 
  private:
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   Condition released_;
   std::vector<platform::Session> sessions_;
   std::string peerUser_ = user;

@@ -43,11 +43,13 @@ std::uint32_t SCardEstablishContext(std::uint32_t scope, SCARDCONTEXT& context) 
   return world().readers.establishContext(context);
 }
 
+// An operation that gives something back does so even if it is told to fail: what it reports then
+// is that there is nothing to give back any more.
+
 std::uint32_t SCardReleaseContext(SCARDCONTEXT context) {
-  if (const auto code = world().faults.take("SCardReleaseContext")) {
-    return *code;
-  }
-  return world().readers.releaseContext(context);
+  const auto code = world().faults.take("SCardReleaseContext");
+  const std::uint32_t result = world().readers.releaseContext(context);
+  return code.value_or(result);
 }
 
 std::uint32_t SCardListReadersA(SCARDCONTEXT context, char* readers, std::uint32_t& length) {
@@ -79,13 +81,12 @@ std::uint32_t SCardConnectA(SCARDCONTEXT context, const char* reader, std::uint3
 }
 
 std::uint32_t SCardDisconnect(SCARDHANDLE card, std::uint32_t disposition) {
-  if (const auto code = world().faults.take("SCardDisconnect")) {
-    return *code;
-  }
+  const auto code = world().faults.take("SCardDisconnect");
   if (disposition != SCARD_LEAVE_CARD) {
     return refuse("SCardDisconnect", "other programs share the card", SCARD_E_INVALID_VALUE);
   }
-  return world().readers.disconnect(card);
+  const std::uint32_t result = world().readers.disconnect(card);
+  return code.value_or(result);
 }
 
 std::uint32_t SCardStatusA(SCARDHANDLE card, std::uint32_t& state, std::uint32_t& activeProtocol,
@@ -106,13 +107,12 @@ std::uint32_t SCardBeginTransaction(SCARDHANDLE card) {
 }
 
 std::uint32_t SCardEndTransaction(SCARDHANDLE card, std::uint32_t disposition) {
-  if (const auto code = world().faults.take("SCardEndTransaction")) {
-    return *code;
-  }
+  const auto code = world().faults.take("SCardEndTransaction");
   if (disposition != SCARD_LEAVE_CARD) {
     return refuse("SCardEndTransaction", "other programs share the card", SCARD_E_INVALID_VALUE);
   }
-  return world().readers.endTransaction(card);
+  const std::uint32_t result = world().readers.endTransaction(card);
+  return code.value_or(result);
 }
 
 std::uint32_t SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST& protocol,

@@ -147,7 +147,7 @@ void pass(std::chrono::milliseconds time) {
   }
 }
 
-bool Condition::wait(std::unique_lock<std::mutex>& guard, const std::function<bool()>& isMet,
+bool Condition::wait(std::unique_lock<Mutex>& guard, const std::function<bool()>& isMet,
                      VirtualTime::Limit limit) {
   if (!virtualTime().isOn()) {
     if (limit) {

@@ -15,6 +15,7 @@
 #include <semaphore>
 #include <utility>
 
+#include "platform/simulated/mutex.h"
 #include "platform/threading.h"
 
 namespace simulated {
@@ -62,7 +63,7 @@ class VirtualTime {
     std::binary_semaphore turn{0};
   };
   struct NewThread;
-  using Guard = std::unique_lock<std::mutex>;
+  using Guard = std::unique_lock<Mutex>;
 
   static std::uint32_t runThread(void* newThread);
   void passOn();
@@ -73,7 +74,7 @@ class VirtualTime {
   std::atomic<bool> isOn_ = false;
   std::atomic<std::int64_t> now_ = 0;
   bool together_ = false;
-  mutable std::mutex mutex_;  ///< Guards all of the following.
+  mutable Mutex mutex_;  ///< Guards all of the following.
   unsigned running_ = 0;
   std::list<Waiter*> waiters_;                ///< The one that has waited longest first.
   std::map<platform::HANDLE, bool> threads_;  ///< Open handles; whether the thread has ended.
@@ -88,12 +89,12 @@ void pass(std::chrono::milliseconds time);
 class Condition {
  public:
   /// Waits until `isMet`, which is asked with the mutex of `guard` held. False after the limit.
-  bool wait(std::unique_lock<std::mutex>& guard, const std::function<bool()>& isMet,
+  bool wait(std::unique_lock<Mutex>& guard, const std::function<bool()>& isMet,
             VirtualTime::Limit limit = {});
   void notify_all() { changed_.notify_all(); }
 
  private:
-  std::condition_variable changed_;
+  std::condition_variable_any changed_;
 };
 
 }  // namespace simulated
