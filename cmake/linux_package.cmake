@@ -41,6 +41,10 @@ endforeach()
 
 install(TARGETS KV500Service DESTINATION opt/kv500service COMPONENT service)
 install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
+kv500_compressed(manual ${packaging}/service/kv500-check.1)
+install(FILES ${manual} DESTINATION usr/share/man/man1 COMPONENT service)
+install(PROGRAMS ${packaging}/service/wait-before-restart DESTINATION usr/lib/kv500service
+  COMPONENT service)
 install(FILES ${packaging}/service/config.txt DESTINATION usr/share/kv500service COMPONENT service)
 install(FILES ${packaging}/service/kv500service.service
   ${packaging}/service/kv500service-logrotate.service

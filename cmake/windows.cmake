@@ -1,13 +1,15 @@
 # The real platform of Windows and the service on it.
 enable_language(RC)
+if(MINGW)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+endif()
 
 # windows.h without its rarely used parts and without the macros min and max, as of Windows 10.
 add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 _WINSOCK_DEPRECATED_NO_WARNINGS)
 
 if(MINGW)
   # Random addresses, no code in data; no symbols in programs that are handed out, and no time of
-  # the build. This linker does not offer Windows' own guard for calls, nor the flag that makes
-  # Windows look for the linked libraries in its own folder.
+  # the build. This compiler does not offer Windows' own guard for calls.
   add_compile_options(-fstack-protector-strong -fcf-protection=full)
   link_libraries(ssp)
   add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
@@ -21,7 +23,7 @@ else()
     /DEPENDENTLOADFLAG:0x800 /Brepro)
 endif()
 
-# Icon, version and manifest for a program.
+# Icon, version, manifest and load configuration for a program.
 function(kv500_resources program description)
   set(resources ${CMAKE_BINARY_DIR}/${program}.rc)
   configure_file(${CMAKE_SOURCE_DIR}/platform/windows/resources.rc.in ${resources} @ONLY)
@@ -31,6 +33,10 @@ function(kv500_resources program description)
   target_sources(${program} PRIVATE ${resources})
   if(MSVC)
     target_link_options(${program} PRIVATE /MANIFEST:NO)
+  else()
+    target_sources(${program} PRIVATE ${CMAKE_SOURCE_DIR}/platform/windows/load_config.cc)
+    add_custom_command(TARGET ${program} POST_BUILD COMMAND Python3::Interpreter
+      ${CMAKE_SOURCE_DIR}/cmake/set_load_config.py $<TARGET_FILE:${program}>)
   endif()
 endfunction()
 

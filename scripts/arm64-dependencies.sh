@@ -37,5 +37,9 @@ for package in "$folder"/archives/*.deb; do
   dpkg-deb -x "$package" "$folder/root"
   dpkg-deb -R "$package" "$folder/packages/$name"
 done
+# Absolute links would lead to this machine's files, and the linker would take static libraries instead.
+find "$folder/root" -lname '/*' -printf '%p %l\n' | while read -r link target; do
+  ln -sfn "$folder/root$target" "$link"
+done
 rm -rf "$folder/archives"
 echo "$stamp" >"$folder/made-by"

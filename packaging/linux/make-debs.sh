@@ -11,6 +11,12 @@ umask 022
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 architecture=${ARCHITECTURE:-$(dpkg --print-architecture)}
+export DEB_HOST_ARCH="$architecture" # Tells dpkg-shlibdeps the folders of libraries.
+
+# The programs and libraries below a folder; scripts are none.
+programs() { # programs FOLDER
+  LC_ALL=C grep -rl "^$(printf '\177')ELF" "$1"
+}
 
 # The packages that the programs below a folder need, according to dpkg-shlibdeps.
 libraries() { # libraries FOLDER OPTION...
@@ -18,16 +24,15 @@ libraries() { # libraries FOLDER OPTION...
   shift
   mkdir -p "$folder/debian"
   printf 'Source: x\n\nPackage: x\nArchitecture: any\n' >"$folder/debian/control"
-  programs=$(find "$root" -type f \( -perm -100 -o -name '*.so' \))
-  (cd "$folder" && dpkg-shlibdeps --ignore-missing-info -O "$@" $programs 2>"$folder/words") |
-    sed -n 's/^shlibs:Depends=//p'
+  (cd "$folder" && dpkg-shlibdeps --ignore-missing-info -O "$@" $(programs "$root") \
+    2>"$folder/words") | sed -n 's/^shlibs:Depends=//p'
 }
 
 for part in service simulator; do
   root=$folder/$part
   DESTDIR=$root cmake --install "$build" --prefix / --component $part >/dev/null
-  find "$root" -type f \( -perm -100 -o -name '*.so' \) \
-    -exec "${CROSS-}strip" --strip-unneeded --remove-section=.comment --remove-section=.note {} +
+  programs "$root" | xargs "${CROSS-}strip" --strip-unneeded --remove-section=.comment \
+    --remove-section=.note
   chmod -x,a+r $(find "$root" -name '*.so') 2>/dev/null || true
 
   mkdir "$root/DEBIAN"

@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 import time
 import unittest
@@ -47,9 +48,10 @@ class PackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         os.umask(0o022)
-        PACKAGES.mkdir()
-        run("env", "SOURCE_DATE_EPOCH=1700000000", SOURCE / "packaging/linux/make-debs.sh", "1.0.0",
-            BUILD, PACKAGES)
+        for folder in [PACKAGES, PACKAGES / "again"]:
+            folder.mkdir()
+            run("env", "SOURCE_DATE_EPOCH=1700000000", SOURCE / "packaging/linux/make-debs.sh", "1.0.0",
+                BUILD, folder)
         make_root()
 
     def package(self, name):
@@ -81,6 +83,44 @@ class PackageTest(unittest.TestCase):
                                    capture_output=True, text=True).stdout
             self.assertNotRegex(found, "(?m)^E:")
 
+    def test_packed_twice_the_packages_are_the_same(self):
+        for path in (PACKAGES / "again").iterdir():
+            self.assertEqual(path.read_bytes(), (PACKAGES / path.name).read_bytes(), path.name)
+
+    def test_the_installed_settings_name_every_setting(self):
+        header = (SOURCE / "device/settings.h").read_text()
+        names = re.findall('"(.*?)"', re.search("settingNames = {(.*?)}", header, re.S).group(1))
+        for system in ["linux/service", "windows"]:
+            text = (SOURCE / "packaging" / system / "config.txt").read_text()
+            self.assertEqual(re.findall("(?m)^#?([A-Za-z]+)=", text), names, system)
+
+    def test_a_restart_for_the_same_reason_waits(self):
+        folder = PACKAGES / "restart"
+        folder.mkdir()
+        Machine.script(folder / "systemctl", "#!/bin/sh\necho $RESTARTS\n")
+        (folder / "config.txt").write_text("Port=5725\r\n")
+        port, other = "Could not open port", "Smartcard service not running!"
+        for restarts, reason, age, taken, waits in [
+                (0, port, 1, True, False), (1, port, 1, True, True), (1, port, 61, True, False),
+                (1, port, 1, False, False), (1, other, 1, False, True), (1, other, 61, False, False)]:
+            with self.subTest(restarts=restarts, reason=reason, age=age, taken=taken):
+                listener = socket.create_server(("127.0.0.1", 5725 if taken else 5726))
+                log = folder / "log.txt"
+                log.write_text(f"[01-01-2026 00:00:00] {reason}\r\n")
+                os.utime(log, 2 * (time.time() - age,))
+                start = subprocess.Popen(
+                    [SOURCE / "packaging/linux/service/wait-before-restart", folder],
+                    env={"PATH": f"{folder}:/usr/bin:/bin", "RESTARTS": str(restarts)})
+                try:
+                    self.assertEqual((start.wait(1), waits), (0, False))
+                except subprocess.TimeoutExpired:
+                    self.assertTrue(waits)
+                listener.close()
+                if waits and reason == port:
+                    self.assertEqual(start.wait(4), 0)
+                start.kill()
+                start.wait()
+
     def test_the_unit_leaves_the_rights_that_the_tests_leave(self):
         unit = SOURCE / "packaging/linux/service/kv500service.service"
         rights = re.search("(?m)^CapabilityBoundingSet=(.*)$", unit.read_text()).group(1)
@@ -92,7 +132,7 @@ class PackageTest(unittest.TestCase):
     def test_life(self):
         self.install(self.package("kv500service"), self.package("kv500-simulator"))
         self.assertTrue(ENABLED.is_symlink())
-        in_root("man", "-w", "kv500service", "kv500-simulator")
+        in_root("man", "-w", "kv500service", "kv500-check", "kv500-simulator")
 
         # The driver is off until it is enabled as its manual page tells.
         self.assertEqual(list((ROOT / "etc/reader.conf.d").iterdir()), [])
