@@ -8,6 +8,7 @@ from common import NO_CARD, NO_READER
 from scenarios import TWO_PASSES, Scenarios
 
 windows = Windows()
+windows.log_in("1 0")
 
 
 class WindowsScenarios(Scenarios, ServiceTest):

@@ -26,14 +26,15 @@ class Windows:
         self.environment = {
             **os.environ, "WINEPREFIX": str(self.folder / "prefix"), "WINEARCH": "win64",
             "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8",
-            # The simulated smart-card library instead of Wine's; no offers to install more.
-            "WINEDLLOVERRIDES": "winscard=n;mscoree,mshtml=;winemenubuilder.exe=d"}
+            # The simulated cards and sessions instead of Wine's; no offers to install more.
+            "WINEDLLOVERRIDES": "winscard,wtsapi32=n;mscoree,mshtml=;winemenubuilder.exe=d"}
         self.environment.pop("DISPLAY", None)
         self.session = None
         atexit.register(self.remove)
         self.run("wineboot", "-i", limit=120)
         self.wineserver("-w")  # Until its services have ended: they would not know new ones.
-        shutil.copy2(BUILD / "winscard.dll", self.drive / "windows/system32")
+        for library in ("winscard.dll", "tests/windows/wtsapi32.dll"):
+            shutil.copy2(BUILD / library, self.drive / "windows/system32")
         # Wine ends all services together with its last ordinary program. This program keeps
         # running.
         self.session = subprocess.Popen([WINE, "cmd", "/c", "echo ready& set /p end="],
@@ -70,6 +71,16 @@ class Windows:
         """What a person does to readers and cards, in commands of the simulator."""
         with open(self.drive / "kv500-world.txt", "a", encoding="utf-8") as file:
             file.writelines(command + "\n" for command in commands)
+
+    def log_in(self, *sessions):
+        """These sessions, each with number and state, instead of those before. 0 is the state of a
+        session that a person works in."""
+        (self.drive / "kv500-sessions.txt").write_text("".join(f"{one}\n" for one in sessions))
+
+    def boxes(self):
+        """The message boxes so far: session, title and text in a line each."""
+        file = self.drive / "kv500-boxes.txt"
+        return file.read_text("utf-8").splitlines() if file.exists() else []
 
     def smartcards_on(self):
         """A running smart-card service without readers."""
@@ -133,9 +144,9 @@ class Windows:
             self.session.wait(PATIENCE)
             self.session = None
         self.wineserver("-k")
-        wrong_use = self.drive / "kv500-wrong-use.txt"
-        if wrong_use.exists():
-            print("wrong use of the smart-card library:", wrong_use.read_text(), flush=True)
+        wrong_use = list(self.drive.glob("kv500-wrong-use*.txt"))
+        if wrong_use:
+            print("wrong use of Windows:", *(file.read_text() for file in wrong_use), flush=True)
             os._exit(1)  # An exception would be too late to make the test fail.
         shutil.rmtree(self.folder, ignore_errors=True)
 
@@ -155,6 +166,7 @@ class Service(common.Service):
         self.port = self.mark.number
         self.readers = 0
         self.usb_is_shown = True
+        self.boxes_before = len(windows.boxes())
         self.configure()
 
     def configure(self, *lines):
@@ -248,6 +260,6 @@ class Service(common.Service):
     def expect_end(self, _status):
         wait_until(self.is_gone, "end of the process")  # Wine does not tell its exit code.
 
-    @staticmethod
-    def boxes():
-        return None  # Nobody is logged on.
+    def boxes(self):
+        lines = self.windows.boxes()[self.boxes_before:]
+        return [line.partition(" | ")[2].replace("\\n", "\n") for line in lines]
