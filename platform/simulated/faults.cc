@@ -9,6 +9,11 @@ void Faults::fail(const std::string& operation, Plan plan) {
   plans_[operation].push_back(plan);
 }
 
+void Faults::clear() {
+  const std::lock_guard guard(mutex_);
+  plans_.clear();
+}
+
 void Faults::hold(const std::string& operation) {
   const std::lock_guard guard(mutex_);
   toHold_.insert(operation);

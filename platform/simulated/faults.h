@@ -29,6 +29,8 @@ class Faults {
 
   void fail(const std::string& operation) { fail(operation, Plan{}); }
   void fail(const std::string& operation, Plan plan);
+  /// From now on no call fails any more.
+  void clear();
 
   /// Asks `decide` about each call before the plans: it gives the code with which the call fails,
   /// or none. It is called under a lock of the world and may not call the platform.
