@@ -202,9 +202,9 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
       {set({{false, 4711, ""}, {true, 9, "node"}}), "warn", "[::1]:5724: node (process 9)"},
       {[&] {
          set({})();
-         inspection()->reservedPorts = {{1, 2}, {5700, 5799}};
+         inspection()->reservedPorts = {{1, 2}, {5724, 5724}};
        },
-       "fail", "the ports 5700 to 5799, and 5724 is one"},
+       "fail", "the ports 5724 to 5724, and 5724 is one"},
       {[&] { settings.values.port = 6666; }, "warn", "browsers refuse port 6666"},
       {[&] { settings.portIsKnown = false; }, "warn", "about the default, 5724"},
       {[&] {

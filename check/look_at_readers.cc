@@ -1,18 +1,11 @@
 #include "check/known_devices.h"
 #include "check/looks.h"
 #include "check/pcsc_look.h"
+#include "check/printable.h"
 #include "check/texts.h"
 
 namespace check {
 namespace {
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
-  }
-  return text;
-}
 
 Finding judgeNames(const std::vector<std::string>& names) {
   const auto served = servedReaders(names);

@@ -21,14 +21,6 @@ constexpr std::size_t mostUnknown = 20;                        // Names that are
 constexpr std::size_t longestLine = 80;  // Bytes of a faulty line that are shown.
 const std::string byteOrderMark = "\xEF\xBB\xBF";
 
-std::string joined(const std::vector<std::string>& texts, const std::string& separator) {
-  std::string all;
-  for (const std::string& text : texts) {
-    all += (all.empty() ? "" : separator) + text;
-  }
-  return all;
-}
-
 std::string inWords(const Settings& settings) {
   constexpr std::size_t longestValue = 100;  // Bytes: one value must not hide the others.
   const auto word = [](bool on) { return on ? "yes" : "no"; };
@@ -68,7 +60,7 @@ Finding judgeUnknownName(const std::string& name) {
   if (nearest.empty()) {
     return {Level::Warn,
             {texts::settingsUnknown, {name}},
-            {texts::settingsUnknownAdvice, {joined(kv500::settingNames, ", ")}}};
+            {texts::settingsUnknownAdvice, {joined(kv500::settingNames)}}};
   }
   // Names are letters; upper and lower case differ only in this bit.
   const bool onlyCase = std::equal(bare.begin(), bare.end(), nearest.begin(), nearest.end(),
@@ -94,14 +86,15 @@ void judgeBrowser(const Settings& settings, Findings& findings) {
 }
 
 void judgeHosts(const Settings& settings, Findings& findings) {
-  for (const std::string& name : settings.allowedHosts) {
-    std::string host = name;
+  std::vector<std::string> bad = settings.allowedHosts;
+  std::erase_if(bad, [](std::string host) {
     std::transform(host.begin(), host.end(), host.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (!isHost(host)) {
-      findings.push_back(
-          {Level::Fail, {texts::settingsBadHost, {name}}, texts::settingsHostAdvice});
-    }
+    return isHost(host);
+  });
+  if (!bad.empty()) {
+    findings.push_back(
+        {Level::Fail, {texts::settingsBadHost, {joined(bad)}}, texts::settingsHostAdvice});
   }
 }
 

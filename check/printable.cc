@@ -55,4 +55,12 @@ std::string shortened(const std::string& text, std::size_t size) {
   return text.substr(0, end) + "...";
 }
 
+std::string joined(const std::vector<std::string>& texts, const std::string& separator) {
+  std::string all;
+  for (const std::string& text : texts) {
+    all += (all.empty() ? "" : separator) + text;
+  }
+  return all;
+}
+
 }  // namespace check

@@ -1,9 +1,10 @@
-// Makes bytes from outside safe for a terminal.
+// Makes texts from outside fit for a terminal.
 #ifndef KV500_CHECK_PRINTABLE_H
 #define KV500_CHECK_PRINTABLE_H
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace check {
 
@@ -14,6 +15,9 @@ std::string printable(const std::string& bytes, bool keepLineFeeds = false);
 
 /// The text itself, or its first `size` bytes and an ellipsis. Any thread.
 std::string shortened(const std::string& text, std::size_t size);
+
+/// The texts with a separator between them. Any thread.
+std::string joined(const std::vector<std::string>& texts, const std::string& separator = ", ");
 
 }  // namespace check
 
