@@ -12,6 +12,7 @@ namespace {
 using Properties = std::map<std::string, std::string>;
 using State = ServiceFacts::State;
 
+constexpr const char* installedProgram = "/opt/kv500service/KV500Service";  // By the package.
 constexpr std::chrono::milliseconds answerLimit{2500};
 constexpr std::uint64_t lately =
     600;  // Seconds of running after which earlier restarts are history.
@@ -97,7 +98,12 @@ ServiceFacts factsOf(Properties& properties, const std::string& unit) {
 ServiceFacts inspectService(InspectedService service) {
   if (service == InspectedService::Kv500) {
     Properties properties = propertiesOf("kv500service.service");
-    return factsOf(properties, "kv500service");
+    ServiceFacts facts = factsOf(properties, "kv500service");
+    std::error_code error;
+    if (facts.program.empty() && std::filesystem::exists(installedProgram, error)) {
+      facts.program = installedProgram;  // The service manager does not say.
+    }
+    return facts;
   }
   // The socket unit starts pcscd; it ends by itself when it has not been used for a while.
   Properties socket = propertiesOf("pcscd.socket");
