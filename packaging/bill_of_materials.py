@@ -23,6 +23,7 @@ PARTS = {
     "zlib": ("Jean-loup Gailly and Mark Adler", "Zlib"),
     "libstdc++": ("Free Software Foundation", GCC),
     "libgcc": ("Free Software Foundation", GCC),
+    "libssp": ("Free Software Foundation", GCC),
     "libc": ("Free Software Foundation", "LGPL-2.1-or-later"),
     "libpcsclite": ("Ludovic Rousseau", "BSD-3-Clause"),
     "libsystemd": ("The systemd project", "LGPL-2.1-or-later"),
@@ -66,6 +67,7 @@ def main():
            "licenseInfoFromFiles": ["NOASSERTION"],
            "copyrightText": "Copyright 2026 The KV500 team"}
     time = datetime.datetime.fromtimestamp(int(os.environ["SOURCE_DATE_EPOCH"]), datetime.timezone.utc)
+    link = "STATIC_LINK" if package.suffix == ".msi" else "DEPENDS_ON"
     document = {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
         "name": package.name,
@@ -80,7 +82,7 @@ def main():
             for one, kind, other in [
                 ("SPDXRef-DOCUMENT", "DESCRIBES", own["SPDXID"]),
                 *((own["SPDXID"], "CONTAINS", file["SPDXID"]) for file in files),
-                *((own["SPDXID"], "DEPENDS_ON", part["SPDXID"]) for part in parts)]]}
+                *((own["SPDXID"], link, part["SPDXID"]) for part in parts)]]}
     pathlib.Path(f"{package}.spdx.json").write_text(json.dumps(document, indent=2) + "\n")
 
 

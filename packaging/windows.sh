@@ -28,5 +28,5 @@ gcc=$(x86_64-w64-mingw32-g++-posix -dumpfullversion)
 mingw=$(dpkg-query -W -f='${Version}' mingw-w64-x86-64-dev)
 xml=$(basename build/windows-dependencies/tinyxml2-*/ | sed 's/^tinyxml2-//')
 packaging/bill_of_materials.py "$version" "$package" "$unpacked" "tinyxml2=$xml" "libstdc++=$gcc" \
-  "libgcc=$gcc" "mingw-w64=$mingw" "winpthreads=$mingw"
+  "libgcc=$gcc" "libssp=$gcc" "mingw-w64=$mingw" "winpthreads=$mingw"
 echo "$package"

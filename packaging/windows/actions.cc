@@ -126,6 +126,16 @@ UINT refuseHeldProgram(MSIHANDLE installer, const std::wstring& folder) {
                                L"program, or restart the computer, and try again.");
 }
 
+/// Whether the service is about to vanish. Nobody can change or register it until then.
+bool isMarkedForDeletion() {
+  const ServiceHandle service = openService(SERVICE_CHANGE_CONFIG);
+  return service &&
+         !::ChangeServiceConfigW(service.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                 SERVICE_NO_CHANGE, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                 nullptr, nullptr) &&
+         ::GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
+}
+
 }  // namespace
 
 /// Sets properties about the installed service, however it was installed. SERVICEFOLDER is the
@@ -134,6 +144,12 @@ UINT refuseHeldProgram(MSIHANDLE installer, const std::wstring& folder) {
 /// folder if it is about to be left. SETTINGSFOLDER is set if the settings come from there.
 /// STATUSPORT is always set.
 extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
+  if (property(installer, L"REMOVE").empty() && isMarkedForDeletion()) {
+    return refuse(installer,
+                  L"The service KV500Service was deleted, but a program still uses it. "
+                  L"Nothing was changed. Close all windows that show services, or "
+                  L"restart the computer, and try again.");
+  }
   std::wstring serviceFolder;
   const ServiceHandle service = openService(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS);
   alignas(QUERY_SERVICE_CONFIGW) std::array<std::uint8_t, 8192> space{};  // Windows' own limit.

@@ -1,6 +1,7 @@
 """The package for Windows Installer: installation, update, repair, removal and refusals."""
 import contextlib
 import os
+import re
 import shutil
 import signal
 import socket
@@ -59,7 +60,7 @@ def version_at(program):
 def make_package(version):
     """The built files as a package of that version, which the program has too."""
     folder = windows.folder / version
-    folder.mkdir()
+    folder.mkdir(exist_ok=True)
     for file in ["KV500Service.exe", "kv500-check.exe", "packaging/windows/actions.dll"]:
         shutil.copy(BUILD / file, folder)
     program = folder / "KV500Service.exe"
@@ -119,8 +120,8 @@ class Package(unittest.TestCase):
         service.answers()
         keys = [line.split("=")[0] for line in service.settings().decode().splitlines()
                 if line and not line.startswith("#")]
-        self.assertEqual(keys, ["Port", "AllowOrigin", "CallBrowser", "BrowserCommand", "URL",
-                                "AppendCardId"])
+        self.assertEqual(keys, ["Port", "AllowOrigin", "AllowHost", "OnlyActiveUser", "CallBrowser",
+                                "BrowserCommand", "URL", "AppendCardId"])
         key = windows.do("reg", "query", SERVICE_KEY)
         self.assertRegex(key, r'ImagePath\s+REG_(EXPAND_)?SZ\s+"C:\\Program Files\\Praxis S.d\\KV 500\\KV500Service.exe"')
         self.assertRegex(key, r"Start\s+REG_DWORD\s+0x2\b")
@@ -221,6 +222,13 @@ class Package(unittest.TestCase):
         self.assertEqual(service.program.read_bytes(), before)
         self.msi("/x", OLD, "PURGE=1")
 
+        # A service that is deleted as soon as it stops.
+        self.msi("/i", OLD)
+        windows.do("sc", "delete", "KV500Service")
+        self.assertIn("was deleted, but a program still uses it", self.msi("/i", NEW, code=FAILED))
+        service.answers()
+        self.msi("/x", OLD, "PURGE=1")
+
         # A service that ends at once.
         service.configure()
         with socket.socket() as other:
@@ -269,6 +277,26 @@ class Package(unittest.TestCase):
                            capture_output=True)
         sign.write_text("#!/bin/sh\nexit 1\n")
         self.assertNotEqual(subprocess.run(command, capture_output=True, env=environment).returncode, 0)
+
+    def test_packed_twice_the_packages_are_the_same(self):
+        before = OLD.read_bytes()
+        OLD.unlink()
+        self.assertEqual(make_package("1.1.0").read_bytes(), before)
+
+    def test_programs_are_protected(self):
+        """Random addresses, no code in data, linked libraries from Windows' own folder alone."""
+        for name in ["KV500Service.exe", "kv500-check.exe", "packaging/windows/actions.dll"]:
+            program = BUILD / name
+            headers = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", program], check=True,
+                                     capture_output=True, text=True).stdout
+            for word in ["HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"]:
+                self.assertIn(word, headers, name)
+            place = int(re.search("ImageBase\\s+(\\w+)", headers)[1], 16) + int(
+                re.search("Entry a (\\w+) 00000070 Load Config", headers)[1], 16)
+            dump = subprocess.run(
+                ["x86_64-w64-mingw32-objdump", "-s", f"--start-address={place + 0x4E:#x}",
+                 f"--stop-address={place + 0x50:#x}", program], check=True, capture_output=True, text=True)
+            self.assertRegex(dump.stdout, r"\n [0-9a-f]+ 0008 ", name)
 
     def test_tables(self):
         """What Wine ignores."""
