@@ -8,7 +8,6 @@
 
 int main() {
   std::wstring text = ::GetCommandLineW();
-  text += L"\n" + std::to_wstring(::GetPriorityClass(::GetCurrentProcess()));
   for (const wchar_t* line = ::GetEnvironmentStringsW(); *line != L'\0';
        line += std::wstring(line).size() + 1) {
     text += L"\n" + std::wstring(line);

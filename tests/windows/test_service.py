@@ -39,12 +39,14 @@ class InItsFolder(ServiceTest):
         self.assertEqual(self.service.log(), [STARTED] * 2)
 
     def test_second_instance_and_start_by_hand(self):
-        # Started by hand; nobody is logged on who could read the box.
-        self.assertEqual(windows.run(self.service.program)[0], 1)
-        self.assertEqual(self.service.log(), [STARTED])
+        for sessions, boxes in {("1 1",): 0, ("1 1", "2 0"): 1}.items():
+            windows.log_in(*sessions)
+            self.assertEqual(windows.run(self.service.program)[0], 1)
+            self.assertEqual(len(self.service.boxes()), boxes)
+        self.assertRegex(windows.boxes()[0], r"^2 KALVERO  -  C:\\.+\.exe \| This programm must be")
         self.start()
         self.assertEqual(windows.run(self.service.program)[0], 1)
-        self.assertEqual(self.service.log(), [STARTED] * 3)
+        self.assertEqual(self.service.log(), [STARTED] * 4)
         self.assertIn(b"RUNNING", self.service.ask("status"), "the first one lives on")
 
     def test_folder_that_cannot_be_written(self):

@@ -73,14 +73,13 @@ class Windows:
             file.writelines(command + "\n" for command in commands)
 
     def log_in(self, *sessions):
-        """These sessions, each with number and state, instead of those before. 0 is the state of a
-        session that a person works in."""
+        """The sessions, each with number and state. In state 0 a person works in it."""
         (self.drive / "kv500-sessions.txt").write_text("".join(f"{one}\n" for one in sessions))
 
     def boxes(self):
-        """The message boxes so far: session, title and text in a line each."""
+        """The message boxes so far, each with session, title and text."""
         file = self.drive / "kv500-boxes.txt"
-        return file.read_text("utf-8").splitlines() if file.exists() else []
+        return file.read_text("utf-8").split("\0")[:-1] if file.exists() else []
 
     def smartcards_on(self):
         """A running smart-card service without readers."""
@@ -214,7 +213,7 @@ class Service(common.Service):
             self.plug()
         if card:
             self.insert(card)
-        self.configure(*config.split())
+        self.configure(*config.splitlines())
         self.create()
         self.start()
         if wait:
@@ -261,5 +260,4 @@ class Service(common.Service):
         wait_until(self.is_gone, "end of the process")  # Wine does not tell its exit code.
 
     def boxes(self):
-        lines = self.windows.boxes()[self.boxes_before:]
-        return [line.partition(" | ")[2].replace("\\n", "\n") for line in lines]
+        return [box.partition(" | ")[2] for box in self.windows.boxes()[self.boxes_before:]]

@@ -3,8 +3,8 @@
 // person in front of it.
 //
 // C:\kv500-sessions.txt has a line for each session: its number and state. Without the file nobody
-// is logged on. C:\kv500-boxes.txt gets a line for each message box. The person answers a box at
-// once, or when C:\kv500-nobody-answers.txt goes.
+// is logged on. C:\kv500-boxes.txt gets each message box, with a zero byte at its end. The person
+// answers a box at once, or when C:\kv500-nobody-answers.txt goes.
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -64,15 +64,10 @@ BOOL refused(const char* operation) {
   return simulated::refuse(operation, "an argument that Windows refuses", FALSE);
 }
 
-/// A line for a box; a line feed in it stands as "\n".
 void record(DWORD session, const std::wstring& title, const std::wstring& text) {
-  std::wstring line = title + L" | " + text;
-  for (std::size_t at; (at = line.find(L'\n')) != std::wstring::npos;) {
-    line.replace(at, 1, L"\\n");
-  }
-  const std::u8string bytes = std::filesystem::path(line).u8string();
+  const std::u8string bytes = std::filesystem::path(title + L" | " + text).u8string();
   std::ofstream("C:\\kv500-boxes.txt", std::ios::app | std::ios::binary)
-      << std::to_string(session) + " " + std::string(bytes.begin(), bytes.end()) + "\n";
+      << session << " " + std::string(bytes.begin(), bytes.end()) + '\0';
 }
 
 }  // namespace
@@ -91,9 +86,9 @@ BOOL WINAPI WTSEnumerateSessionsA(::HANDLE server, DWORD reserved, DWORD version
     *count = static_cast<DWORD>(sessions.size());
     *list = new WTS_SESSION_INFOA[sessions.size()];
     lentList = *list;
-    static char name[] = "Console";
     for (std::size_t i = 0; i < sessions.size(); ++i) {
-      (*list)[i] = {sessions[i].id, name, static_cast<WTS_CONNECTSTATE_CLASS>(sessions[i].state)};
+      (*list)[i] = {sessions[i].id, nullptr,
+                    static_cast<WTS_CONNECTSTATE_CLASS>(sessions[i].state)};
     }
     return TRUE;
   });
