@@ -5,15 +5,16 @@ cd "$(dirname "$0")"
 
 usage() {
   cat <<'TEXT'
-Usage: ./test.sh [--quick]
+Usage: ./test.sh [--quick | --fuzz HOURS]
 
-Runs, one after the other: the format check; the Clang build with thread-safety analysis and a short
-run of the fuzzers; the unit and end-to-end tests under AddressSanitizer with
+Runs, one after the other: the format check; the Clang build with thread-safety analysis and a minute
+of each fuzzer; the unit and end-to-end tests under AddressSanitizer with
 UndefinedBehaviorSanitizer and under ThreadSanitizer; the Windows build under Wine; the tests of the
 release build, with those of the Linux service on the real smart-card daemon (they need root), of the
 packages and of the web page in a browser.
 
-  --quick   the unit tests alone
+  --quick       the unit tests alone
+  --fuzz HOURS  the fuzzers alone, each for that many hours, two at a time
 
 What this machine can't run is skipped and named at the end, with the reason. Where the environment
 has CI set, it counts as a failure.
@@ -21,9 +22,11 @@ TEXT
 }
 
 quick=
+fuzz_hours=
 case "${1-}" in
   '') ;;
   --quick) quick=yes ;;
+  --fuzz) fuzz_hours=${2:?"say how many hours"} ;;
   --help | -h) usage; exit 0 ;;
   *) usage >&2; exit 2 ;;
 esac
@@ -39,6 +42,12 @@ trap 'rm -f "$began"' EXIT
 build() { # build PRESET [--target TARGET...]
   cmake --preset "$1" >/dev/null
   cmake --build --preset "$@"
+}
+
+fuzz() { # fuzz SECONDS
+  cmake --preset clang -DKV500_FUZZ_SECONDS="$1" >/dev/null
+  cmake --build --preset clang --target kv500-simulator KV500Service service_fuzz gzip_fuzz xml_fuzz
+  ctest --test-dir build/clang -L fuzz -j 2 --no-tests=error --output-on-failure
 }
 
 # Names what was skipped in the runs so far, with the reasons. Fails if that counts.
@@ -69,12 +78,16 @@ if [ -n "$quick" ]; then
   exit
 fi
 
+if [ -n "$fuzz_hours" ]; then
+  fuzz $((fuzz_hours * 3600))
+  exit
+fi
+
 step "Format"
 git ls-files '*.cc' '*.h' | xargs clang-format-14 --dry-run -Werror
 
 step "Clang with thread-safety analysis, and the fuzzers"
-build clang --target kv500-simulator KV500Service card_fuzz gzip_fuzz xml_fuzz
-ctest --test-dir build/clang -L fuzz --no-tests=error --output-on-failure
+fuzz 60
 
 for preset in asan tsan; do
   step "Tests, preset $preset"

@@ -26,6 +26,17 @@ struct VirtualTime::NewThread {
   Waiter start{[] { return true; }, never};  ///< It waits for its turn to begin.
 };
 
+void VirtualTime::Waiter::awaitTurn() {
+  Guard guard(mutex_);
+  given_.wait(guard, [this] { return isTurn_; });
+}
+
+void VirtualTime::Waiter::giveTurn() {
+  const Guard guard(mutex_);  // Until the end: the waiter is gone as soon as it runs.
+  isTurn_ = true;
+  given_.notify_one();
+}
+
 void VirtualTime::start(bool together) {
   const Guard guard(mutex_);
   together_ = together;
@@ -46,7 +57,7 @@ bool VirtualTime::wait(const IsOver& isOver, Limit limit) {
   --running_;
   passOn();
   guard.unlock();
-  self.turn.acquire();
+  self.awaitTurn();
   return self.succeeded;
 }
 
@@ -87,7 +98,7 @@ void VirtualTime::wake(Waiter& waiter, bool succeeded) {
   waiters_.remove(&waiter);
   waiter.succeeded = succeeded;
   ++running_;
-  waiter.turn.release();
+  waiter.giveTurn();
 }
 
 platform::HANDLE VirtualTime::startThread(std::uint32_t (*function)(void*), void* argument) {
@@ -107,7 +118,7 @@ platform::HANDLE VirtualTime::startThread(std::uint32_t (*function)(void*), void
 std::uint32_t VirtualTime::runThread(void* newThread) {
   VirtualTime& time = virtualTime();
   const std::unique_ptr<NewThread> thread(static_cast<NewThread*>(newThread));
-  thread->start.turn.acquire();
+  thread->start.awaitTurn();
   const std::uint32_t result = thread->function(thread->argument);
   const Guard guard(time.mutex_);
   const auto open = time.threads_.find(thread->handle);

@@ -12,7 +12,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <semaphore>
 #include <utility>
 
 #include "platform/simulated/mutex.h"
@@ -60,7 +59,15 @@ class VirtualTime {
     const IsOver isOver;
     const std::int64_t due;
     bool succeeded = false;
-    std::binary_semaphore turn{0};
+
+    // Has a mutex of its own, so that a woken thread does not wait for the one that woke it.
+    void awaitTurn();
+    void giveTurn();
+
+   private:
+    std::mutex mutex_;
+    std::condition_variable given_;
+    bool isTurn_ = false;
   };
   struct NewThread;
   using Guard = std::unique_lock<Mutex>;

@@ -1,12 +1,23 @@
-// A client of the service in virtual time.
-#ifndef KV500_TESTS_MEMORY_CLIENT_H
-#define KV500_TESTS_MEMORY_CLIENT_H
+// What programs share that run the service in virtual time.
+#ifndef KV500_TESTS_VIRTUAL_WORLD_H
+#define KV500_TESTS_VIRTUAL_WORLD_H
+
+#include <sched.h>
 
 #include <string>
 
 #include "platform/simulated/network.h"
 
 namespace kv500 {
+
+/// One thread of the world runs at a time. It wakes the next one several times faster on its own
+/// processor. Call it before there are others.
+inline void stayOnThisProcessor() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  CPU_SET(static_cast<std::size_t>(sched_getcpu()), &processors);
+  sched_setaffinity(0, sizeof(processors), &processors);
+}
 
 /// Everything that arrives until the other side closes.
 inline std::string receiveAll(platform::SOCKET socket) {
