@@ -23,11 +23,12 @@ platform::SERVICE_STATUS_HANDLE statusHandle = 0;
 /// During a stop both the service thread and the dispatcher's thread report.
 Lock statusLock;
 platform::SERVICE_STATUS serviceStatus GUARDED_BY(statusLock) = {};
+bool isStopped GUARDED_BY(statusLock) = false;
 bool refusalTold GUARDED_BY(statusLock) = false;
 
 bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
   const ScopedLock guard(statusLock);
-  if (serviceStatus.dwCurrentState == platform::SERVICE_STOPPED) {
+  if (isStopped) {
     return false;  // STOPPED is the last report; a late one from another thread is refused.
   }
   serviceStatus.dwServiceType = platform::SERVICE_WIN32_OWN_PROCESS;
@@ -38,6 +39,7 @@ bool report(std::uint32_t state, std::uint32_t controlsAccepted) {
     platform::tellStarter("The service manager refuses a report of the service");
   }
   refusalTold = !taken;  // Once for refusals in a row: the stop is reported every 100 ms.
+  isStopped = taken && state == platform::SERVICE_STOPPED;
   return taken;
 }
 

@@ -9,6 +9,7 @@
 #include "platform/simulated/network.h"
 #include "platform/simulated/virtual_time.h"
 #include "platform/simulated/world.h"
+#include "platform/threading.h"
 
 namespace platform {
 namespace {
@@ -20,6 +21,7 @@ namespace network = simulated::network;
 using Kind = simulated::Ledger::Kind;
 
 constexpr std::int32_t failed = -1;
+constexpr std::uint32_t acceptPause = 50;            // Milliseconds.
 constexpr std::int32_t versionNotSupported = 10092;  // WSAVERNOTSUPPORTED
 
 /// Whether a call on a socket must be carried out.
@@ -105,8 +107,13 @@ std::int32_t select(SOCKET socket, std::int32_t microseconds) {
 }
 
 SOCKET accept(SOCKET socket) {
-  return passes("accept", socket) ? given(pick(host::accept, network::accept)(socket))
-                                  : INVALID_SOCKET;
+  if (world().faults.take("accept")) {
+    Sleep(acceptPause);
+    return INVALID_SOCKET;
+  }
+  return ledger().find("accept", Kind::Socket, socket)
+             ? given(pick(host::accept, network::accept)(socket))
+             : INVALID_SOCKET;
 }
 
 std::int32_t recv(SOCKET socket, char* buffer, std::int32_t size) {

@@ -1,0 +1,127 @@
+// What each failure of the platform costs.
+//
+// A failure that is not listed has no consequence but the answer that it spoils: the service goes
+// on, says nothing and has the right data again within 3 seconds.
+#ifndef KV500_TESTS_SWEEP_CONSEQUENCES_H
+#define KV500_TESTS_SWEEP_CONSEQUENCES_H
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "platform/smartcard.h"
+#include "platform/threading.h"
+
+namespace sweep {
+
+constexpr std::uint32_t any = 0xABABABAB;
+constexpr int goesOn = -1;
+
+/// When a failing call has the consequence.
+enum class When {
+  Always,
+  IfLasting,  ///< Not if it fails only once.
+  Perhaps     ///< There are other calls of that kind.
+};
+
+struct Consequence {
+  std::string_view operation;
+  std::string_view thread;  ///< Whose call fails; empty: anybody's.
+  std::uint32_t detail;     ///< For some operations an argument; see the simulated platform.
+  std::uint32_t call;       ///< Which call of that thread, from 1.
+  std::uint32_t code;       ///< What the operation gives.
+  int exitStatus;           ///< Or `goesOn`.
+  std::string_view inLog;
+  std::string_view told;  ///< On standard error, in the journal, in the event log.
+  When when = When::Always;
+};
+
+/// The first row that fits counts.
+inline const Consequence consequences[] = {
+    // The service can't be run.
+    {"CreateMutexA", "", any, any, any, 1, "", "Could not create mutex"},
+    {"StartServiceCtrlDispatcherW", "", any, any, platform::ERROR_FAILED_SERVICE_CONTROLLER_CONNECT,
+     1, "", "This program must be started as service"},
+    {"StartServiceCtrlDispatcherW", "", any, any, any, 1, "",
+     "Could not connect to service controller"},
+    {"RegisterServiceCtrlHandlerW", "", any, any, any, 1, "",
+     "The service manager refuses the control handler"},
+    {"SetServiceStatus", "service", 2, any, any, 1, "", "The service manager refuses a report"},
+    {"SetServiceStatus", "service", 4, any, any, 1, "", "The service manager refuses a report"},
+    {"CreateEventA", "", any, any, any, 1, "Could not create event", ""},
+    {"socket", "", any, any, any, 1, "Could not open port", "", When::IfLasting},
+    {"bind", "", any, any, any, 1, "Could not open port", "", When::IfLasting},
+    {"listen", "", any, any, any, 1, "Could not open port", "", When::IfLasting},
+    {"CreateThread", "service", any, 2, any, 1, "Could not start server main thread!", ""},
+    {"CreateThread", "service", any, 3, any, 1, "Could not start PCSC service thread!", ""},
+    // It can't go on.
+    {"WaitForSingleObject", "service", platform::INFINITE, any, any, 1,
+     "Could not wait for the stop event", ""},
+    {"WaitForSingleObject", "PC/SC", 0, any, any, 0, "Could not check event", ""},
+    {"WaitForSingleObject", "listener", 0, any, any, 1, "Could not check event", "", When::Perhaps},
+    {"SetEvent", "", any, any, any, 1, "Could not set event", ""},
+    {"select", "listener", any, any, any, 1, "Could not check if connection request is pending",
+     ""},
+    {"SCardEstablishContext", "", any, any, platform::SCARD_E_NO_SERVICE, goesOn,
+     "Trying to start Smartcard service...", ""},
+    {"SCardEstablishContext", "", any, any, any, 0, "Could not establish PCSC context", ""},
+    {"system", "", any, any, any, 0, "Smartcard service not running!", ""},
+    // It goes on, and says so.
+    {"CreateThread", "service", any, 1, any, goesOn, "", "Could not start the card watcher"},
+    {"SetServiceStatus", "", any, any, any, goesOn, "", "The service manager refuses a report"},
+    {"readTextFile", "", any, any, any, goesOn, "", "Not read: "},
+    {"SCardListReadersA", "", any, any, platform::SCARD_E_SERVICE_STOPPED, goesOn, "", ""},
+    {"SCardListReadersA", "", any, any, platform::SCARD_E_NO_READERS_AVAILABLE, goesOn, "", ""},
+    {"SCardListReadersA", "", any, any, any, goesOn, "PCSC error 0x", ""},
+    {"SCardConnectA", "", any, any, platform::SCARD_E_NO_SMARTCARD, goesOn, "", ""},
+    {"SCardConnectA", "", any, any, platform::SCARD_W_REMOVED_CARD, goesOn, "", ""},
+    {"SCardConnectA", "", any, any, any, goesOn, "Could not connect to card", ""},
+};
+
+/// The codes with which an operation of PC/SC fails in practice. All others only fail.
+inline std::vector<std::uint32_t> codesOf(std::string_view operation) {
+  constexpr std::uint32_t unexpected = 0x8010001F;  // SCARD_E_UNEXPECTED
+  constexpr std::uint32_t noMemory = 0x80100006;    // SCARD_E_NO_MEMORY
+  constexpr std::uint32_t commError = 0x80100013;   // SCARD_F_COMM_ERROR
+  constexpr std::uint32_t dataLost = 0x8010002F;    // SCARD_E_COMM_DATA_LOST
+  constexpr std::uint32_t mute = 0x80100066;        // SCARD_W_UNRESPONSIVE_CARD
+  constexpr std::uint32_t noPower = 0x80100067;     // SCARD_W_UNPOWERED_CARD
+  using namespace platform;
+  if (operation == "SCardEstablishContext") {
+    return {SCARD_E_NO_SERVICE, SCARD_E_SERVICE_STOPPED, unexpected, noMemory};
+  }
+  if (operation == "SCardListReadersA") {
+    return {SCARD_E_SERVICE_STOPPED, SCARD_E_NO_READERS_AVAILABLE, SCARD_E_NO_SERVICE,
+            SCARD_E_INVALID_HANDLE,  SCARD_E_INSUFFICIENT_BUFFER,  commError};
+  }
+  if (operation == "SCardConnectA") {
+    return {SCARD_E_NO_SMARTCARD,
+            SCARD_W_REMOVED_CARD,
+            SCARD_E_UNKNOWN_READER,
+            SCARD_E_READER_UNAVAILABLE,
+            SCARD_E_SHARING_VIOLATION,
+            SCARD_E_PROTO_MISMATCH,
+            SCARD_E_SERVICE_STOPPED,
+            SCARD_E_INVALID_HANDLE,
+            mute,
+            noPower};
+  }
+  if (operation.starts_with("SCard")) {
+    return {SCARD_W_REMOVED_CARD,
+            SCARD_W_RESET_CARD,
+            SCARD_E_READER_UNAVAILABLE,
+            SCARD_E_SERVICE_STOPPED,
+            SCARD_E_INVALID_HANDLE,
+            SCARD_E_NOT_TRANSACTED,
+            commError,
+            dataLost};
+  }
+  if (operation == "StartServiceCtrlDispatcherW") {
+    return {ERROR_FAILED_SERVICE_CONTROLLER_CONNECT, 5};
+  }
+  return {1};
+}
+
+}  // namespace sweep
+
+#endif
