@@ -52,8 +52,8 @@ struct FileFacts {
   /// The installed service could read it. It has fewer rights than an administrator. True if this
   /// can't be told.
   bool readableForService = true;
-  bool unwritable = false;   ///< Nobody can write it, not even the service.
-  std::uint64_t size = 0;    ///< Bytes.
+  bool unwritable = false;  ///< Nobody can write it, not even the service.
+  std::uint64_t size = 0;   ///< Bytes.
 };
 FileFacts inspectFile(const std::filesystem::path& path);
 

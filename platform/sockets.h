@@ -44,8 +44,8 @@ std::int32_t listen(SOCKET socket, std::int32_t backlog);
 /// it can, 0 after `microseconds`, and a negative number on failure.
 std::int32_t select(SOCKET socket, std::int32_t microseconds);
 
-/// Takes the next waiting connection. INVALID_SOCKET on failure. If the connection stays in the queue
-/// because the machine lacks something for it, the call takes 50 ms.
+/// Takes the next waiting connection. INVALID_SOCKET on failure. If the connection stays in the
+/// queue because the machine lacks something for it, the call takes 50 ms.
 SOCKET accept(SOCKET socket);
 
 /// Reads what is available, at most `size` bytes. Waits if nothing is available. Gives the number
