@@ -27,12 +27,12 @@ struct VirtualTime::NewThread {
 };
 
 void VirtualTime::Waiter::awaitTurn() {
-  Guard guard(mutex_);
+  std::unique_lock guard(mutex_);
   given_.wait(guard, [this] { return isTurn_; });
 }
 
 void VirtualTime::Waiter::giveTurn() {
-  const Guard guard(mutex_);  // Until the end: the waiter is gone as soon as it runs.
+  const std::lock_guard guard(mutex_);  // Until the end: the waiter is gone as soon as it runs.
   isTurn_ = true;
   given_.notify_one();
 }
