@@ -508,6 +508,8 @@ TEST_F(CheckTest, Program) {
   std::string output;
   makeWell();
   writeFile("config.txt", "Port=" + std::to_string(freePort()) + "\nURL=\x1b]0;\"\\\n");
+  writeLog(std::vector<std::string>(10, "old"));
+  writeFile("log.txt", readFile("log.txt") + std::string("first of 50\n") + std::string(49, '\n'));
   world().readers.otherLock();
   const std::string report = (folder / "report.txt").string();
   EXPECT_EQ(run({"--language", "de", "--report", report}, output), 2);
@@ -529,6 +531,8 @@ TEST_F(CheckTest, Program) {
     EXPECT_NE(written.find(part), std::string::npos) << part << written;
   }
   EXPECT_EQ(written.find('\x1b'), std::string::npos);
+  EXPECT_NE(written.find("first of 50\n"), std::string::npos) << written;
+  EXPECT_EQ(written.find("] old"), std::string::npos) << written;
   EXPECT_EQ(run({"--json", "--folder", folder.string()}, output), 2);
   EXPECT_NE(output.find("{\"id\": \"settings\", \"level\": \"ok\""), std::string::npos) << output;
   EXPECT_NE(output.find("URL=?]0;\\\"\\\\, "), std::string::npos) << output;
