@@ -17,8 +17,7 @@ if [ -n "${KV500_SIGN-}" ]; then
     $KV500_SIGN "$file" || { echo "make-msi.sh: not signed: $(basename "$file")" >&2; exit 1; }
   done
 fi
-cp KV500Service.wxs ../../platform/windows/kv500.ico "$folder"
-sed 's/$/\r/' config.txt >"$folder/config.txt"
+cp config.txt KV500Service.wxs ../../platform/windows/kv500.ico "$folder"
 size=$(cat "$folder"/*.exe | wc -c) # In KiB behind this.
 touch -d "@$SOURCE_DATE_EPOCH" "$folder"/*
 

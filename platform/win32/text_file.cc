@@ -9,17 +9,19 @@ namespace platform {
 namespace {
 
 constexpr std::size_t largestTextFile = std::size_t{1} << 20;
+/// INVALID_HANDLE_VALUE. That macro would take the seam's type of the same name here.
+const ::HANDLE noFile = win32::toNative(~std::uintptr_t{0});
 
 /// Opens an ordinary file and shares it with all who read, write, rename or delete it.
-/// INVALID_HANDLE_VALUE for anything else, such as the names of devices.
+/// `noFile` for anything else, such as the names of devices.
 ::HANDLE openOrdinaryFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const ::HANDLE file = ::CreateFileW(path.c_str(), access, shared, nullptr, disposition,
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file != INVALID_HANDLE_VALUE && ::GetFileType(file) != FILE_TYPE_DISK) {
+  if (file != noFile && ::GetFileType(file) != FILE_TYPE_DISK) {
     ::CloseHandle(file);
     ::SetLastError(ERROR_BAD_FILE_TYPE);
-    return INVALID_HANDLE_VALUE;
+    return noFile;
   }
   return file;
 }
@@ -52,7 +54,7 @@ void tellOfFile(const char* what, const std::filesystem::path& path, const std::
 
 bool host::readTextFile(const std::filesystem::path& path, std::string& content) {
   const ::HANDLE file = openOrdinaryFile(path, GENERIC_READ, OPEN_EXISTING);
-  if (file == INVALID_HANDLE_VALUE) {
+  if (file == noFile) {
     const DWORD error = ::GetLastError();
     if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) {
       tellOfFile("Not read: ", path, "error " + std::to_string(error));
@@ -74,7 +76,7 @@ bool host::readTextFile(const std::filesystem::path& path, std::string& content)
 }
 
 AppendStream::~AppendStream() {
-  if (win32::toNative(static_cast<std::uintptr_t>(file_)) != INVALID_HANDLE_VALUE) {
+  if (win32::toNative(static_cast<std::uintptr_t>(file_)) != noFile) {
     ::CloseHandle(win32::toNative(static_cast<std::uintptr_t>(file_)));
   }
 }
@@ -88,7 +90,7 @@ void AppendStream::open(const std::filesystem::path& path) {
 
 void AppendStream::write(std::initializer_list<std::string_view> pieces) {
   const ::HANDLE file = win32::toNative(static_cast<std::uintptr_t>(file_));
-  if (file == INVALID_HANDLE_VALUE) {
+  if (file == noFile) {
     return;
   }
   writeStored(pieces, [this, file](const char* bytes, std::size_t size) {
