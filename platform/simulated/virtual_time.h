@@ -50,7 +50,7 @@ class VirtualTime {
   platform::HANDLE startThread(std::uint32_t (*function)(void*), void* argument);
   /// Whether the handle is one of a thread. Such a handle is no handle of the machine.
   bool isThread(platform::HANDLE handle) const;
-  bool hasEnded(platform::HANDLE thread) const;
+  bool hasEnded(platform::HANDLE thread) const;  ///< Only for an IsOver.
   void closeThread(platform::HANDLE thread);
 
  private:
