@@ -133,13 +133,5 @@ TEST_F(ConnectionTest, ExactlyOneKnownUsbDeviceMakesAReaderUsable) {
   }
 }
 
-TEST_F(ConnectionTest, AFailingUsbListLeavesTheReaderOutUntilTheNextTry) {
-  makeDevice();
-  attachReader();
-  world().faults.fail("listUsbDevices");
-  run({"attach", 0, "none"});
-  run({"attach", 0, "reader"});
-}
-
 }  // namespace
 }  // namespace kv500

@@ -115,13 +115,6 @@ TEST_F(RequestsTest, NobodyWaitsForAClientThatDoesNotRead) {
   }
 }
 
-TEST_F(RequestsTest, AReadThatFailsGetsNoAnswerAndNoLine) {
-  makeDevice();
-  world().faults.fail("select", Faults::Plan{.skip = 1});
-  EXPECT_EQ(answerTo("GET /?action=status HTTP/1.1\n"), "");
-  EXPECT_EQ(logTexts(), "### Service started! ###\n");
-}
-
 TEST_F(RequestsTest, WhoMayNotAskGetsAClosedConnection) {
   const std::string good = "GET /?action=status HTTP/1.1\r\nHost: localhost:1\r\n\r\n";
   const std::string both = "AllowHost=localhost\nOnlyActiveUser=yes";

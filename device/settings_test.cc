@@ -48,16 +48,6 @@ TEST_F(SettingsTest, GoodValuesHoldAndBadOnesAreReported) {
   }
 }
 
-TEST_F(SettingsTest, WhatTheLogDoesNotSayTheStarterHears) {
-  world().faults.fail("readTextFile");
-  makeDevice("Port=2000");
-  EXPECT_EQ(device->listenPort(), 5724);
-  EXPECT_EQ(told,
-            "Not read: the simulated file fails\nCould not start the card watcher: no browser "
-            "will be started\n");
-  EXPECT_EQ(logTexts(), "### Service started! ###\n");
-}
-
 TEST_F(SettingsTest, ListensOnThisMachineOnly) {
   makeDevice();
   const std::uint32_t address = device->listenAddress();

@@ -135,22 +135,6 @@ TEST_F(ServerTest, IsReachedOnItsOwnAddressOnly) {
   EXPECT_FALSE(Client(device.port, "127.0.0.2").isConnected());
 }
 
-TEST_F(ServerTest, AWorkerThatCannotStartCostsOneConnection) {
-  Server server(&device);
-  world().faults.fail("CreateThread");
-  EXPECT_EQ(echo("turned away"), "");
-  EXPECT_EQ(server.workerCount(), 0u);
-  EXPECT_EQ(echo("served"), "served");
-}
-
-TEST_F(ServerTest, AThreadThatHasEndedLeavesThePool) {
-  Server server(&device);
-  world().faults.fail("WaitForSingleObject", Faults::Plan{.detail = platform::INFINITE});
-  EXPECT_EQ(echo("its worker ends"), "");
-  EXPECT_TRUE(eventually([&] { return server.workerCount() == 0; }));
-  EXPECT_EQ(echo("served"), "served");
-}
-
 TEST_F(ServerTest, StopWaitsForTheConnectionInHand) {
   auto server = std::make_unique<Server>(&device);
   EXPECT_EQ(echo("makes an idle worker"), "makes an idle worker");
@@ -193,31 +177,6 @@ TEST_F(ServerTest, AFailedConstructionLeavesNothingOpen) {
     world().faults.fail(row.operation, Faults::Plan{.skip = row.skip});
     EXPECT_EQ(failureOf(device), row.text);
     EXPECT_FALSE(Client(device.port).isConnected());
-  }
-}
-
-TEST_F(ServerTest, AFailureOfTheListenerEndsTheProcess) {
-  const struct {
-    const char* operation;
-    Faults::Plan plan;
-    std::string text;
-  } rows[] = {
-      {"select", {.detail = 50'000}, "Could not check if connection request is pending"},
-      {"WaitForSingleObject", {.detail = 0}, "Could not check event"},
-      {"CreateEventA", {}, "Could not create event"},
-      {"SetEvent", {}, "Could not set event"},
-  };
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  for (const auto& row : rows) {
-    const auto run = [&] {
-      openLog();
-      printLogAtExit();
-      Server server(&device);
-      world().faults.fail(row.operation, row.plan);
-      echo("never answered");
-      std::this_thread::sleep_for(std::chrono::seconds(10));
-    };
-    EXPECT_EXIT(run(), testing::ExitedWithCode(1), row.text);
   }
 }
 

@@ -86,41 +86,6 @@ TEST_F(TcpSocketTest, HandingOverMovesTheSocket) {
   EXPECT_EQ(client.receiveAll(), "still open");
 }
 
-TEST_F(TcpSocketTest, FailuresOfThePlatformLeaveNoSocket) {
-  const char* const operations[] = {"socket", "bind", "listen"};
-  for (const char* operation : operations) {
-    world().faults.fail(operation);
-    TcpSocket socket;
-    EXPECT_FALSE(socket.bindAndListen(freePort(), loopback)) << operation;
-    EXPECT_FALSE(socket.hasSocket()) << operation;
-  }
-  TcpSocket second;
-  EXPECT_FALSE(second.bindAndListen(port, loopback)) << "somebody listens there";
-
-  TcpSocket accepted;
-  EXPECT_FALSE(listener.acceptPending(accepted)) << "nobody has connected";
-  const Client client(port);
-  world().faults.fail("accept");
-  EXPECT_FALSE(listener.acceptPending(accepted));
-  world().faults.fail("select");
-  try {
-    listener.acceptPending(accepted);
-    ADD_FAILURE();
-  } catch (const std::string& text) {
-    EXPECT_EQ(text, "Could not check if connection request is pending");
-  }
-  // The limit for a silent client is 10 seconds. To save that time, the wait fails at once here.
-  ASSERT_TRUE(listener.acceptPending(accepted));
-  world().faults.fail("select", Faults::Plan{.detail = 200'000});
-  std::string text;
-  EXPECT_FALSE(accepted.receive(text));
-  client.send("never read");
-  world().faults.fail("recv");
-  EXPECT_FALSE(accepted.receive(text));
-  world().faults.fail("send");
-  EXPECT_FALSE(accepted.send("never sent"));
-}
-
 TEST(SocketLibrary, StartsWithTheFirstSocketAndEndsWithTheLast) {
   simulated::resetWorld();
   for (unsigned round = 1; round <= 2; ++round) {

@@ -74,55 +74,18 @@ TEST_F(ServiceTest, AStopDuringTheStartIsServedAtOnce) {
               startAndStop + "notice KALVERO  -  KV500 . " + fault + startLine + fault);
 }
 
-TEST_F(ServiceTest, EndsWithStatus1WhereItCannotRun) {
-  const std::string refused = "The service manager refuses a report of the service\n";
-  const std::uint32_t byHand = platform::ERROR_FAILED_SERVICE_CONTROLLER_CONNECT;
-  const struct {
-    const char* operation;
-    Faults::Plan plan;
-    std::string seen;
-  } rows[] = {
-      {"StartServiceCtrlDispatcherW",
-       {.code = byHand},
-       "notice KALVERO  -  .*x~~ ~~program . This programm must be started as service!\n\n"
-       "Use the installer to install it as service and then restart the computer.\n"
-       "If this message still appears, please contact the support.\n" +
-           startLine},
-      {"StartServiceCtrlDispatcherW",
-       {.code = 5},
-       "^Could not connect to service controller\n" + startLine},
-      {"CreateMutexA", {}, "^Could not create mutex\n" + startLine},
-      {"RegisterServiceCtrlHandlerW",
-       {},
-       "^The service manager refuses the control handler of the service\n" + startLine},
-      {"SetServiceStatus", {.detail = 2}, "^" + refused + startLine},
-      {"SetServiceStatus", {.detail = 4}, "^" + refused + "report 16 2 0 0\n" + startLine},
-      {"WaitForSingleObject",
-       {.detail = platform::INFINITE},
-       startLine + "Could not wait for the stop event\n"},
-      {"bind", {.times = 10}, startLine + "Could not open port\n"},
-      {"SetEvent", {}, startLine + "Could not set event\n"},
-      // The threads of watcher and listener start; the third thread does not.
-      {"CreateThread", {.skip = 2}, startLine + "Could not start PCSC service thread!\n"},
+TEST_F(ServiceTest, AStartByHandIsRefusedInABox) {
+  const auto run = [this] {
+    world().programPath = folder / u"x\u00e4\u20ac \u007f\u0001program";
+    world().faults.fail("StartServiceCtrlDispatcherW",
+                        {.code = platform::ERROR_FAILED_SERVICE_CONTROLLER_CONNECT});
+    runToTheEnd();
   };
-  const std::filesystem::path odd = folder / u"x\u00e4\u20ac \u007f\u0001program";
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.operation);
-    const auto run = [&] {
-      world().faults.fail(row.operation, row.plan);
-      if (row.plan.code == byHand) {
-        world().programPath = odd;
-      } else {
-        writeFile("config.txt", "Port=" + std::to_string(freePort()));
-      }
-      runToTheEnd([&row] {
-        if (row.operation == std::string("SetEvent")) {
-          stopOnce(platform::SERVICE_RUNNING);
-        }
-      });
-    };
-    EXPECT_EXIT(run(), testing::ExitedWithCode(1), row.seen);
-  }
+  EXPECT_EXIT(run(), testing::ExitedWithCode(1),
+              "notice KALVERO  -  .*x~~ ~~program . This programm must be started as service!\n\n"
+              "Use the installer to install it as service and then restart the computer.\n"
+              "If this message still appears, please contact the support.\n" +
+                  startLine);
 }
 
 TEST_F(ServiceTest, ARefusedReportStopsItsSequence) {

@@ -1,8 +1,6 @@
 #include "support/thread.h"
 
 #include "support/event.h"
-#include "support/log.h"
-#include "support/process_end.h"
 #include "tests/world_test.h"
 
 namespace kv500 {
@@ -27,30 +25,6 @@ TEST_F(ThreadTest, StartsOnceAndOnlyCloseMakesItFree) {
   thread.close();
   EXPECT_FALSE(thread.running);
   EXPECT_EQ(thread.handle, 0u);
-}
-
-TEST_F(ThreadTest, AFailureThatNobodyHandlesEndsTheProcess) {
-  openLog();
-  world().onExit = [](std::uint32_t exitCode) { throw ProcessEnded{exitCode}; };
-  const Event event(Event::Reset::Manual);
-  for (const char* operation : {"CreateEventA", "SetEvent", "WaitForSingleObject"}) {
-    world().faults.fail(operation);
-  }
-  unsigned ends = 0;
-  for (const std::function<void()>& work : std::initializer_list<std::function<void()>>{
-           [] { Event{Event::Reset::Manual}; }, [&] { event.set(); }, [&] { event.isSet(); },
-           [] { throw std::bad_alloc(); }, [] {}}) {
-    try {
-      endProcessOnFailure(work);
-    } catch (const ProcessEnded& end) {
-      EXPECT_EQ(end.exitCode, 1u);
-      ++ends;
-    }
-  }
-  EXPECT_EQ(ends, 4u);
-  EXPECT_EQ(logTexts(),
-            "### Service started! ###\nCould not create event\nCould not set event\n"
-            "Could not check event\nOut of memory\n");
 }
 
 }  // namespace

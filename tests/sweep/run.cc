@@ -120,6 +120,7 @@ class Driver {
     step([&] { readers.plug(), readers.insert(card); }, "OK_Card_Presence", Reader);
     step([&] { readers.stopService(); }, "OK_Card_Presence", SmartcardService);
     wait(longAbsence);
+    become(expected);
     for (const std::string& line : world().sessions.startedPrograms()) {
       if (line != "\"browser\" \"https://practice.example/?id=T027618425\"" &&
           line != "\"browser\" \"https://practice.example/?id=\"") {
