@@ -14,7 +14,7 @@
 #include "platform/simulated/world.h"
 #include "service/program.h"
 #include "support/process_end.h"
-#include "tests/memory_client.h"
+#include "tests/virtual_world.h"
 
 namespace sweep {
 namespace {
