@@ -122,7 +122,7 @@ class Driver {
     wait(longAbsence);
     become(expected);
     for (const std::string& line : world().sessions.startedPrograms()) {
-      if (line != "\"browser\" \"https://practice.example/?id=T027618425\"" &&
+      if (line != "\"browser\" \"https://practice.example/?id=T027618422\"" &&
           line != "\"browser\" \"https://practice.example/?id=\"") {
         complain("a wrong command line");
       }
