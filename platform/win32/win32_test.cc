@@ -59,6 +59,21 @@ TEST_F(Win32Test, AProgramIsStartedWithoutHandlesOfThisOne) {
   ::CloseHandle(reading);
 }
 
+TEST_F(Win32Test, AListenerSharesItsPortWithNobody) {
+  // Wine refuses the second program in any case; Windows only with this option.
+  host::WSAStartup(0x0101);
+  const SOCKET listener = host::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+  ASSERT_EQ(host::bind(listener, {AF_INET, 0, 0, {}}), 0);
+  BOOL isExclusive = FALSE;
+  int size = sizeof(isExclusive);
+  EXPECT_EQ(::getsockopt(listener, SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
+                         reinterpret_cast<char*>(&isExclusive), &size),
+            0);
+  EXPECT_TRUE(isExclusive);
+  host::closesocket(listener);
+  host::WSACleanup();
+}
+
 TEST_F(Win32Test, ANamedMutexIsKnownByItsName) {
   const std::string name = "kv500_test_" + host::processId();
   SetLastError(0);

@@ -30,7 +30,7 @@ DAEMON_SOCKET = pathlib.Path("/run/pcscd/pcscd.comm")
 
 # Replaces systemctl: starts the daemon, which the tests otherwise start themselves.
 SYSTEMCTL = """#!/bin/sh
-echo "$*" >>{folder}/systemctl.log
+echo "$*${{NOTIFY_SOCKET:+ with the notify socket}}" >>{folder}/systemctl.log
 [ -e {folder}/startable ] || exit 1
 unset LD_PRELOAD
 rm -f /run/pcscd/pcscd.comm

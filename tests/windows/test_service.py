@@ -39,13 +39,21 @@ class InItsFolder(ServiceTest):
         self.assertEqual(self.service.log(), [STARTED] * 2)
 
     def test_second_instance_and_start_by_hand(self):
+        # Wine has no event log and prints what is written to it.
+        self.addCleanup(windows.environment.update, WINEDEBUG=windows.environment["WINEDEBUG"])
+        windows.environment["WINEDEBUG"] = "-all,err+eventlog"
+
+        def run(reason):
+            code, output = windows.run(self.service.program)
+            self.assertEqual((code, reason in output), (1, True), output)
+
         for sessions, boxes in {("1 1",): 0, ("1 1", "2 0"): 1}.items():
             windows.log_in(*sessions)
-            self.assertEqual(windows.run(self.service.program)[0], 1)
+            run("This program must be started as service")
             self.assertEqual(len(self.service.boxes()), boxes)
         self.assertRegex(windows.boxes()[0], r"^2 KALVERO  -  C:\\.+\.exe \| This programm must be")
         self.start()
-        self.assertEqual(windows.run(self.service.program)[0], 1)
+        run("Service already running")
         self.assertEqual(self.service.log(), [STARTED] * 4)
         self.assertIn(b"RUNNING", self.service.ask("status"), "the first one lives on")
 
