@@ -12,11 +12,14 @@ namespace kv500 {
 
 /// One thread of the world runs at a time. It wakes the next one several times faster on its own
 /// processor. Call it before there are others.
-inline void stayOnThisProcessor() {
+inline void stayOnProcessor(int number) {
   cpu_set_t processors;
   CPU_ZERO(&processors);
-  CPU_SET(static_cast<std::size_t>(sched_getcpu()), &processors);
+  CPU_SET(static_cast<std::size_t>(number), &processors);
   sched_setaffinity(0, sizeof(processors), &processors);
+}
+inline void stayOnThisProcessor() {
+  stayOnProcessor(sched_getcpu());
 }
 
 /// Everything that arrives until the other side closes.

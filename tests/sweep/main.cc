@@ -1,6 +1,5 @@
 // The fault sweep: runs the service once for each way in which a call of the platform can fail.
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -22,13 +21,14 @@
 #include "tests/sweep/consequences.h"
 #include "tests/sweep/judge.h"
 #include "tests/sweep/run.h"
+#include "tests/virtual_world.h"
 
 namespace sweep {
 namespace {
 
-constexpr unsigned timeLimit = 120;   // Seconds; the machine may be busy.
-constexpr ::rlim_t workLimit = 10;    // Seconds of processor time.
-constexpr unsigned memoryCalls = 25;  // Allocations of a thread that fail in the short sweep.
+constexpr unsigned timeLimit = 120;    // Seconds; the machine may be busy.
+constexpr ::rlim_t workLimit = 10;     // Seconds of processor time.
+constexpr unsigned memoryCalls = 100;  // Allocations of a thread that fail in the short sweep.
 
 constexpr const char* help =
     "Usage: sweep [--all] [--only OPERATION] CARD_FOLDER\n\n"
@@ -77,15 +77,6 @@ std::string nameOf(int recovery, const Fault& fault) {
       : operation.starts_with("SCard") ? "card"
                                        : "other call";
   return what + (fault.lasting ? " failed for a while" : " failed once");
-}
-
-/// One thread of a run works at a time. It wakes the next several times faster on its own
-/// processor.
-void stayOn(std::size_t processor) {
-  ::cpu_set_t only;
-  CPU_ZERO(&only);
-  CPU_SET(processor, &only);
-  ::sched_setaffinity(0, sizeof(only), &only);
 }
 
 class Sweep {
@@ -173,7 +164,7 @@ class Sweep {
       const ::rlimit limit{workLimit, workLimit};
       ::setrlimit(RLIMIT_CPU, &limit);
       ::alarm(timeLimit);
-      stayOn(static_cast<std::size_t>(&slot - slots.data()));
+      kv500::stayOnProcessor(static_cast<int>(&slot - slots.data()));
       ::dup2(::creat((folderOf(slot) / "told").c_str(), 0600), STDERR_FILENO);
       run(fault, card, folderOf(slot), *slot.report);
     }
