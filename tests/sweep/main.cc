@@ -28,7 +28,7 @@ namespace {
 
 constexpr unsigned timeLimit = 120;    // Seconds; the machine may be busy.
 constexpr ::rlim_t workLimit = 10;     // Seconds of processor time.
-constexpr unsigned memoryCalls = 100;  // Allocations of a thread that fail in the short sweep.
+constexpr unsigned memoryCalls = 200;  // Allocations of a thread that fail in the short sweep.
 
 constexpr const char* help =
     "Usage: sweep [--all] [--only OPERATION] CARD_FOLDER\n\n"
