@@ -26,7 +26,12 @@ fuzz_hours=
 case "${1-}" in
   '') ;;
   --quick) quick=yes ;;
-  --fuzz) fuzz_hours=${2:?"say how many hours"} ;;
+  --fuzz)
+    fuzz_hours=${2-}
+    case $fuzz_hours in
+      '' | 0* | *[!0-9]*) echo "test.sh: --fuzz takes a number of hours" >&2; exit 2 ;;
+    esac
+    ;;
   --help | -h) usage; exit 0 ;;
   *) usage >&2; exit 2 ;;
 esac

@@ -13,6 +13,7 @@
 namespace check {
 namespace {
 
+constexpr std::size_t largestConfig = std::size_t{1} << 20;  // Bytes that the service reads.
 constexpr std::size_t mostConfig = 65536;  // Bytes, far more than a person writes.
 constexpr std::size_t mostLog = 65536;     // Bytes, in which the lines are looked for.
 constexpr int logLines = 50;
@@ -40,8 +41,8 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
     }
     return "\n== " + title + "\n" + printable(content, true);
   };
-  std::string config;
-  platform::readTextFile(folder.path / "config.txt", config);
+  // Not as the service reads it: then each failure to read it would be told as the service's own.
+  const std::string config = platform::readFileEnd(folder.path / "config.txt", largestConfig);
   const std::string log = platform::readFileEnd(folder.path / "log.txt", mostLog);
   return say(texts::reportTitle, programVersion) + say(texts::reportTime, kv500::logTimestamp()) +
          say(texts::reportSystem, platform::systemDescription()) +

@@ -98,8 +98,9 @@ inline constexpr Phrase settingsUnreadableAdvice{
 inline constexpr Phrase settingsNotForService{"config.txt can't be read by the service",
                                               "der Dienst darf config.txt nicht lesen"};
 inline constexpr Phrase settingsRightsAdvice{
-    "Make it a file of root: chown root: config.txt; then start the service again.",
-    "Machen Sie root zum Besitzer: chown root: config.txt; starten Sie dann den Dienst neu."};
+    "Give it to root: chown root: config.txt; chmod u+r config.txt; then start the service again.",
+    "Machen Sie root zum Besitzer: chown root: config.txt; chmod u+r config.txt; starten Sie dann "
+    "den Dienst neu."};
 inline constexpr Phrase settingsUtf16{
     "config.txt is stored as UTF-16, so that it counts for nothing",
     "config.txt ist als UTF-16 gespeichert und gilt darum nicht"};

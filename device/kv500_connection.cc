@@ -6,7 +6,7 @@
 
 #include "device/kv500.h"
 #include "device/pcsc_service.h"
-#include "support/hex_text.h"
+#include "support/hex_digits.h"
 #include "support/log.h"
 
 namespace kv500 {
@@ -64,7 +64,8 @@ void KV500::openConnection() {
   } else if (result == platform::SCARD_W_REMOVED_CARD || result == platform::SCARD_E_NO_SMARTCARD) {
     dropCard(true);
   } else {
-    logMessage("Could not connect to card \"" + readerName + "\": Error 0x" + hexText(result), "");
+    logMessage("Could not connect to card \"" + readerName + "\": Error 0x" + hexDigits(result),
+               "");
     dropCard(false);
   }
 }

@@ -3,7 +3,7 @@
 #include "device/device.h"
 #include "device/reader_list.h"
 #include "platform/program.h"
-#include "support/hex_text.h"
+#include "support/hex_digits.h"
 #include "support/log.h"
 #include "support/log_texts.h"
 #include "support/memory_shortage.h"
@@ -118,7 +118,7 @@ void PcscService::handleListError(std::uint32_t result) {
       device->detachReader();
     }
   } else {
-    logMessage(log_texts::pcscError + hexText(result, 8), "PcscService::pRun120");
+    logMessage(log_texts::pcscError + hexDigits(result, 8), "PcscService::pRun120");
   }
   releaseContext();
 }

@@ -63,7 +63,7 @@ void Server::serverLoop() {
   if (!listener.hasSocket()) {
     throw std::string("Cannot run server with invalid socket");
   }
-  for (;;) {  // Until the stop event; it is checked every 50 ms.
+  for (;;) {  // Until the stop event; it is checked after each wait for a connection.
     outlastShortage([this] { acceptOne(); });
     if (listenerStopEvent.isSet()) {
       stopWorkers();

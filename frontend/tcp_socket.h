@@ -24,8 +24,9 @@ class TcpSocket {
   /// waiting connections. If that fails, returns false and there is no socket.
   bool bindAndListen(std::uint16_t port, std::uint32_t address);
 
-  /// Waits up to 50 ms for a connection and puts it into `accepted`, which must hold no socket.
-  /// True if it holds one now. Raises "Could not check if connection request is pending".
+  /// Waits 50 ms for a connection, or as much longer as `select` may, and puts it into `accepted`,
+  /// which must hold no socket. True if it holds one now. Raises "Could not check if connection
+  /// request is pending".
   bool acceptPending(TcpSocket& accepted);
 
   /// Waits at most `microseconds` until there is something to read. False if there is nothing, or

@@ -41,7 +41,8 @@ std::int32_t bind(SOCKET socket, const sockaddr_in& address);
 std::int32_t listen(SOCKET socket, std::int32_t backlog);
 
 /// Waits until the socket can be read (data, a connection to accept, or the peer's end). Gives 1 if
-/// it can, 0 after `microseconds`, and a negative number on failure.
+/// it can, 0 after `microseconds`, and a negative number on failure. A wait of at least 50 ms for a
+/// connection may be up to 450 ms late, so that an idle machine sleeps longer.
 std::int32_t select(SOCKET socket, std::int32_t microseconds);
 
 /// Takes the next waiting connection. INVALID_SOCKET on failure. If the connection stays in the

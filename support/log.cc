@@ -1,7 +1,6 @@
 #include "support/log.h"
 
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -12,8 +11,6 @@
 
 namespace kv500 {
 namespace {
-
-constexpr std::int64_t keyLimit = 300000;  // Ticks of platform::clock, milliseconds: 5 minutes.
 
 Lock logLock ACQUIRED_AFTER(lockOrder::behindService);
 platform::AppendStream logStream GUARDED_BY(logLock);
@@ -29,7 +26,7 @@ bool isLimited(std::string_view key) REQUIRES(logLock) {
   if (entry->second > now) {
     return true;
   }
-  entry->second = now + keyLimit;
+  entry->second = now + logInterval;
   return false;
 }
 

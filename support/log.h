@@ -5,10 +5,14 @@
 #ifndef KV500_SUPPORT_LOG_H
 #define KV500_SUPPORT_LOG_H
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace kv500 {
+
+/// Milliseconds for which a message that can recur without end is kept back: 5 minutes.
+inline constexpr std::int64_t logInterval = 300'000;
 
 /// Opens the log for appending and writes its start line. Call it once, as the first step of
 /// `main`. If the log can't be opened or written, the service runs on without a log and without a

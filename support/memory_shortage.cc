@@ -11,8 +11,7 @@
 namespace kv500 {
 namespace {
 
-constexpr std::uint32_t pause = 50;              // Milliseconds.
-constexpr std::int64_t traceInterval = 300'000;  // Milliseconds.
+constexpr std::uint32_t pause = 50;  // Milliseconds.
 
 /// Lets one trace through in 5 minutes. The log's own limit takes memory for a new key.
 class TraceLimit {
@@ -20,7 +19,7 @@ class TraceLimit {
   bool passes() {
     const std::int64_t now = platform::clock();
     std::int64_t next = next_;
-    return next <= now && next_.compare_exchange_strong(next, now + traceInterval);
+    return next <= now && next_.compare_exchange_strong(next, now + logInterval);
   }
 
  private:

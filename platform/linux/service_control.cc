@@ -58,8 +58,7 @@ bool StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table) {
   }
   host::onEndRequest([] { change([](Dispatcher& d) { d.stopRequested = true; }); });
   std::thread([serviceMain = table->lpServiceProc] {
-    serviceMain(0, nullptr);
-    change([](Dispatcher& d) { d.stopped = true; });  // It returns only if it could not start.
+    serviceMain(0, nullptr);  // Never returns: a service that can't start ends the process.
   }).detach();
   Dispatcher& d = dispatcher();
   std::unique_lock guard(d.mutex);

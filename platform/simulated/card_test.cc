@@ -94,7 +94,7 @@ TEST_F(CardTest, InsuranceFilesEndWithTheLastByteThatTheirHeaderCounts) {
   const auto number = [](const Bytes& file, std::size_t at) {
     return static_cast<std::size_t>(file[at] << 8 | file[at + 1]);
   };
-  for (const std::size_t size : {4, 494, 1978, 3500}) {
+  for (const std::size_t size : {4u, 494u, 1978u, 3500u}) {
     const std::string text = kv500::denseText(size);
     const Bytes pd = makePdFile({text.begin(), text.end()}).value();
     const Bytes data(pd.begin() + 2, pd.end());

@@ -98,13 +98,16 @@ class PackageTest(unittest.TestCase):
         folder = PACKAGES / "restart"
         folder.mkdir()
         Machine.script(folder / "systemctl", "#!/bin/sh\necho $RESTARTS\n")
-        (folder / "config.txt").write_text("Port=5725\r\n")
         port, other = "Could not open port", "Smartcard service not running!"
-        for restarts, reason, age, taken, waits in [
-                (0, port, 1, True, False), (1, port, 1, True, True), (1, port, 61, True, False),
-                (1, port, 1, False, False), (1, other, 1, False, True), (1, other, 61, False, False)]:
-            with self.subTest(restarts=restarts, reason=reason, age=age, taken=taken):
-                listener = socket.create_server(("127.0.0.1", 5725 if taken else 5726))
+        mine, bad, twice = "Port=05725\r\n", "Port=99999\n", "Port=5726\nPort=5726\n"
+        for restarts, reason, age, config, taken, waits in [
+                (0, port, 1, mine, 5725, False), (1, port, 1, mine, 5725, True),
+                (1, port, 61, mine, 5725, False), (1, port, 1, mine, 5726, False),
+                (1, port, 1, bad, 5724, True), (1, port, 1, twice, 5724, True),
+                (1, other, 1, mine, 5726, True), (1, other, 61, mine, 5726, False)]:
+            with self.subTest(restarts=restarts, reason=reason, age=age, config=config, taken=taken):
+                (folder / "config.txt").write_text(config)
+                listener = socket.create_server(("127.0.0.1", taken))
                 log = folder / "log.txt"
                 log.write_text(f"[01-01-2026 00:00:00] {reason}\r\n")
                 os.utime(log, 2 * (time.time() - age,))

@@ -142,7 +142,8 @@ class Sweep {
     const unsigned count = options.all ? group.calls : isOfMemory(group.call) ? memoryCalls : 3;
     std::set<unsigned> numbers;
     for (unsigned i = 0; i < count && group.calls > 0; ++i) {
-      numbers.insert(1 + (group.calls - 1) * i / std::max(count - 1, 1u));
+      const std::uint64_t before = std::uint64_t{group.calls - 1} * i / std::max(count - 1, 1u);
+      numbers.insert(1 + static_cast<unsigned>(before));
     }
     return numbers;
   }
