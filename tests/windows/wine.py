@@ -174,11 +174,14 @@ class Service(common.Service):
 
     def create(self):
         image = f'"{self.windows.path(self.program)}"'
-        self.windows.do("sc", "create", SERVICE, "binPath=", image, "start=", "demand")
+        self.service_manager("create", "binPath=", image, "start=", "demand")
 
     def start(self):
-        # Wine's service manager takes a moment to forget a deleted service of that name.
-        wait_until(lambda: self.windows.run("sc", "start", SERVICE)[0] == 0, "start")
+        self.service_manager("start")
+
+    def service_manager(self, command, *more):
+        """Wine's service manager takes a moment to forget a deleted service of the same name."""
+        wait_until(lambda: self.windows.run("sc", command, SERVICE, *more)[0] == 0, command)
 
     def stop(self):
         return self.windows.run("net", "stop", SERVICE)
