@@ -21,7 +21,7 @@ END
 chmod +x $tests
 $tests --gtest_brief=1 --gtest_filter=-ServerTest.InACrowdTheLastWorkerIsForThoseWhoAskAtOnce
 mkdir -p dist
-rm -f dist/kv500*_arm64.deb
+rm -f dist/kv500*_arm64.deb*
 set --
 for package in build/arm64-dependencies/packages/*/; do
   set -- "$@" "-S$PWD/$package"

@@ -18,13 +18,14 @@ rm -rf "$files"
 mkdir -p "$files" dist
 cp $build/KV500Service.exe $build/kv500-check.exe $build/packaging/windows/actions.dll "$files"
 package=dist/KV500Service-$version-x64.msi
+rm -f dist/KV500Service-*.msi*
 packaging/windows/make-msi.sh "$version" "$files" "$package"
 
 # Other components in the programs; all of them are linked statically.
 unpacked=$build/packaging/unpacked
 rm -rf "$unpacked"
 msiextract -C "$unpacked" "$package" >/dev/null
-gcc=$(x86_64-w64-mingw32-g++-posix -dumpfullversion)
+gcc=$(dpkg-query -W -f='${Version}' g++-mingw-w64-x86-64-posix)
 mingw=$(dpkg-query -W -f='${Version}' mingw-w64-x86-64-dev)
 xml=$(basename build/windows-dependencies/tinyxml2-*/ | sed 's/^tinyxml2-//')
 packaging/bill_of_materials.py "$version" "$package" "$unpacked" "tinyxml2=$xml" "libstdc++=$gcc" \
