@@ -35,10 +35,10 @@ foreach(part service simulator)
   install(FILES ${changelog} DESTINATION usr/share/doc/${package} COMPONENT ${part}
     RENAME changelog.gz)
   install(FILES ${packaging}/copyright DESTINATION usr/share/doc/${package} COMPONENT ${part})
-  install(FILES ${packaging}/${part}/lintian-overrides DESTINATION usr/share/lintian/overrides
-    RENAME ${package} COMPONENT ${part})
 endforeach()
 
+install(FILES ${packaging}/service/lintian-overrides DESTINATION usr/share/lintian/overrides
+  RENAME kv500service COMPONENT service)
 install(TARGETS KV500Service DESTINATION opt/kv500service COMPONENT service)
 install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
 kv500_compressed(manual ${packaging}/service/kv500-check.1)
