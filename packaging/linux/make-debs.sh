@@ -41,7 +41,7 @@ for part in service simulator; do
   size=$(find "$root" -type f -exec cat {} + | wc -c)
   sed "s/@VERSION@/$version/; s/@ARCHITECTURE@/$architecture/; s/@DEPENDS@/$depends/
     s/@SIZE@/$(((size + 1023) / 1024))/" $part/control >"$root/DEBIAN/control"
-  for file in preinst postinst prerm postrm conffiles; do
+  for file in preinst postinst postrm conffiles; do
     [ ! -f $part/$file ] || install -m "$([ $file = conffiles ] && echo 644 || echo 755)" \
       $part/$file "$root/DEBIAN"
   done

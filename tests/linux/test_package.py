@@ -133,6 +133,15 @@ class PackageTest(unittest.TestCase):
         run("systemd-analyze", "security", "--offline=true", "--threshold=39", unit)
 
     def test_life(self):
+        # A folder in which others could replace the program is refused before anything is unpacked.
+        SERVICE.mkdir(parents=True)
+        for rights in [0o757, 0o775]:
+            os.chown(SERVICE, 0, 1)
+            SERVICE.chmod(rights)
+            with self.assertRaisesRegex(AssertionError, "Others than root can write"):
+                self.install(self.package("kv500service"))
+            self.assertEqual(list(SERVICE.iterdir()), [])
+        SERVICE.rmdir()
         self.install(self.package("kv500service"), self.package("kv500-simulator"))
         self.assertTrue(ENABLED.is_symlink())
         in_root("man", "-w", "kv500service", "kv500-check", "kv500-simulator")
@@ -153,11 +162,12 @@ class PackageTest(unittest.TestCase):
         # The driver's entry is removed before the daemon would miss the driver; other entries stay.
         entries = ROOT / "etc/reader.conf.d"
         (entries / "other").write_text("LIBPATH /usr/lib/other.so\n")
+        in_root("dpkg", "--unpack", "/tmp/" + self.package("kv500-simulator").name)  # Not configured.
         in_root("dpkg", "-r", "kv500service", "kv500-simulator")
         self.assertEqual([path.name for path in entries.iterdir()], ["other"])
         self.assertEqual(sorted(path.name for path in SERVICE.glob("[!l]*")), ["config.txt"])
         self.assertFalse((ROOT / UNIT).exists())
-        (SERVICE / "log.txt-20260101.gz").touch()  # logrotate's name with "dateext".
+        (SERVICE / "log.txt-20260101.gz").mkdir()  # logrotate's name with "dateext", and not a file.
         in_root("dpkg", "-P", "kv500service", "kv500-simulator")
         left = [path for place in ["opt", "etc", "usr", "var/lib", "lib/systemd"]
                 for path in (ROOT / place).glob("**/*kv500*") if "/var/lib/dpkg/" not in str(path)
