@@ -108,16 +108,16 @@ std::wstring statusPort(const std::wstring& settings) {
   return L"5724";
 }
 
-/// Opens the program in that folder, if there is one. Gives the error, or 0.
-DWORD tryProgram(const std::wstring& folder, DWORD access, DWORD sharing) {
-  const std::wstring program = folder + programName;
-  const HANDLE file = ::CreateFileW(program.c_str(), access, sharing, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+/// Whether another program holds the program in that folder open. Whatever else is in the way, such
+/// as a missing right, is left to Windows Installer, which names it.
+bool isHeld(const std::wstring& folder, DWORD access, DWORD sharing) {
+  const HANDLE file = ::CreateFileW((folder + programName).c_str(), access, sharing, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
-    return exists(program) ? ::GetLastError() : 0;
+    return ::GetLastError() == ERROR_SHARING_VIOLATION;
   }
   ::CloseHandle(file);
-  return 0;
+  return false;
 }
 
 UINT refuseHeldProgram(MSIHANDLE installer, const std::wstring& folder) {
@@ -193,9 +193,8 @@ extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
   // no file of it. Checked before anything is changed: Windows Installer would delay replacing such
   // a program to the next start of the computer.
   constexpr DWORD everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  return tryProgram(folder, DELETE, everything) == ERROR_SHARING_VIOLATION
-             ? refuseHeldProgram(installer, folder)
-             : static_cast<UINT>(ERROR_SUCCESS);
+  return isHeld(folder, DELETE, everything) ? refuseHeldProgram(installer, folder)
+                                            : static_cast<UINT>(ERROR_SUCCESS);
 }
 
 /// Waits until the program of the stopped service can be replaced. Windows Installer would delay
@@ -207,8 +206,7 @@ extern "C" UINT __stdcall ReleaseProgram(MSIHANDLE installer) {
   }
   constexpr int attempts = 100;
   for (const std::wstring& folder : actionData(installer)) {
-    for (int attempt = 0; !folder.empty() && tryProgram(folder, GENERIC_WRITE | DELETE, 0) != 0;
-         ++attempt) {
+    for (int attempt = 0; !folder.empty() && isHeld(folder, GENERIC_WRITE | DELETE, 0); ++attempt) {
       if (attempt == attempts) {
         return refuseHeldProgram(installer, folder);
       }
