@@ -14,6 +14,7 @@ printf '%s' "$origin" | tr '\n' ' ' |
   grep -qE '^https?://[A-Za-z0-9]([A-Za-z0-9.-]*[A-Za-z0-9])?(:[0-9]{1,5})?$' || usage
 host=$(printf '%s' "$origin" | sed -E 's,^https?://,,; s,:[0-9]+$,,')
 source=$(dirname "$0")
+umask 022 # Each user's browser has to read the copies of these files.
 mkdir -p "$folder"
 for file in chrome.json edge.json firefox.json; do
   sed "s,@ORIGIN@,$origin,; s,@HOST@,$host," "$source/$file" >"$folder/$file"
