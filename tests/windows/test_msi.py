@@ -263,20 +263,21 @@ class Package(unittest.TestCase):
                         "-addext", "extendedKeyUsage=codeSigning", "-keyout", key, "-out", certificate],
                        check=True, capture_output=True)
         sign = folder / "sign"
-        sign.write_text(f'#!/bin/sh\nset -e\nosslsigncode sign -certs {certificate} -key {key} -in "$1" '
+        # The names of key and certificate are relative to the caller's folder.
+        sign.write_text(f'#!/bin/sh\nset -e\nosslsigncode sign -certs {certificate.name} -key {key.name} -in "$1" '
                         '-out "$1.signed" >/dev/null\nmv "$1.signed" "$1"\n')
         sign.chmod(0o755)
         package = folder / "package.msi"
         environment = {**os.environ, "SOURCE_DATE_EPOCH": "1700000000", "KV500_SIGN": str(sign)}
         command = [ROOT / "packaging/windows/make-msi.sh", "1.1.0", windows.folder / "1.1.0", package]
-        subprocess.run(command, check=True, env=environment)
+        subprocess.run(command, check=True, env=environment, cwd=folder)
         subprocess.run(["msiextract", "-C", folder, package], check=True, capture_output=True)
         program = next(folder.rglob("KV500Service.exe"))
         for file in [package, program]:
             subprocess.run(["osslsigncode", "verify", "-CAfile", certificate, file], check=True,
                            capture_output=True)
         sign.write_text("#!/bin/sh\nexit 1\n")
-        self.assertNotEqual(subprocess.run(command, capture_output=True, env=environment).returncode, 0)
+        self.assertNotEqual(subprocess.run(command, capture_output=True, env=environment, cwd=folder).returncode, 0)
 
     def test_packed_twice_the_packages_are_the_same(self):
         before = OLD.read_bytes()
