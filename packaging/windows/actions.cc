@@ -95,13 +95,13 @@ std::wstring programFolder(std::wstring command) {
   return backslash == std::wstring::npos ? L"" : command.substr(0, backslash + 1);
 }
 
-/// The port in a settings file. Without a setting, the default port of the service.
+/// The port in a settings file. Without a setting that the service accepts, its default port.
 std::wstring statusPort(const std::wstring& settings) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(::_wfopen(settings.c_str(), L"r"), std::fclose);
   std::array<char, 256> line{};
   unsigned port = 0;
   while (file && std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
-    if (std::sscanf(line.data(), "Port=%5u", &port) == 1) {
+    if (std::sscanf(line.data(), "Port=%5u", &port) == 1 && port >= 1024 && port <= 32766) {
       return std::to_wstring(port);
     }
   }
