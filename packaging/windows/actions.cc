@@ -4,6 +4,7 @@
 // The headers of Windows Installer need the one above.
 #include <msiquery.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <fstream>
@@ -95,6 +96,25 @@ std::wstring programFolder(std::wstring command) {
   return backslash == std::wstring::npos ? L"" : command.substr(0, backslash + 1);
 }
 
+/// Whether a folder holds anything that is not the service's, or can't be looked at.
+bool holdsOtherFiles(const std::wstring& folder) {
+  constexpr std::array<const wchar_t*, 7> own{
+      L".", L"..", programName, L"kv500-check.exe", L"config.txt", L"log.txt", L"uninstall.exe"};
+  WIN32_FIND_DATAW entry{};
+  const HANDLE search = ::FindFirstFileW((folder + L'*').c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) {
+    return ::GetLastError() == ERROR_ACCESS_DENIED;
+  }
+  bool others = false;
+  do {
+    others = std::none_of(own.begin(), own.end(), [&entry](const wchar_t* name) {
+      return samePath(entry.cFileName, name);
+    });
+  } while (!others && ::FindNextFileW(search, &entry));
+  ::FindClose(search);
+  return others;
+}
+
 /// The port in a settings file. Without a setting that the service accepts, its default port.
 std::wstring statusPort(const std::wstring& settings) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(::_wfopen(settings.c_str(), L"r"), std::fclose);
@@ -170,14 +190,23 @@ extern "C" UINT __stdcall LookAtService(MSIHANDLE installer) {
   // This version stays where it is. Another version may be installed elsewhere.
   const bool installed = !property(installer, L"Installed").empty();
   const bool updates = !property(installer, L"WIX_UPGRADE_DETECTED").empty();
+  const std::wstring programs = property(installer, L"ProgramFiles64Folder");
   std::wstring folder = property(installer, L"INSTALLFOLDER");
   if (!serviceFolder.empty() && (installed || (updates && folder.empty()))) {
     folder = serviceFolder;
     setProperty(installer, L"INSTALLFOLDER", folder);
   } else if (folder.empty()) {
-    folder = property(installer, L"ProgramFiles64Folder") + L"KV500Service\\";
+    folder = programs + L"KV500Service\\";
   } else if (folder.back() != L'\\') {
     folder += L'\\';
+  }
+  // The package sets the rights of a folder that is not below Program Files, and with them those of
+  // everything in it.
+  if (!samePath(folder, serviceFolder) && !samePath(folder.substr(0, programs.size()), programs) &&
+      holdsOtherFiles(folder)) {
+    return refuse(installer, folder +
+                                 L" holds other files, whose rights would change. Nothing was "
+                                 L"changed. Choose a folder below Program Files.");
   }
   std::wstring settings = folder + L"config.txt";
   if (!serviceFolder.empty() && !samePath(folder, serviceFolder)) {

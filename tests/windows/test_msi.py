@@ -197,6 +197,14 @@ class Package(unittest.TestCase):
         self.assertEqual(second.files(), ["config.txt", "log.txt"])
         self.assertIsNone(windows.service_state("KV500Service"))
 
+        # Elsewhere only a folder of its own, whose rights the package sets; settings may be in it.
+        third = Installed("KV")
+        third.configure()
+        for folder in ["C:\\", r"C:\windows"]:
+            self.assertIn("holds other files", self.msi("/i", NEW, "INSTALLFOLDER=" + folder, code=FAILED))
+        self.msi("/i", NEW, "INSTALLFOLDER=" + windows.path(third.folder))
+        third.answers()
+
     def test_takes_over_the_service_of_the_earlier_setup_program(self):
         old, new = Service(windows, "Programs/KV500 Service"), Installed(DEFAULT)
         old.create()
