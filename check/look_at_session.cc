@@ -19,7 +19,8 @@ Finding judgeActive(std::uint32_t id, const platform::SessionFacts& facts, Level
   }
   return *facts.startsPrograms
              ? Finding{Level::Ok, {texts::sessionGood, {number, facts.user}}}
-             : Finding{trouble, {texts::sessionNoWay, {number, facts.user}}, texts::sessionAdvice};
+             : Finding{
+                   trouble, {texts::sessionNoWay, {number, facts.user}}, texts::sessionNoWayAdvice};
 }
 
 }  // namespace
@@ -28,7 +29,7 @@ Findings lookAtSession(const kv500::Settings& settings) {
   // If no browser is to be started, only messages are missing.
   const Level trouble = settings.callBrowser ? Level::Fail : Level::Warn;
   std::vector<std::uint32_t> active;
-  for (const platform::Session& session : platform::listSessions()) {
+  for (const platform::Session& session : platform::sessionsOfAllUsers()) {
     if (session.state == platform::WTSActive) {
       active.push_back(session.id);
     }
@@ -42,7 +43,7 @@ Findings lookAtSession(const kv500::Settings& settings) {
     findings.push_back(
         {Level::Warn,
          {texts::sessionSeveral, {std::to_string(active.size()), std::to_string(active.front())}},
-         texts::sessionAdvice});
+         texts::sessionSeveralAdvice});
   }
   return findings;
 }

@@ -474,6 +474,13 @@ inline constexpr Phrase policyNone{
     "dieses Rechners "
     "erreichen darf"};
 inline constexpr Phrase policyAllows{"a policy allows it: {0}: {1}",
+inline constexpr Phrase sessionSeveralAdvice{
+    "Log off the other sessions, so that browser and messages appear where somebody works.",
+    "Melden Sie die anderen Sitzungen ab, damit Browser und Meldungen dort erscheinen, wo jemand "
+    "arbeitet."};
+inline constexpr Phrase sessionNoWayAdvice{
+    "Log off there, and log on again with a desktop. Web pages are answered all the same.",
+    "Melden Sie sich dort ab und mit einem Desktop wieder an. Webseiten werden trotzdem bedient."};
                                      "eine Richtlinie erlaubt es: {0}: {1}"};
 inline constexpr Phrase policyForbids{
     "a policy forbids {0} to let pages reach this computer: {1}",

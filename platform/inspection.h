@@ -19,6 +19,8 @@
 
 namespace platform {
 
+struct Session;  // See platform/sessions.h.
+
 // Services.
 
 enum class InspectedService { Kv500, SmartCard };
@@ -129,7 +131,11 @@ struct SessionFacts {
   bool remote = false;                 ///< The screen is that of another computer.
   std::optional<bool> startsPrograms;  ///< None if this user has no right to know it.
 };
-/// A session of listSessions.
+/// As listSessions, in the same order, but also the sessions of users whose programs this process
+/// has no right to start.
+std::vector<Session> sessionsOfAllUsers();
+
+/// One of these sessions.
 SessionFacts inspectSession(std::uint32_t session);
 
 /// Whether somebody works on this machine from another computer.

@@ -72,10 +72,14 @@ bool isActive(const std::string& session) {
          ::sd_session_is_remote(session.c_str()) == 0;
 }
 
+bool hasAccount(const std::string& session) {
+  ::uid_t user = 0;
+  return ::sd_session_get_uid(session.c_str(), &user) >= 0 && linux_sessions::hasAccount(user);
+}
+
 bool isWithinReach(const std::string& session) {
   ::uid_t user = 0;
-  return ::sd_session_get_uid(session.c_str(), &user) >= 0 && linux_sessions::hasAccount(user) &&
-         linux_sessions::isWithinReach(user);
+  return ::sd_session_get_uid(session.c_str(), &user) >= 0 && linux_sessions::isWithinReach(user);
 }
 
 class Token : public posix::HandleObject {
@@ -103,7 +107,7 @@ bool canReachOtherSessions() {
   return ::geteuid() == 0;
 }
 
-std::vector<Session> listSessions() {
+std::vector<Session> sessionsOfAllUsers() {
   char** names = nullptr;
   if (::sd_get_sessions(&names) < 0) {
     return {};
@@ -113,7 +117,7 @@ std::vector<Session> listSessions() {
     const std::string session = take(*name);
     // This may run before each request, so the expensive questions come last.
     const auto number = toNumber(session);
-    if (number && isActive(session) && isWithinReach(session)) {
+    if (number && isActive(session) && hasAccount(session)) {
       sessions.push_back({*number, WTSActive});
     }
   }
@@ -124,6 +128,14 @@ std::vector<Session> listSessions() {
   };
   std::sort(sessions.begin(), sessions.end(),
             [&place](const Session& a, const Session& b) { return place(a) < place(b); });
+  return sessions;
+}
+
+std::vector<Session> listSessions() {
+  std::vector<Session> sessions = sessionsOfAllUsers();
+  if (!canReachOtherSessions()) {
+    std::erase_if(sessions, [](const auto& s) { return !isWithinReach(toSession(s.id)); });
+  }
   return sessions;
 }
 
@@ -195,6 +207,9 @@ SessionFacts inspectSession(std::uint32_t session) {
   facts.remote = ::sd_session_is_remote(name.c_str()) > 0;
   if (const auto user = linux_sessions::findSessionUser(name)) {
     facts.user = user->name;
+    if (!linux_sessions::isWithinReach(user->identity.user)) {
+      return facts;
+    }
     const auto environment = linux_sessions::environmentOf(*user);
     facts.startsPrograms =
         std::any_of(environment.begin(), environment.end(), [](const std::string& variable) {

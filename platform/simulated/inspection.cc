@@ -62,6 +62,10 @@ std::uint32_t deviceProblem(const std::u16string&) {
   return world().inspection.deviceProblem;
 }
 
+std::vector<Session> sessionsOfAllUsers() {
+  return listSessions();
+}
+
 SessionFacts inspectSession(std::uint32_t session) {
   const auto& sessions = world().inspection.sessions;
   const auto entry = sessions.find(session);

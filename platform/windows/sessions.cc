@@ -79,6 +79,10 @@ bool CreateProcessAsUserA(HANDLE token, std::string& commandLine, std::uint32_t 
   return started;
 }
 
+std::vector<Session> sessionsOfAllUsers() {
+  return listSessions();
+}
+
 bool hasRemoteSession() {
   for (const Session& session : listSessions()) {
     const SessionFacts facts = inspectSession(session.id);
