@@ -381,6 +381,11 @@ TEST_F(CheckTest, Log) {
       // What is before the last start is history, unless that start has only just happened.
       {[&] {
          writeLog({start, "Could not open port", start});
+      {[&] {
+         writeLog({start, "Trying to start Smartcard service..."});
+       },
+       "ok", ""},
+      {[&] { writeFile("log.txt", "[01-01-2026 00:00:00] PCSC error 0x80100001\r\n"); }, "ok", ""},
        },
        "warn", "the port could not"},
       {[&] {

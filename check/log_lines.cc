@@ -58,4 +58,10 @@ std::int64_t logTimeNow() {
   return timeOf("[" + kv500::logTimestamp() + "] ").value_or(0);
 }
 
+bool isOfLate(const LogLine& line) {
+  constexpr std::int64_t lately = 600;  // Seconds.
+  const std::int64_t now = logTimeNow();
+  return line.time <= now && line.time > now - lately;
+}
+
 }  // namespace check

@@ -24,6 +24,9 @@ std::vector<LogLine> parseLog(const std::string& content);
 /// The local time now, as above.
 std::int64_t logTimeNow();
 
+/// Whether the line was written in the last 10 minutes.
+bool isOfLate(const LogLine& line);
+
 }  // namespace check
 
 #endif

@@ -21,6 +21,7 @@ struct Reason {
   const Phrase& phrase;
   const char* look;
   std::vector<std::string> beginnings;
+  bool passes = false;  ///< The service goes on afterwards, so an old line tells nothing.
 };
 
 const std::vector<Reason>& reasons() {
@@ -28,10 +29,10 @@ const std::vector<Reason>& reasons() {
       {texts::logPort, "port", {log_texts::portNotOpened}},
       {texts::logSmartcard,
        "smartcard-service",
-       {log_texts::noSmartcardService, log_texts::noContext, log_texts::pcscError,
-        log_texts::startingSmartcardService}},
+       {log_texts::noSmartcardService, log_texts::noContext}},
+      {texts::logSmartcard, "smartcard-service", {log_texts::pcscError}, true},
       {texts::logSettings, "settings", {log_texts::badFile, log_texts::badValue}},
-      {texts::logSeveral, "readers", {log_texts::severalReaders}},
+      {texts::logSeveral, "readers", {log_texts::severalReaders}, true},
   };
   return all;
 }
@@ -51,9 +52,9 @@ Findings judgeLines(const std::vector<LogLine>& lines) {
   Findings findings;
   for (const Reason& reason : reasons()) {
     const auto gives = [&reason](const LogLine& line) {
-      return std::any_of(
-          reason.beginnings.begin(), reason.beginnings.end(),
-          [&line](const auto& beginning) { return line.text.starts_with(beginning); });
+      return (!reason.passes || isOfLate(line)) &&
+             std::any_of(reason.beginnings.begin(), reason.beginnings.end(),
+                         [&line](const auto& text) { return line.text.starts_with(text); });
     };
     const auto found = std::find_if(lines.rbegin(), lines.rend(), gives);
     if (found != lines.rend()) {

@@ -14,14 +14,12 @@ namespace {
 using platform::ServiceFacts;
 using State = ServiceFacts::State;
 
-constexpr std::int64_t lately = 600;  // Seconds.
 constexpr std::uint32_t manyStarts = 3;
 
 std::uint32_t startsOfLate(const Folder& folder) {
   const auto lines = lastLogLines(folder);
-  const std::int64_t now = logTimeNow();
-  return static_cast<std::uint32_t>(std::count_if(lines.begin(), lines.end(), [now](const auto& l) {
-    return l.text == kv500::log_texts::started && l.time <= now && l.time > now - lately;
+  return static_cast<std::uint32_t>(std::count_if(lines.begin(), lines.end(), [](const auto& l) {
+    return l.text == kv500::log_texts::started && isOfLate(l);
   }));
 }
 
