@@ -41,7 +41,7 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
-/// For findings that rest on an assumption.
+/// For findings that rest on an assumption, or about what is not used here.
 void notWorseThanWarn(Findings& findings);
 
 /// The worst level of all findings.

@@ -29,12 +29,6 @@ bool isSameName(const std::string& a, const std::string& b) {
   });
 }
 
-bool hasSimulator(const Folder& folder) {
-  using Kind = platform::FileFacts::Kind;
-  return platform::inspectFile(folder.path / "kv500-simulator").kind == Kind::Ordinary ||
-         platform::inspectFile(folder.path / "kv500-simulator.exe").kind == Kind::Ordinary;
-}
-
 Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
   const std::string exitCode = std::to_string(facts.exitCode);
   if (starts >= manyStarts) {
@@ -76,10 +70,22 @@ bool isServiceIn(const Folder& folder, const Services& services) {
 
 Findings lookAtService(const Folder& folder, const Services& services) {
   const ServiceFacts& facts = services.kv500;
+bool isSimulator(const Folder& folder, const Services& services) {
+  using Kind = platform::FileFacts::Kind;
+  const State state = services.kv500.state;
+  return (state == State::Absent || state == State::Unknown) &&
+         (platform::inspectFile(folder.path / "kv500-simulator").kind == Kind::Ordinary ||
+          platform::inspectFile(folder.path / "kv500-simulator.exe").kind == Kind::Ordinary);
+}
+
+Message enableAdvice(const ServiceFacts& facts) {
+  return {texts::serviceEnableAdvice, {facts.enableCommand, facts.startCommand}};
+}
+
   const std::string folderText = platform::toUtf8(folder.path);
   const bool isAbsent = facts.state == State::Absent;
   const bool isUnknown = facts.state == State::Unknown;
-  if ((isAbsent && folder.isGiven) || ((isAbsent || isUnknown) && hasSimulator(folder))) {
+  if ((isAbsent && folder.isGiven) || isSimulator(folder, services)) {
     return {{Level::Warn, {texts::serviceTrial, {folderText}}, texts::serviceTrialAdvice}};
   }
   if (isUnknown) {

@@ -34,6 +34,12 @@ Services askServiceManager();
 /// Whether the installed service lies in the folder.
 bool isServiceIn(const Folder& folder, const Services& services);
 
+/// Whether no service is known and the folder has the simulator, whose readers are its own.
+bool isSimulator(const Folder& folder, const Services& services);
+
+/// What to do about a service that is disabled.
+Message enableAdvice(const platform::ServiceFacts& facts);
+
 Findings lookAtService(const Folder& folder, const Services& services);
 /// `settings` becomes what the service works with.
 Findings lookAtSettings(const Folder& folder, const Services& services, WorkingSettings& settings);

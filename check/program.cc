@@ -88,16 +88,25 @@ Findings lookAround(const Folder& folder, const Services& services, Runner& runn
   };
   const Findings settingsFindings = runner.run({{"settings", lookAndKeep}});
   const WorkingSettings settings = read->get();
+  const auto ofMachine = [folder, services](const std::function<Findings()>& look) {
+    return [=] {
+      Findings found = look();
+      if (isSimulator(folder, services)) {
+        notWorseThanWarn(found);
+      }
+      return found;
+    };
+  };
   Findings findings = runner.run({
       {"service", [folder, services] { return lookAtService(folder, services); }},
       {"access", [settings] { return lookAtAccess(settings); }},
       {"port", [settings, services] { return lookAtPort(settings, services); }},
       {"answer", [settings] { return lookAtAnswer(settings); }},
       {"log", [folder, services] { return lookAtLog(folder, services); }},
-      {"smartcard-service", [services] { return lookAtSmartcardService(services); }},
-      {"readers", [services] { return lookAtReaders(services); }},
-      {"usb", lookAtUsb},
-      {"card", [services] { return lookAtCard(services); }},
+      {"smartcard-service", ofMachine([services] { return lookAtSmartcardService(services); })},
+      {"readers", ofMachine([services] { return lookAtReaders(services); })},
+      {"usb", ofMachine(lookAtUsb)},
+      {"card", ofMachine([services] { return lookAtCard(services); })},
       {"session", [settings] { return lookAtSession(settings.values); }},
       {"browser-policy", [settings] { return lookAtBrowserPolicy(settings.values); }},
   });
