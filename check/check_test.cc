@@ -102,6 +102,7 @@ TEST_F(CheckTest, ServiceStates) {
          facts()->disabled = true;
        },
        "fail", "disabled"},
+      {[&] { facts()->disabled = true; }, "warn", "will not run after the next start"},
       {[&] { facts()->restarts = 7; }, "fail", "again and again: 7 times"},
       {[&] {
          writeLog({3, "### Service started! ###"});
@@ -129,7 +130,7 @@ TEST_F(CheckTest, SettingsFile) {
       {"OnlyActiveUser=1\n", "fail", "so that everybody is answered"},
       {"x=1\nURL=" + std::string(2000, 'u') + "\n", "ok", "uuu..., AppendCardId=no"},
       {"CallBrowser=yes\nBrowserCommand=no-such-program\n", "fail",
-       "no-such-program is no program"},
+       "\"no-such-program\" is no program"},
       {"BrowserCommand=no-such-program\n", "warn", "is no program"},
       {std::string("\xFF\xFEP\0o\0", 6), "fail", "UTF-16"},
       {std::string("P\0o\0r\0", 6), "fail", "UTF-16"},
@@ -143,7 +144,8 @@ TEST_F(CheckTest, SettingsFile) {
       {"CallBrowser=1\n", "fail", "CallBrowser: \"1\" is no good value"},
       {"AllowOrgin=x\n", "fail", "AllowOrgin: did you mean AllowOrigin?"},
       {"port=2000\n", "fail", "port: names are case-sensitive, Port"},
-      {"Port = 2000\n", "fail", "blanks around the \"=\" of Port"},
+      {"Port = 2000\n", "fail", "Port: there are blanks around the \"=\""},
+      {"URL= http://x\n", "warn", "URL: \" http://x\" begins or ends with a blank"},
       {"Colour=red\n", "warn", "Colour is no setting"},
       {"CallBrowser=yes\n", "fail", "BrowserCommand is empty"},
       {"AppendCardId=yes\n", "warn", "URL is empty"},
@@ -271,7 +273,8 @@ TEST_F(CheckTest, PortUsbSessionPolicy) {
   const std::string blocked = "LoopbackNetworkBlockedForUrls/1";
   const std::string allowed = "LoopbackNetworkAllowedForUrls/1";
   const Row browsers[] = {
-      {[] {}, "ok", "no policy is set: Chrome, Edge, Firefox"},
+      {[] {}, "ok", "no policy applies in Chrome, Edge, Firefox"},
+      {policies({{Browser::Chrome, allowed, "*"}}), "ok", "no policy applies in Edge, Firefox"},
       {policies({{Browser::Chrome, blocked, "*"}}), "fail", "forbids Chrome"},
       {policies({{Browser::Edge, "LocalNetworkAccessBlockedForUrls/1", "[*.]example"}}), "fail",
        "forbids Edge"},
@@ -378,14 +381,14 @@ TEST_F(CheckTest, Log) {
          writeLog({start, "Only one KV500 can be connected!"});
        },
        "warn", "several readers"},
-      // What is before the last start is history, unless that start has only just happened.
-      {[&] {
-         writeLog({start, "Could not open port", start});
       {[&] {
          writeLog({start, "Trying to start Smartcard service..."});
        },
        "ok", ""},
       {[&] { writeFile("log.txt", "[01-01-2026 00:00:00] PCSC error 0x80100001\r\n"); }, "ok", ""},
+      // What is before the last start is history, unless that start has only just happened.
+      {[&] {
+         writeLog({start, "Could not open port", start});
        },
        "warn", "the port could not"},
       {[&] {
@@ -498,7 +501,7 @@ TEST_F(CheckTest, Answer) {
   settings.values.port = peer.port;
   settings.values.allowedHosts = {"practice", "localhost"};
   settings.values.allowOrigin = "https://new.example";
-  EXPECT_FINDING((Row{{}, "warn", "config.txt says https://new.example"}), lookAtAnswer(settings));
+  EXPECT_FINDING((Row{{}, "warn", "next start it is https://new.example"}), lookAtAnswer(settings));
   EXPECT_TRUE(isNamed);
 }
 
@@ -538,14 +541,14 @@ TEST_F(CheckTest, Program) {
   EXPECT_EQ(written.find('\x1b'), std::string::npos);
   EXPECT_NE(written.find("first of 50\n"), std::string::npos) << written;
   EXPECT_EQ(written.find("] old"), std::string::npos) << written;
-  EXPECT_EQ(run({"--json", "--folder", folder.string()}, output), 2);
-  EXPECT_NE(output.find("{\"id\": \"settings\", \"level\": \"ok\""), std::string::npos) << output;
-  EXPECT_NE(output.find("URL=?]0;\\\"\\\\, "), std::string::npos) << output;
   // The simulator needs nothing of this machine.
   world().inspection.service.state = State::Absent;
   writeFile("kv500-simulator", "");
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(run({"--json", "--folder", folder.string()}, output), 2);
   EXPECT_NE(output.find("{\"id\": \"card\", \"level\": \"warn\""), std::string::npos) << output;
+  EXPECT_NE(output.find("{\"id\": \"settings\", \"level\": \"ok\""), std::string::npos) << output;
+  EXPECT_NE(output.find("URL=?]0;\\\"\\\\, "), std::string::npos) << output;
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
   world().readers.otherUnlock();  // The looks that hung give back what they hold.
   EXPECT_TRUE(kv500::eventually([] { return simulated::ledger().notGivenBack().empty(); }));
   for (const auto& bad : std::vector<std::vector<std::string>>{{"--x"},

@@ -6,7 +6,7 @@
 namespace check {
 namespace {
 
-constexpr std::uint32_t answerLimit = 2500;  // Milliseconds, less than the limit of a look.
+constexpr std::uint32_t answerLimit = 2800;  // Milliseconds, less than the limit of a look.
 
 /// The value of a header line; empty if there is none.
 std::string headerValue(const std::string& answer, const std::string& name) {
@@ -71,7 +71,7 @@ Findings judgeReply(const platform::Reply& reply, const std::string& time,
     return {judgeClosed(settings)};
   }
   if (!reply.bytes.empty() && !isTheServices(reply.bytes)) {
-    const std::string firstLine = reply.bytes.substr(0, reply.bytes.find('\n'));
+    const std::string firstLine = reply.bytes.substr(0, reply.bytes.find_first_of("\r\n"));
     return {
         {Level::Fail, {texts::answerForeign, {firstLine.substr(0, 80)}}, texts::portTakenAdvice}};
   }

@@ -117,7 +117,7 @@ Findings lookAtBrowserPolicy(const kv500::Settings& settings) {
       asking += (asking.empty() ? "" : ", ") + std::string(nameOf(browser));
     }
   }
-  if (findings.empty()) {
+  if (!asking.empty()) {
     findings.push_back({Level::Ok, {texts::policyNone, {asking}}});
   }
   return findings;

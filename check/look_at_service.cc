@@ -38,6 +38,9 @@ Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
   }
   switch (facts.state) {
     case State::Running:
+      if (facts.disabled) {
+        return {Level::Warn, texts::serviceNotNextTime, enableAdvice(facts)};
+      }
       return {Level::Ok, {texts::serviceRuns, {std::to_string(facts.processId), facts.account}}};
     case State::Starting:
       return {Level::Warn, texts::serviceStarting, texts::serviceWaitAdvice};
@@ -47,8 +50,7 @@ Finding judgeState(const ServiceFacts& facts, std::uint32_t starts) {
       break;
   }
   if (facts.disabled) {
-    return {
-        Level::Fail, texts::serviceDisabled, {texts::serviceEnableAdvice, {facts.enableCommand}}};
+    return {Level::Fail, texts::serviceDisabled, enableAdvice(facts)};
   }
   return {Level::Fail,
           {texts::serviceStopped, {exitCode}},
@@ -68,8 +70,6 @@ bool isServiceIn(const Folder& folder, const Services& services) {
   return other == folder.path || std::filesystem::equivalent(other, folder.path, error);
 }
 
-Findings lookAtService(const Folder& folder, const Services& services) {
-  const ServiceFacts& facts = services.kv500;
 bool isSimulator(const Folder& folder, const Services& services) {
   using Kind = platform::FileFacts::Kind;
   const State state = services.kv500.state;
@@ -82,6 +82,8 @@ Message enableAdvice(const ServiceFacts& facts) {
   return {texts::serviceEnableAdvice, {facts.enableCommand, facts.startCommand}};
 }
 
+Findings lookAtService(const Folder& folder, const Services& services) {
+  const ServiceFacts& facts = services.kv500;
   const std::string folderText = platform::toUtf8(folder.path);
   const bool isAbsent = facts.state == State::Absent;
   const bool isUnknown = facts.state == State::Unknown;

@@ -41,10 +41,10 @@ bool isUtf16(const std::string& content) {
   return hasMark || hasZeros;
 }
 
-std::string withoutBlanks(const std::string& name) {
-  const auto first = name.find_first_not_of(" \t");
-  const auto last = name.find_last_not_of(" \t");
-  return first == std::string::npos ? "" : name.substr(first, last - first + 1);
+std::string withoutBlanks(const std::string& text) {
+  const auto first = text.find_first_not_of(" \t");
+  const auto last = text.find_last_not_of(" \t");
+  return first == std::string::npos ? "" : text.substr(first, last - first + 1);
 }
 
 bool isSetting(const std::string& name) {
@@ -54,7 +54,7 @@ bool isSetting(const std::string& name) {
 Finding judgeUnknownName(const std::string& name) {
   const std::string bare = withoutBlanks(name);
   if (isSetting(bare)) {
-    return {Level::Fail, {texts::settingsBlanks, {name, bare}}, texts::settingsNameAdvice};
+    return {Level::Fail, {texts::settingsBlanks, {bare}}, texts::settingsBlanksAdvice};
   }
   const std::string nearest = nearestName(bare, kv500::settingNames);
   if (nearest.empty()) {
@@ -79,6 +79,10 @@ void judgeBrowser(const Settings& settings, Findings& findings) {
   }
   if (settings.callBrowser && settings.browserCommand.empty()) {
     findings.push_back({Level::Fail, texts::settingsNoBrowser, texts::settingsNoBrowserAdvice});
+  }
+  if (settings.url != withoutBlanks(settings.url)) {
+    findings.push_back(
+        {Level::Warn, {texts::settingsBlankUrl, {settings.url}}, texts::settingsBlanksAdvice});
   }
   if (settings.appendCardId && settings.url.empty()) {
     findings.push_back({Level::Warn, texts::settingsNoUrl, texts::settingsNoUrlAdvice});

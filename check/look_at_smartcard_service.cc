@@ -29,9 +29,7 @@ Findings lookAtSmartcardService(const Services& services) {
              {texts::smartcardAbsentAdvice, {facts.installCommand}}}};
   }
   if (facts.disabled && facts.state != State::Running) {
-    return {{Level::Fail,
-             texts::smartcardDisabled,
-             {texts::serviceEnableAdvice, {facts.enableCommand}}}};
+    return {{Level::Fail, texts::smartcardDisabled, enableAdvice(facts)}};
   }
   const PcscLook pcsc(services);
   if (pcsc.wouldStart()) {

@@ -11,8 +11,8 @@ inline constexpr Phrase noAnswerInTime{"no answer within 3 s", "keine Antwort in
 inline constexpr Phrase noAnswerAdvice{
     "This part of the system hangs. Restart the machine; if that does not help, look into that "
     "part's own log.",
-    "Dieser Teil des Systems hängt. Starten Sie den Rechner neu; hilft das nicht, sehen Sie in "
-    "dessen eigenes Protokoll."};
+    "Dieser Teil des Systems hängt. Starten Sie den Rechner neu; hilft das nicht, sehen Sie im "
+    "Protokoll dieses Teils nach."};
 
 // service
 inline constexpr Phrase serviceRuns{"installed and running (process {0}, as {1})",
@@ -20,9 +20,10 @@ inline constexpr Phrase serviceRuns{"installed and running (process {0}, as {1})
 inline constexpr Phrase serviceUnknown{"the service manager does not say whether the service runs",
                                        "die Dienstverwaltung sagt nicht, ob der Dienst läuft"};
 inline constexpr Phrase serviceUnknownAdvice{
-    "Ask it as an administrator: on Windows, sc query KV500Service; on Linux, systemctl status "
+    "Ask it as an administrator: on Windows, sc.exe query KV500Service; on Linux, systemctl status "
     "kv500service",
-    "Fragen Sie sie als Administrator: unter Windows sc query KV500Service, unter Linux systemctl "
+    "Fragen Sie sie als Administrator: unter Windows sc.exe query KV500Service, unter Linux "
+    "systemctl "
     "status kv500service"};
 inline constexpr Phrase serviceAbsent{"the service KV500Service is not installed",
                                       "der Dienst KV500Service ist nicht installiert"};
@@ -31,7 +32,7 @@ inline constexpr Phrase serviceAbsentAdvice{
     "Installieren Sie ihn mit dem Installationsprogramm oder dem Paket."};
 inline constexpr Phrase serviceTrial{
     "no installed service is known; {0} is the folder of a simulator or a trial",
-    "kein installierter Dienst ist bekannt; {0} ist der Ordner eines Simulators oder Versuchs"};
+    "kein installierter Dienst ist bekannt; {0} ist der Ordner eines Simulators oder einer Probe"};
 inline constexpr Phrase serviceTrialAdvice{
     "For daily work install the service.",
     "Installieren Sie für den täglichen Betrieb den Dienst."};
@@ -53,12 +54,18 @@ inline constexpr Phrase serviceFlaps{
     "starts and stops again and again: {0} times in the last 10 minutes (last exit code {1})",
     "startet und endet immer wieder: {0}-mal in den letzten 10 Minuten (letzter Rückgabewert {1})"};
 inline constexpr Phrase serviceFlapsAdvice{
-    "The log says why; see the line \"log\" below.",
-    "Das Protokoll nennt den Grund; siehe unten die Zeile \"log\"."};
-inline constexpr Phrase serviceDisabled{"is disabled and can't be started",
-                                        "ist deaktiviert und kann nicht gestartet werden"};
-inline constexpr Phrase serviceEnableAdvice{"Enable it as an administrator: {0}",
-                                            "Aktivieren Sie ihn als Administrator: {0}"};
+    "See the line \"log\". If it gives no reason, the event log of Windows or journalctl -u "
+    "kv500service does.",
+    "Siehe die Zeile \"log\". Nennt sie keinen Grund, steht er im Ereignisprotokoll von Windows "
+    "oder in journalctl -u kv500service."};
+inline constexpr Phrase serviceDisabled{"is disabled and does not run",
+                                        "ist deaktiviert und läuft nicht"};
+inline constexpr Phrase serviceNotNextTime{
+    "runs, but is disabled: it will not run after the next start of the machine",
+    "läuft, ist aber deaktiviert: nach dem nächsten Start des Rechners läuft er nicht mehr"};
+inline constexpr Phrase serviceEnableAdvice{
+    "Enable it as an administrator: {0}; if it does not run, start it then: {1}",
+    "Aktivieren Sie ihn als Administrator: {0}; läuft er nicht, starten Sie ihn dann: {1}"};
 inline constexpr Phrase serviceAccount{"runs as {0}, not as {1}", "läuft als {0}, nicht als {1}"};
 inline constexpr Phrase serviceAccountAdvice{
     "Under another account it may not start a browser in a user's session; install it again.",
@@ -149,8 +156,14 @@ inline constexpr Phrase settingsMisspelt{"{0}: did you mean {1}? {0} is no setti
 inline constexpr Phrase settingsCase{"{0}: names are case-sensitive, {1}",
                                      "{0}: bei Namen zählt Groß- und Kleinschreibung, {1}"};
 inline constexpr Phrase settingsBlanks{
-    "{0}: there are blanks around the \"=\" of {1}, so that it is no setting",
-    "{0}: um das \"=\" von {1} stehen Leerzeichen; so ist es keine Einstellung"};
+    "{0}: there are blanks around the \"=\", so that the line sets nothing",
+    "{0}: um das \"=\" stehen Leerzeichen, darum setzt die Zeile nichts"};
+inline constexpr Phrase settingsBlankUrl{
+    "URL: \"{0}\" begins or ends with a blank, which is handed over to the browser",
+    "URL: \"{0}\" beginnt oder endet mit einem Leerzeichen, das an den Browser übergeben wird"};
+inline constexpr Phrase settingsBlanksAdvice{
+    "Remove the blanks and start the service again.",
+    "Entfernen Sie die Leerzeichen und starten Sie den Dienst neu."};
 inline constexpr Phrase settingsUnknown{"{0} is no setting", "{0} ist keine Einstellung"};
 inline constexpr Phrase settingsManyUnknown{"{0} more names are no settings",
                                             "{0} weitere Namen sind keine Einstellungen"};
@@ -160,8 +173,8 @@ inline constexpr Phrase settingsNameAdvice{
 inline constexpr Phrase settingsUnknownAdvice{"The settings are {0}.",
                                               "Die Einstellungen sind {0}."};
 inline constexpr Phrase settingsNoProgram{
-    "BrowserCommand: {0} is no program that can be started",
-    "BrowserCommand: {0} ist kein Programm, das gestartet werden kann"};
+    "BrowserCommand: \"{0}\" is no program that can be started",
+    "BrowserCommand: \"{0}\" ist kein Programm, das gestartet werden kann"};
 inline constexpr Phrase settingsNoProgramAdvice{
     "Name the program's full path, without quotation marks and arguments.",
     "Nennen Sie den vollen Pfad des Programms, ohne Anführungszeichen und Argumente."};
@@ -267,10 +280,9 @@ inline constexpr Phrase answerLate{"connected, but no whole answer within 3 s",
                                    "verbunden, aber keine vollständige Antwort innerhalb von 3 s"};
 inline constexpr Phrase answerLateAdvice{
     "Another program may hold the card (see \"card\"), or the smart-card service hangs (see "
-    "\"smartcard-service\").",
+    "\"smartcard-service\"), or it is not the service (see \"port\").",
     "Womöglich hält ein anderes Programm die Karte (siehe \"card\"), oder der Smartcard-Dienst "
-    "hängt (siehe "
-    "\"smartcard-service\")."};
+    "hängt (siehe \"smartcard-service\"), oder es ist nicht der Dienst (siehe \"port\")."};
 inline constexpr Phrase answerClosed{"the connection was closed without an answer",
                                      "die Verbindung wurde ohne Antwort geschlossen"};
 inline constexpr Phrase answerClosedAdvice{
@@ -295,11 +307,11 @@ inline constexpr Phrase answerOthersOnlyAdvice{
 inline constexpr Phrase answerForeign{"what answers is not the service: {0}",
                                       "es antwortet nicht der Dienst: {0}"};
 inline constexpr Phrase answerOldSettings{
-    "the service works with AllowOrigin={0}, and config.txt says {1}",
-    "der Dienst arbeitet mit AllowOrigin={0}, und in config.txt steht {1}"};
+    "the service still works with AllowOrigin={0}; after its next start it is {1}",
+    "der Dienst arbeitet noch mit AllowOrigin={0}; nach seinem nächsten Start gilt {1}"};
 inline constexpr Phrase answerOldSettingsAdvice{
-    "Start the service again, so that it reads config.txt.",
-    "Starten Sie den Dienst neu, damit er config.txt liest."};
+    "Start the service again as soon as the line \"settings\" says what you want.",
+    "Starten Sie den Dienst neu, sobald in der Zeile \"settings\" steht, was Sie wollen."};
 
 // log
 inline constexpr Phrase logGood{"log.txt is written ({0} bytes)",
@@ -462,18 +474,6 @@ inline constexpr Phrase sessionNobody{"nobody is logged on in session {0}",
                                       "in Sitzung {0} ist niemand angemeldet"};
 inline constexpr Phrase sessionNoWay{"in session {0} of {1} no program can be started",
                                      "in Sitzung {0} von {1} kann kein Programm gestartet werden"};
-inline constexpr Phrase sessionAdvice{
-    "Log on at the computer that the reader is plugged into. Web pages are answered all the same.",
-    "Melden Sie sich an dem Rechner an, an dem der Leser steckt. Webseiten werden trotzdem "
-    "bedient."};
-
-// browser-policy
-inline constexpr Phrase policyNone{
-    "no policy is set: {0} ask each user once whether a page may reach this computer's programs",
-    "keine Richtlinie ist gesetzt: {0} fragen jeden Benutzer einmal, ob eine Seite die Programme "
-    "dieses Rechners "
-    "erreichen darf"};
-inline constexpr Phrase policyAllows{"a policy allows it: {0}: {1}",
 inline constexpr Phrase sessionSeveralAdvice{
     "Log off the other sessions, so that browser and messages appear where somebody works.",
     "Melden Sie die anderen Sitzungen ab, damit Browser und Meldungen dort erscheinen, wo jemand "
@@ -481,6 +481,19 @@ inline constexpr Phrase sessionSeveralAdvice{
 inline constexpr Phrase sessionNoWayAdvice{
     "Log off there, and log on again with a desktop. Web pages are answered all the same.",
     "Melden Sie sich dort ab und mit einem Desktop wieder an. Webseiten werden trotzdem bedient."};
+inline constexpr Phrase sessionAdvice{
+    "Log on at the computer that the reader is plugged into. Web pages are answered all the same.",
+    "Melden Sie sich an dem Rechner an, an dem der Leser steckt. Webseiten werden trotzdem "
+    "bedient."};
+
+// browser-policy
+inline constexpr Phrase policyNone{
+    "no policy applies in {0}: each user is asked once whether a page may reach this computer's "
+    "programs",
+    "in {0} greift keine Richtlinie: jeder Benutzer wird einmal gefragt, ob eine Seite die "
+    "Programme "
+    "dieses Rechners erreichen darf"};
+inline constexpr Phrase policyAllows{"a policy allows it: {0}: {1}",
                                      "eine Richtlinie erlaubt es: {0}: {1}"};
 inline constexpr Phrase policyForbids{
     "a policy forbids {0} to let pages reach this computer: {1}",

@@ -30,7 +30,7 @@ struct ServiceFacts {
   /// Unknown: there is no service manager, or it does not say.
   enum class State { Unknown, Absent, Stopped, Starting, Running, Stopping };
   State state = State::Unknown;
-  bool disabled = false;          ///< It can't be started until somebody enables it.
+  bool disabled = false;          ///< It is not started with the system; perhaps not at all.
   bool onDemand = false;          ///< Stopped, and started by the first program that asks for it.
   std::string account;            ///< The user that it runs as; empty if unknown.
   std::string usualAccount;       ///< The user that the installer has it run as.

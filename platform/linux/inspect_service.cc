@@ -77,8 +77,8 @@ ServiceFacts factsOf(Properties& properties, const std::string& unit) {
   ServiceFacts facts;
   facts.state = stateOf(properties);
   const std::string unitFile = properties["UnitFileState"];
-  facts.disabled = unitFile == "masked" || properties["LoadState"] == "masked" ||
-                   (unitFile == "disabled" && facts.state == State::Stopped);
+  facts.disabled =
+      unitFile == "masked" || properties["LoadState"] == "masked" || unitFile == "disabled";
   facts.account = properties["User"].empty() ? "root" : properties["User"];
   facts.usualAccount = "root";
   facts.program = programIn(properties["ExecStart"]);
@@ -89,7 +89,7 @@ ServiceFacts factsOf(Properties& properties, const std::string& unit) {
     facts.restarts = static_cast<std::uint32_t>(numberIn(properties["NRestarts"]));
   }
   facts.startCommand = "systemctl start " + unit;
-  facts.enableCommand = "systemctl unmask " + unit + " && systemctl enable --now " + unit;
+  facts.enableCommand = "systemctl unmask " + unit + " && systemctl enable " + unit;
   return facts;
 }
 

@@ -12,7 +12,7 @@ Inspection::Inspection() {
   service.account = service.usualAccount = "LocalSystem";
   service.processId = 4711;
   service.startCommand = "net start KV500Service";
-  service.enableCommand = "sc config KV500Service start= auto";
+  service.enableCommand = "sc.exe config KV500Service start= auto";
 }
 
 }  // namespace simulated

@@ -66,7 +66,7 @@ ServiceFacts inspectService(InspectedService inspected) {
   ServiceFacts facts;
   facts.usualAccount = isKv500 ? "LocalSystem" : "NT AUTHORITY\\LocalService";
   facts.startCommand = "net start " + name;
-  facts.enableCommand = "sc config " + name + " start= " + (isKv500 ? "auto" : "demand");
+  facts.enableCommand = "sc.exe config " + name + " start= " + (isKv500 ? "auto" : "demand");
   facts.installCommand = "sfc /scannow";
   const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) {

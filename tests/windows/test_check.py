@@ -58,7 +58,7 @@ class CheckTest(ServiceTest):
         with socket.create_server(("127.0.0.1", self.service.port)):
             report = windows.path(self.service.folder / "Bericht Ü.txt")
             self.assertEqual(self.expect({
-                "settings": r"BrowserCommand: C:\no program.exe is no program",
+                "settings": r'BrowserCommand: "C:\no program.exe" is no program',
                 "answer": "fail connected, but no whole answer within 3 s",
                 "browser-policy": "fail a policy forbids Edge"}, "--report", report), 2)
         self.assertIn("AllowOrgin=x", (self.service.folder / "Bericht Ü.txt").read_text("utf-8"))
