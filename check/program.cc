@@ -1,7 +1,6 @@
 #include "check/program.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -161,8 +160,7 @@ bool report(const std::string& path, const Folder& folder, const Findings& findi
 }
 
 int refuse(const Message& message, Language language) {
-  const std::string text = "kv500-check: " + message.in(language) + "\n";
-  std::fputs(text.c_str(), stderr);
+  platform::printError("kv500-check: " + message.in(language) + "\n");
   return exitUsage;
 }
 

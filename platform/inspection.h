@@ -169,6 +169,8 @@ std::string userLanguage();
 /// Writes a UTF-8 text to standard output, whatever character set the terminal uses. False if it
 /// could not be written completely.
 bool printText(const std::string& text);
+/// The same to standard error.
+bool printError(const std::string& text);
 
 /// Writes a file, and replaces one of that name. False if it could not be written completely.
 bool writeFile(const std::filesystem::path& path, const std::string& content);

@@ -83,6 +83,11 @@ bool connectToLoopback(int socket, std::uint16_t port, Clock::time_point end) {
          ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
 }
 
+bool print(std::FILE* stream, const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
+         std::fflush(stream) == 0;
+}
+
 }  // namespace
 
 FileFacts inspectFile(const std::filesystem::path& path) {
@@ -178,8 +183,11 @@ std::string userLanguage() {
 }
 
 bool printText(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
-         std::fflush(stdout) == 0;
+  return print(stdout, text);
+}
+
+bool printError(const std::string& text) {
+  return print(stderr, text);
 }
 
 }  // namespace platform

@@ -101,6 +101,20 @@ bool isUnwritable(DWORD attributes) {
   return (attributes & FILE_ATTRIBUTE_READONLY) != 0;
 }
 
+bool print(DWORD handle, std::FILE* stream, const std::string& text) {
+  const ::HANDLE output = ::GetStdHandle(handle);
+  DWORD mode = 0;
+  DWORD written = 0;
+  if (::GetConsoleMode(output, &mode)) {
+    const std::wstring units = fromUtf8(text).native();
+    return ::WriteConsoleW(output, units.data(), static_cast<DWORD>(units.size()), &written,
+                           nullptr) &&
+           written == units.size();
+  }
+  return std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
+         std::fflush(stream) == 0;
+}
+
 }  // namespace
 
 FileFacts inspectFile(const std::filesystem::path& path) {
@@ -215,17 +229,11 @@ std::string userLanguage() {
 }
 
 bool printText(const std::string& text) {
-  const ::HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
-  DWORD mode = 0;
-  DWORD written = 0;
-  if (::GetConsoleMode(output, &mode)) {
-    const std::wstring units = fromUtf8(text).native();
-    return ::WriteConsoleW(output, units.data(), static_cast<DWORD>(units.size()), &written,
-                           nullptr) &&
-           written == units.size();
-  }
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
-         std::fflush(stdout) == 0;
+  return print(STD_OUTPUT_HANDLE, stdout, text);
+}
+
+bool printError(const std::string& text) {
+  return print(STD_ERROR_HANDLE, stderr, text);
 }
 
 }  // namespace platform

@@ -64,7 +64,8 @@ class CheckTest(ServiceTest):
         self.assertIn("AllowOrgin=x", (self.service.folder / "Bericht Ü.txt").read_text("utf-8"))
         self.service.configure(r"BrowserCommand=C:\windows\notepad.exe")
         self.expect({"settings": "ok "})
-        self.assertEqual(windows.run(self.service.folder / "kv500-check.exe", "--x")[0], 3)
+        code, output = windows.run(self.service.folder / "kv500-check.exe", "--x")
+        self.assertEqual((code, "--x" in output), (3, True), output)
 
 
 if __name__ == "__main__":
