@@ -66,7 +66,8 @@ inline constexpr Phrase serviceNotNextTime{
 inline constexpr Phrase serviceEnableAdvice{
     "Enable it as an administrator: {0}; if it does not run, start it then: {1}",
     "Aktivieren Sie ihn als Administrator: {0}; läuft er nicht, starten Sie ihn dann: {1}"};
-inline constexpr Phrase serviceAccount{"runs as {0}, not as {1}", "läuft als {0}, nicht als {1}"};
+inline constexpr Phrase serviceAccount{"is set to run as {0}, not as {1}",
+                                       "ist für das Konto {0} eingerichtet, nicht für {1}"};
 inline constexpr Phrase serviceAccountAdvice{
     "Under another account it may not start a browser in a user's session; install it again.",
     "Unter einem anderen Konto darf er womöglich keinen Browser in der Sitzung eines Benutzers "
@@ -323,10 +324,10 @@ inline constexpr Phrase logAbsentAdvice{"Start the service.", "Starten Sie den D
 inline constexpr Phrase logUnwritable{"log.txt in {0} can't be written",
                                       "log.txt in {0} kann nicht geschrieben werden"};
 inline constexpr Phrase logUnwritableAdvice{
-    "Give the service the right to write into its folder, and have log.txt be an ordinary file "
-    "there.",
+    "Give the service the right to write into its folder; log.txt must be an ordinary file there "
+    "that is not read-only.",
     "Geben Sie dem Dienst das Recht, in seinen Ordner zu schreiben; log.txt muss dort eine "
-    "gewöhnliche Datei sein."};
+    "gewöhnliche Datei ohne Schreibschutz sein."};
 inline constexpr Phrase logUnreadable{
     "log.txt can't be read with this user's rights ({0} bytes)",
     "log.txt ist mit den Rechten dieses Benutzers nicht lesbar ({0} Bytes)"};

@@ -127,7 +127,7 @@ std::uint32_t deviceProblem(const std::u16string& path);
 // People and browsers.
 
 struct SessionFacts {
-  std::string user;                    ///< Empty: nobody is logged on.
+  std::string user;                    ///< Empty: nobody is logged on; "?": not known.
   bool remote = false;                 ///< The screen is that of another computer.
   std::optional<bool> startsPrograms;  ///< None if this user has no right to know it.
 };
@@ -166,8 +166,8 @@ std::string systemDescription();
 /// The language of the user's texts, as a tag such as "de-DE"; empty if not set.
 std::string userLanguage();
 
-/// Writes a UTF-8 text to standard output, whatever character set the terminal uses. False if it
-/// could not be written completely.
+/// Writes a text to standard output, in UTF-8; a console of Windows shows it whatever its code page
+/// is. False if it could not be written completely.
 bool printText(const std::string& text);
 /// The same to standard error.
 bool printError(const std::string& text);

@@ -102,6 +102,8 @@ SessionFacts inspectSession(std::uint32_t session) {
                                     &size)) {
     facts.user = toUtf8(text);
     ::WTSFreeMemory(text);
+  } else {
+    facts.user = "?";
   }
   if (::WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, ::WTSClientProtocolType,
                                     &text, &size)) {

@@ -34,13 +34,15 @@ class CheckTest(ServiceTest):
             "answer": "fail no connection", "log": "warn no log.txt"}), 2)
         self.service.switch_on(card="mustermann", config="AllowOrigin=https://practice.example")
         self.service.wait_for(b'"OK_Card_Presence"')
+        windows.log_in("1 0")
         self.expect({
             "service": "ok installed and running", "settings": f"ok config.txt is read: Port={self.service.port}",
             # Wine does not tell which program has a port.
             "access": "ok pages of https://practice.example", "port": "ok somebody listens",
             "answer": "a reader with a card", "log": "ok ", "smartcard-service": "ok runs",
             "readers": "ok brenvolt GmbH KV500 0", "usb": "ok one known device",
-            "card": "ok a card is in, ATR 3B D0 96 FF", "browser-policy": "ok no policy"})
+            "card": "ok a card is in, ATR 3B D0 96 FF", "browser-policy": "ok no policy",
+            "session": "ok session 1 of ? is active"})  # Nor does it tell whose session it is.
         self.service.hide_usb()
         self.service.remove()
         self.expect({"readers": "no USB device of that kind", "usb": "fail no known", "card": "warn no card"})
