@@ -551,12 +551,14 @@ TEST_F(CheckTest, Program) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
   world().readers.otherUnlock();  // The looks that hung give back what they hold.
   EXPECT_TRUE(kv500::eventually([] { return simulated::ledger().notGivenBack().empty(); }));
-  for (const auto& bad : std::vector<std::vector<std::string>>{{"--x"},
-                                                               {"--wait"},
-                                                               {"--wait", "-1"},
-                                                               {"--language", "fr"},
-                                                               {"--folder", "/no/such"},
-                                                               {"--report", folder.string()}}) {
+  for (const auto& bad :
+       std::vector<std::vector<std::string>>{{"--x"},
+                                             {"--wait"},
+                                             {"--wait", "-1"},
+                                             {"--language", "fr"},
+                                             {"--folder", "/no/such"},
+                                             {"--report", folder.string()},
+                                             {"--report", (folder / "log.txt").string()}}) {
     EXPECT_EQ(run(bad, output), exitUsage) << bad.front();
   }
   EXPECT_EQ(run({"--help"}, output), 0);

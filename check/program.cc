@@ -154,8 +154,9 @@ std::optional<Folder> chooseFolder(const std::optional<std::string>& given,
 
 bool report(const std::string& path, const Folder& folder, const Findings& findings,
             Language language) {
-  return within<bool>(shortLimit,
-                      [=] { return writeReport(path, composeReport(folder, findings, language)); })
+  return within<bool>(
+             shortLimit,
+             [=] { return writeReport(path, folder, composeReport(folder, findings, language)); })
       .value_or(false);
 }
 

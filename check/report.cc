@@ -52,11 +52,15 @@ std::string composeReport(const Folder& folder, const Findings& findings, Langua
          section(Message(texts::reportLog).in(language), lastLines(log));
 }
 
-bool writeReport(const std::string& path, const std::string& report) {
+bool writeReport(const std::string& path, const Folder& folder, const std::string& report) {
   using Kind = platform::FileFacts::Kind;
   const std::filesystem::path file = platform::fromUtf8(path);
   const Kind kind = platform::inspectFile(file).kind;
-  return (kind == Kind::Absent || kind == Kind::Ordinary) && platform::writeFile(file, report);
+  std::error_code error;  // A file that is not there is no other file.
+  const bool isService = std::filesystem::equivalent(file, folder.path / "config.txt", error) ||
+                         std::filesystem::equivalent(file, folder.path / "log.txt", error);
+  return (kind == Kind::Absent || kind == Kind::Ordinary) && !isService &&
+         platform::writeFile(file, report);
 }
 
 }  // namespace check
