@@ -80,7 +80,7 @@ Findings judgeAbsence(const Folder& folder, const Services& services) {
 Findings lookAtLog(const Folder& folder, const Services& services) {
   const platform::FileFacts facts = platform::inspectFile(folder.path / "log.txt");
   if (facts.kind == Kind::Hidden) {
-    return {{Level::Warn, texts::logHidden, texts::logUnreadableAdvice}};
+    return {{Level::Warn, texts::logHidden, texts::logHiddenAdvice}};
   }
   if (facts.kind == Kind::Absent && !facts.unwritable) {
     return judgeAbsence(folder, services);
@@ -91,11 +91,7 @@ Findings lookAtLog(const Folder& folder, const Services& services) {
              texts::logUnwritableAdvice}};
   }
   Findings findings;
-  if (!facts.readable) {
-    findings.push_back({Level::Warn,
-                        {texts::logUnreadable, {std::to_string(facts.size)}},
-                        texts::logUnreadableAdvice});
-  } else {
+  if (facts.readable) {
     findings = judgeLines(linesOfLastStart(lastLogLines(folder)));
   }
   if (facts.size > largestLog) {
@@ -104,7 +100,8 @@ Findings lookAtLog(const Folder& folder, const Services& services) {
                         texts::logLargeAdvice});
   }
   if (findings.empty()) {
-    findings.push_back({Level::Ok, {texts::logGood, {std::to_string(facts.size)}}});
+    const Phrase& phrase = facts.readable ? texts::logGood : texts::logUnreadable;
+    findings.push_back({Level::Ok, {phrase, {std::to_string(facts.size)}}});
   }
   return findings;
 }

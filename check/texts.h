@@ -329,11 +329,11 @@ inline constexpr Phrase logUnwritableAdvice{
     "Geben Sie dem Dienst das Recht, in seinen Ordner zu schreiben; log.txt muss dort eine "
     "gewöhnliche Datei ohne Schreibschutz sein."};
 inline constexpr Phrase logUnreadable{
-    "log.txt can't be read with this user's rights ({0} bytes)",
-    "log.txt ist mit den Rechten dieses Benutzers nicht lesbar ({0} Bytes)"};
+    "log.txt is there ({0} bytes); what it says, only an administrator can see",
+    "log.txt ist da ({0} Bytes); was darin steht, sieht nur ein Administrator"};
 inline constexpr Phrase logHidden{"this user has no right to look into the folder of log.txt",
                                   "dieser Benutzer darf nicht in den Ordner von log.txt sehen"};
-inline constexpr Phrase logUnreadableAdvice{
+inline constexpr Phrase logHiddenAdvice{
     "Run this as an administrator to see what it says.",
     "Führen Sie dies als Administrator aus, um zu sehen, was darin steht."};
 inline constexpr Phrase logLarge{"log.txt has {0} MB", "log.txt hat {0} MB"};

@@ -86,8 +86,10 @@ class CheckTest(MachineTest):
         self.assertLess(self.seconds, 1)
         self.assertIn(b"Mustermann", self.machine.ask("read"), "nothing was disturbed")
         # An ordinary user gets less information, but no wrong information.
+        (self.machine.folder / "log.txt").chmod(0o640)  # As under the unit's umask.
         status, found = self.check(user=USER_ID, group=GROUP_ID, extra_groups=[])
         self.assertIn("ok somebody listens", found["port"], self.output)
+        self.assertIn("ok log.txt is there", found["log"], self.output)
         self.assertNotIn("fail", "".join(found[name] for name in found
                                          if name not in ("usb", "readers")), self.output)
         report = self.machine.base / "report"
