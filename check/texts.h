@@ -135,10 +135,10 @@ inline constexpr Phrase settingsFaultAdvice{
     "da; berichtigen Sie "
     "die Zeile und starten Sie den Dienst neu."};
 inline constexpr Phrase settingsBadValue{
-    "{0}: \"{1}\" is no good value; its default holds",
+    "{0}: \"{1}\" is not a valid value; its default holds",
     "{0}: \"{1}\" ist kein gültiger Wert; es gilt die Vorgabe"};
 inline constexpr Phrase settingsBadGuard{
-    "{0}: \"{1}\" is no good value; it counts as absent, so that everybody is answered",
+    "{0}: \"{1}\" is not a valid value; it counts as absent, so that everybody is answered",
     "{0}: \"{1}\" ist kein gültiger Wert; die Einstellung gilt als nicht gesetzt, also bekommen "
     "alle eine Antwort"};
 inline constexpr Phrase settingsBadHost{
@@ -154,8 +154,9 @@ inline constexpr Phrase settingsSwitchAdvice{"Write yes or no, without blanks.",
                                              "Schreiben Sie yes oder no, ohne Leerzeichen."};
 inline constexpr Phrase settingsMisspelt{"{0}: did you mean {1}? {0} is no setting",
                                          "{0}: meinten Sie {1}? {0} ist keine Einstellung"};
-inline constexpr Phrase settingsCase{"{0}: names are case-sensitive, {1}",
-                                     "{0}: bei Namen zählt Groß- und Kleinschreibung, {1}"};
+inline constexpr Phrase settingsCase{
+    "{0}: names are case-sensitive, {1}",
+    "{0}: bei Namen zählt Groß- und Kleinschreibung; richtig ist {1}"};
 inline constexpr Phrase settingsBlanks{
     "{0}: there are blanks around the \"=\", so that the line sets nothing",
     "{0}: um das \"=\" stehen Leerzeichen, darum setzt die Zeile nichts"};
@@ -178,7 +179,7 @@ inline constexpr Phrase settingsNoProgram{
     "BrowserCommand: \"{0}\" ist kein Programm, das gestartet werden kann"};
 inline constexpr Phrase settingsNoProgramAdvice{
     "Name the program's full path, without quotation marks and arguments.",
-    "Nennen Sie den vollen Pfad des Programms, ohne Anführungszeichen und Argumente."};
+    "Nennen Sie den vollständigen Pfad des Programms, ohne Anführungszeichen und Argumente."};
 inline constexpr Phrase settingsNoBrowser{
     "CallBrowser is on, and BrowserCommand is empty: no browser is started",
     "CallBrowser ist an, BrowserCommand aber leer: kein Browser wird gestartet"};
@@ -231,8 +232,8 @@ inline constexpr Phrase portNobodyAdvice{
     "wurde seit seinem Start geändert: starten Sie ihn neu."};
 inline constexpr Phrase portAssumed{
     "not known, because config.txt could not be read; what follows is about the default, {0}",
-    "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt der Vorgabe, "
-    "{0}"};
+    "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt für die "
+    "Vorgabe {0}"};
 inline constexpr Phrase portRefused{
     "browsers refuse port {0}: no page can reach the service",
     "Browser lassen Port {0} nicht zu: keine Seite erreicht den Dienst"};
