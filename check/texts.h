@@ -51,8 +51,10 @@ inline constexpr Phrase serviceWaitAdvice{"Run this again in a few seconds.",
 inline constexpr Phrase serviceStartAdvice{"Start it as an administrator: {0}",
                                            "Starten Sie ihn als Administrator: {0}"};
 inline constexpr Phrase serviceFlaps{
-    "starts and stops again and again: {0} times in the last 10 minutes (last exit code {1})",
-    "startet und endet immer wieder: {0}-mal in den letzten 10 Minuten (letzter Rückgabewert {1})"};
+    "starts and stops again and again: {0} times, most recently within the last 10 minutes (last "
+    "exit code {1})",
+    "startet und endet immer wieder: {0}-mal, zuletzt innerhalb der letzten 10 Minuten (letzter "
+    "Rückgabewert {1})"};
 inline constexpr Phrase serviceFlapsAdvice{
     "See the line \"log\". If it gives no reason, the event log of Windows or journalctl -u "
     "kv500service does.",

@@ -37,7 +37,9 @@ struct ServiceFacts {
   std::filesystem::path program;  ///< The path of its program; empty if unknown.
   std::uint32_t processId = 0;    ///< 0 if it does not run.
   std::uint32_t exitCode = 0;     ///< The exit code of its last run.
-  std::uint32_t restarts = 0;     ///< How often it was restarted automatically of late, if counted.
+  /// How often it was restarted automatically since somebody started it. 0 if nobody counts, or if
+  /// the last time is more than 10 minutes ago.
+  std::uint32_t restarts = 0;
   // Commands for an administrator.
   std::string startCommand;
   std::string enableCommand;
