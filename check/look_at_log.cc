@@ -37,6 +37,14 @@ const std::vector<Reason>& reasons() {
   return all;
 }
 
+/// Whether the folder's disk has no room for more lines.
+bool isDiskFull(const Folder& folder) {
+  constexpr std::uintmax_t least = 4096;  // Bytes.
+  std::error_code error;
+  const auto space = std::filesystem::space(folder.path, error);
+  return !error && space.capacity > 0 && space.free < least;
+}
+
 /// The lines since the last start. If the last start was just now, it may not have failed yet; then
 /// the lines since the start before it.
 std::vector<LogLine> linesOfLastStart(const std::vector<LogLine>& lines) {
@@ -91,8 +99,14 @@ Findings lookAtLog(const Folder& folder, const Services& services) {
              texts::logUnwritableAdvice}};
   }
   Findings findings;
+  if (isDiskFull(folder)) {
+    findings.push_back({Level::Fail,
+                        {texts::logDiskFull, {platform::toUtf8(folder.path)}},
+                        texts::logDiskFullAdvice});
+  }
   if (facts.readable) {
-    findings = judgeLines(linesOfLastStart(lastLogLines(folder)));
+    const Findings found = judgeLines(linesOfLastStart(lastLogLines(folder)));
+    findings.insert(findings.end(), found.begin(), found.end());
   }
   if (facts.size > largestLog) {
     findings.push_back({Level::Warn,

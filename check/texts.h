@@ -331,6 +331,10 @@ inline constexpr Phrase logUnwritableAdvice{
     "that is not read-only.",
     "Geben Sie dem Dienst das Recht, in seinen Ordner zu schreiben; log.txt muss dort eine "
     "gewöhnliche Datei ohne Schreibschutz sein."};
+inline constexpr Phrase logDiskFull{
+    "log.txt can't be written: the disk of {0} is full",
+    "log.txt kann nicht geschrieben werden: der Datenträger von {0} ist voll"};
+inline constexpr Phrase logDiskFullAdvice{"Free some space on it.", "Schaffen Sie dort Platz."};
 inline constexpr Phrase logUnreadable{
     "log.txt is there ({0} bytes); what it says, only an administrator can see",
     "log.txt ist da ({0} Bytes); was darin steht, sieht nur ein Administrator"};
@@ -379,8 +383,13 @@ inline constexpr Phrase smartcardRefusedAdvice{
     "nicht abgewiesen."};
 inline constexpr Phrase smartcardFails{"the smart-card service answers with an error (0x{0})",
                                        "der Smartcard-Dienst antwortet mit einem Fehler (0x{0})"};
-inline constexpr Phrase smartcardFailsAdvice{"Start it again as an administrator.",
-                                             "Starten Sie ihn als Administrator neu."};
+inline constexpr Phrase smartcardFailsAdvice{
+    "Restart it as an administrator: on Windows net stop SCardSvr, then net start SCardSvr; on "
+    "Linux "
+    "systemctl restart pcscd",
+    "Starten Sie ihn als Administrator neu: unter Windows net stop SCardSvr, dann net start "
+    "SCardSvr; "
+    "unter Linux systemctl restart pcscd"};
 
 // readers
 inline constexpr Phrase readersOne{"{0}", "{0}"};

@@ -173,6 +173,9 @@ class CheckTest(MachineTest):
         with open(log, "ab") as file:
             file.write(b"\r\n[01-01-2026 00:00:00] Could not open port\r\n")
         self.expect({"log": "warn since the last start: the port could not be opened"})
+        mount("-t", "tmpfs", "-o", "size=4k", "tmpfs", "/mnt")
+        pathlib.Path("/mnt/log.txt").write_bytes(bytes(4096))
+        self.assertIn("fail log.txt can't be written: the disk", self.check("--folder", "/mnt")[1]["log"])
         log.unlink()
         os.mkfifo(log)
         self.expect({"log": "fail log.txt"})
