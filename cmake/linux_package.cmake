@@ -39,8 +39,17 @@ endforeach()
 
 install(FILES ${packaging}/service/lintian-overrides DESTINATION usr/share/lintian/overrides
   RENAME kv500service COMPONENT service)
-install(TARGETS KV500Service DESTINATION opt/kv500service COMPONENT service)
-install(TARGETS kv500-check DESTINATION usr/bin COMPONENT service)
+
+# Puts a link to a program into a folder of PATH.
+function(kv500_in_path program target part)
+  install(CODE "set(folder \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/usr/bin)
+    file(MAKE_DIRECTORY \${folder})
+    file(CREATE_LINK ${target} \${folder}/${program} SYMBOLIC)"
+    COMPONENT ${part})
+endfunction()
+
+install(TARGETS KV500Service kv500-check DESTINATION opt/kv500service COMPONENT service)
+kv500_in_path(kv500-check /opt/kv500service/kv500-check service)
 kv500_compressed(manual ${packaging}/service/kv500-check.1)
 install(FILES ${manual} DESTINATION usr/share/man/man1 COMPONENT service)
 install(PROGRAMS ${packaging}/service/wait-before-restart DESTINATION usr/lib/kv500service
@@ -54,10 +63,8 @@ install(FILES ${packaging}/service/logrotate DESTINATION etc/logrotate.d RENAME 
   COMPONENT service)
 
 install(TARGETS kv500-simulator DESTINATION usr/lib/kv500-simulator COMPONENT simulator)
-install(CODE "set(root \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX})
-  file(MAKE_DIRECTORY \${root}/var/lib/kv500-simulator/reader \${root}/usr/bin)
-  file(CREATE_LINK ../lib/kv500-simulator/kv500-simulator \${root}/usr/bin/kv500-simulator SYMBOLIC)"
-  COMPONENT simulator)
+kv500_in_path(kv500-simulator ../lib/kv500-simulator/kv500-simulator simulator)
+install(DIRECTORY DESTINATION var/lib/kv500-simulator/reader COMPONENT simulator)
 install(TARGETS ifdkv500sim DESTINATION usr/lib/pcsc/drivers/serial COMPONENT simulator)
 install(FILES ${packaging}/simulator/kv500-simulator.conf DESTINATION usr/share/kv500-simulator
   COMPONENT simulator)

@@ -145,6 +145,8 @@ class PackageTest(unittest.TestCase):
         self.install(self.package("kv500service"), self.package("kv500-simulator"))
         self.assertTrue(ENABLED.is_symlink())
         in_root("man", "-w", "kv500service", "kv500-check", "kv500-simulator")
+        self.assertEqual(in_root("kv500-check", "--version"),
+                         in_root("/opt/kv500service/kv500-check", "--version"))
 
         # The driver is off until it is enabled as its manual page tells.
         self.assertEqual(list((ROOT / "etc/reader.conf.d").iterdir()), [])
