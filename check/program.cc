@@ -87,6 +87,7 @@ Findings lookAround(const Folder& folder, const Services& services, Runner& runn
   };
   const Findings settingsFindings = runner.run({{"settings", lookAndKeep}});
   const WorkingSettings settings = read->get();
+  // Where a simulator is tried, nobody needs what the machine itself has.
   const auto ofMachine = [folder, services](const std::function<Findings()>& look) {
     return [=] {
       Findings found = look();

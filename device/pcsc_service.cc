@@ -96,7 +96,7 @@ bool PcscService::establishContext() {
 }
 
 void PcscService::startSmartcardService() {
-  logMessage(log_texts::startingSmartcardService, "PcscService::pRun69");
+  logMessage("Trying to start Smartcard service...", "PcscService::pRun69");
   if (platform::system("net start SCardSvr") == 0) {
     return;
   }

@@ -10,7 +10,6 @@ inline const std::string started = "### Service started! ###";
 inline const std::string portNotOpened = "Could not open port";
 inline const std::string badFile = "Error reading config file:\n";
 inline const std::string badValue = "Invalid value for '";
-inline const std::string startingSmartcardService = "Trying to start Smartcard service...";
 inline const std::string noSmartcardService = "Smartcard service not running!";
 inline const std::string noContext = "Could not establish PCSC context";
 inline const std::string pcscError = "PCSC error 0x";
