@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -29,22 +30,18 @@ int openOrdinaryFile(const std::filesystem::path& path, int flags) {
   return file;
 }
 
-/// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
-/// Gives 0, or the error that ended the reading.
+/// Reads until the content is larger than the limit, so the caller can detect such a file. Gives 0,
+/// or the error that ended the reading.
 int readLimited(int file, std::string& content) {
-  content.resize(largestTextFile + 1);
-  std::size_t length = 0;
-  int error = 0;
-  while (length < content.size()) {
-    const auto got = ::read(file, content.data() + length, content.size() - length);
-    error = got < 0 && errno != EINTR ? errno : 0;
-    if (got == 0 || error != 0) {
-      break;
+  std::array<char, 4096> piece;
+  while (content.size() <= largestTextFile) {
+    const auto got = ::read(file, piece.data(), piece.size());
+    if (got == 0 || (got < 0 && errno != EINTR)) {
+      return got == 0 ? 0 : errno;
     }
-    length += got > 0 ? static_cast<std::size_t>(got) : 0;
+    content.append(piece.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
   }
-  content.resize(length);
-  return error;
+  return 0;
 }
 
 void tellOfFile(const char* what, const std::filesystem::path& path, const std::string& cause) {

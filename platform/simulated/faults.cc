@@ -34,15 +34,23 @@ void Faults::leaveTo(Decision decide) {
 
 std::optional<std::uint32_t> Faults::take(std::string_view operation, std::uint32_t detail) {
   std::unique_lock guard(mutex_);
-  const std::string name(operation);  // Made with the lock held: it is the world's.
-  ++calls_[name];
-  if (toHold_.erase(name) != 0) {
-    letGo_.wait(guard, [&] { return !held_.contains(name); });  // As long as the test wants.
+  auto counted = calls_.find(operation);
+  if (counted == calls_.end()) {
+    counted = calls_.emplace(operation, 0).first;
+  }
+  ++counted->second;
+  if (const auto next = toHold_.find(operation); next != toHold_.end()) {
+    toHold_.erase(next);
+    letGo_.wait(guard, [&] { return !held_.contains(operation); });  // As long as the test wants.
   }
   if (const auto code = decide_ ? decide_(operation, detail) : std::nullopt) {
     return code;
   }
-  for (Plan& plan : plans_[name]) {
+  const auto plans = plans_.find(operation);
+  if (plans == plans_.end()) {
+    return std::nullopt;
+  }
+  for (Plan& plan : plans->second) {
     if (plan.times == 0 || (plan.detail && *plan.detail != detail)) {
       continue;
     }

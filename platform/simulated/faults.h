@@ -52,10 +52,11 @@ class Faults {
  private:
   mutable Mutex mutex_;
   Decision decide_;
-  std::map<std::string, std::list<Plan>> plans_;
-  std::map<std::string, unsigned> calls_;
-  std::set<std::string> toHold_;  ///< The next call of each is held.
-  std::set<std::string> held_;    ///< Not released yet.
+  // Found by the name as it comes: every call of the platform looks here.
+  std::map<std::string, std::list<Plan>, std::less<>> plans_;
+  std::map<std::string, unsigned, std::less<>> calls_;
+  std::set<std::string, std::less<>> toHold_;  ///< The next call of each is held.
+  std::set<std::string, std::less<>> held_;    ///< Not released yet.
   Condition letGo_;
 };
 

@@ -1,3 +1,4 @@
+#include <array>
 #include <cstddef>
 
 #include "platform/host.h"
@@ -26,24 +27,21 @@ const ::HANDLE noFile = win32::toNative(~std::uintptr_t{0});
   return file;
 }
 
-/// Reads up to one byte more than the limit, so the caller can detect a file that is too large.
-/// Gives 0, or the error that ended the reading.
+/// Reads until the content is larger than the limit, so the caller can detect such a file. Gives 0,
+/// or the error that ended the reading.
 DWORD readLimited(::HANDLE file, std::string& content) {
-  content.resize(largestTextFile + 1);
-  std::size_t length = 0;
-  DWORD error = ERROR_SUCCESS;
-  while (length < content.size()) {
+  std::array<char, 4096> piece;
+  while (content.size() <= largestTextFile) {
     DWORD got = 0;
-    const auto room = static_cast<DWORD>(content.size() - length);
-    const bool read = ::ReadFile(file, content.data() + length, room, &got, nullptr);
-    error = read ? ERROR_SUCCESS : ::GetLastError();
-    if (!read || got == 0) {
+    if (!::ReadFile(file, piece.data(), static_cast<DWORD>(piece.size()), &got, nullptr)) {
+      return ::GetLastError();
+    }
+    if (got == 0) {
       break;
     }
-    length += got;
+    content.append(piece.data(), got);
   }
-  content.resize(length);
-  return error;
+  return ERROR_SUCCESS;
 }
 
 void tellOfFile(const char* what, const std::filesystem::path& path, const std::string& cause) {
