@@ -3,9 +3,12 @@
 #define KV500_PLATFORM_HOST_H
 
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "platform/threading.h"
 
@@ -25,6 +28,16 @@ std::filesystem::path programPath();
 
 /// Reads a text file as platform::readTextFile does.
 bool readTextFile(const std::filesystem::path& path, std::string& content);
+
+// What a platform::AppendStream does with its file. -1 is no file: `append` fails then, `closeFile`
+// does nothing.
+std::intptr_t openToAppend(const std::filesystem::path& path);
+/// False if not everything could be written. Takes no memory from the heap.
+bool append(std::intptr_t file, std::initializer_list<std::string_view> pieces);
+void closeFile(std::intptr_t file);
+
+/// Broken-down local time as platform::_localtime64_s gives it.
+bool localTime(std::tm& result, std::int64_t time);
 
 /// Milliseconds since the process started. Changes of the system time don't affect them. Any
 /// thread.

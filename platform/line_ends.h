@@ -16,16 +16,17 @@ std::string fromStored(const std::string& stored);
 
 /// Puts a carriage return before each line feed of the pieces and hands the bytes to `write`, which
 /// takes address and size and tells whether to go on. All of them at once, unless they are more
-/// than 16 KiB. Takes no memory from the heap, so that the log can tell that there is none.
+/// than 16 KiB. False if `write` said not to go on. Takes no memory from the heap, so that the log
+/// can tell that there is none.
 template <typename Write>
-void writeStored(std::initializer_list<std::string_view> pieces, Write write) {
+bool writeStored(std::initializer_list<std::string_view> pieces, Write write) {
   std::array<char, 16384> bytes;
   std::size_t size = 0;
   for (const std::string_view piece : pieces) {
     for (const char c : piece) {
       if (size + 2 > bytes.size()) {
         if (!write(bytes.data(), size)) {
-          return;
+          return false;
         }
         size = 0;
       }
@@ -35,7 +36,7 @@ void writeStored(std::initializer_list<std::string_view> pieces, Write write) {
       bytes[size++] = c;
     }
   }
-  write(bytes.data(), size);
+  return write(bytes.data(), size);
 }
 
 }  // namespace platform

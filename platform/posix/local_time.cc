@@ -1,8 +1,8 @@
-#include "platform/program.h"
+#include "platform/host.h"
 
 namespace platform {
 
-bool _localtime64_s(std::tm& result, std::int64_t time) {
+bool host::localTime(std::tm& result, std::int64_t time) {
   const std::time_t native = time;
   return ::localtime_r(&native, &result) != nullptr;
 }

@@ -73,36 +73,31 @@ bool host::readTextFile(const std::filesystem::path& path, std::string& content)
   return true;
 }
 
-AppendStream::~AppendStream() {
-  if (file_ >= 0) {
-    ::close(static_cast<int>(file_));
-  }
-}
-
-void AppendStream::open(const std::filesystem::path& path) {
+std::intptr_t host::openToAppend(const std::filesystem::path& path) {
   // If the file has reached the size limit of this process, the write fails; the process must not
   // end.
   std::signal(SIGXFSZ, SIG_IGN);
-  file_ = openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
+  return openOrdinaryFile(path, O_WRONLY | O_APPEND | O_CREAT);
 }
 
-void AppendStream::write(std::initializer_list<std::string_view> pieces) {
-  if (file_ < 0) {
-    return;
+bool host::append(std::intptr_t file, std::initializer_list<std::string_view> pieces) {
+  return file >= 0 && writeStored(pieces, [file](const char* bytes, std::size_t size) {
+           std::size_t offset = 0;
+           while (offset < size) {
+             const auto taken = ::write(static_cast<int>(file), bytes + offset, size - offset);
+             if (taken == 0 || (taken < 0 && errno != EINTR)) {
+               return false;
+             }
+             offset += taken > 0 ? static_cast<std::size_t>(taken) : 0;
+           }
+           return true;
+         });
+}
+
+void host::closeFile(std::intptr_t file) {
+  if (file >= 0) {
+    ::close(static_cast<int>(file));
   }
-  writeStored(pieces, [this](const char* bytes, std::size_t size) {
-    std::size_t offset = 0;
-    while (offset < size) {
-      const auto taken = ::write(static_cast<int>(file_), bytes + offset, size - offset);
-      if (taken == 0 || (taken < 0 && errno != EINTR)) {
-        ::close(static_cast<int>(file_));
-        file_ = -1;
-        return false;
-      }
-      offset += taken > 0 ? static_cast<std::size_t>(taken) : 0;
-    }
-    return true;
-  });
 }
 
 }  // namespace platform

@@ -74,11 +74,26 @@ std::filesystem::path GetModuleFileNameW() {
 bool readTextFile(const std::filesystem::path& path, std::string& content) {
   return host::readTextFile(path, content);
 }
+AppendStream::~AppendStream() {
+  host::closeFile(file_);
+}
+void AppendStream::open(const std::filesystem::path& path) {
+  file_ = host::openToAppend(path);
+}
+void AppendStream::write(std::initializer_list<std::string_view> pieces) {
+  if (!host::append(file_, pieces)) {
+    host::closeFile(file_);
+    file_ = -1;
+  }
+}
 std::int64_t clock() {
   return host::elapsedMilliseconds();
 }
 std::int64_t _time64() {
   return std::time(nullptr);
+}
+bool _localtime64_s(std::tm& result, std::int64_t time) {
+  return host::localTime(result, time);
 }
 
 }  // namespace platform

@@ -28,6 +28,21 @@ bool readTextFile(const std::filesystem::path& path, std::string& content) {
   return host::readTextFile(path, content);
 }
 
+AppendStream::~AppendStream() {
+  host::closeFile(file_);
+}
+
+void AppendStream::open(const std::filesystem::path& path) {
+  file_ = world().faults.take("AppendStream::open") ? -1 : host::openToAppend(path);
+}
+
+void AppendStream::write(std::initializer_list<std::string_view> pieces) {
+  if (world().faults.take("AppendStream::write") || !host::append(file_, pieces)) {
+    host::closeFile(file_);
+    file_ = -1;
+  }
+}
+
 std::int64_t clock() {
   const std::int64_t set = world().clockTime;
   if (set != -1) {
@@ -43,6 +58,10 @@ std::int64_t _time64() {
     return set;
   }
   return virtualTime().isOn() ? start + virtualTime().now() / 1000 : std::time(nullptr);
+}
+
+bool _localtime64_s(std::tm& result, std::int64_t time) {
+  return !world().faults.take("_localtime64_s") && host::localTime(result, time);
 }
 
 void tellStarter(std::string_view text) {

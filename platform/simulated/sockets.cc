@@ -144,10 +144,10 @@ std::int32_t shutdown(SOCKET socket, std::int32_t how) {
 }
 
 std::int32_t closesocket(SOCKET socket) {
-  world().faults.take("closesocket");  // It can be held; the socket is given back in any case.
-  return ledger().takeBack("closesocket", Kind::Socket, socket)
-             ? pick(host::closesocket, network::closesocket)(socket)
-             : failed;
+  const auto code = world().faults.take("closesocket");  // It is given back in any case.
+  const bool closed = ledger().takeBack("closesocket", Kind::Socket, socket) &&
+                      pick(host::closesocket, network::closesocket)(socket) == 0;
+  return closed && !code ? 0 : failed;
 }
 
 }  // namespace platform

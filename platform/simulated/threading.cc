@@ -83,6 +83,7 @@ HANDLE CreateMutexA(bool, const char* name) {
 }
 
 bool CloseHandle(HANDLE handle) {
+  const bool fails = world().faults.take("CloseHandle").has_value();  // It is given back, too.
   const auto kind = ledger().takeBackHandle(handle);
   if (!kind) {
     SetLastError(simulated::errorInvalidHandle);
@@ -90,10 +91,10 @@ bool CloseHandle(HANDLE handle) {
   }
   if (virtualTime().isThread(handle)) {
     virtualTime().closeThread(handle);
-    return true;
+    return !fails;
   }
   const bool isOfMemory = kind == Kind::Token || kind == Kind::Process;
-  return isOfMemory || host::CloseHandle(handle);
+  return (isOfMemory || host::CloseHandle(handle)) && !fails;
 }
 
 void Sleep(std::uint32_t milliseconds) {

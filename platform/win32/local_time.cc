@@ -1,8 +1,8 @@
-#include "platform/program.h"
+#include "platform/host.h"
 
 namespace platform {
 
-bool _localtime64_s(std::tm& result, std::int64_t time) {
+bool host::localTime(std::tm& result, std::int64_t time) {
   const __time64_t native = time;
   return ::_localtime64_s(&result, &native) == 0;
 }

@@ -73,38 +73,34 @@ bool host::readTextFile(const std::filesystem::path& path, std::string& content)
   return true;
 }
 
-AppendStream::~AppendStream() {
-  if (win32::toNative(static_cast<std::uintptr_t>(file_)) != noFile) {
-    ::CloseHandle(win32::toNative(static_cast<std::uintptr_t>(file_)));
-  }
-}
-
-void AppendStream::open(const std::filesystem::path& path) {
+std::intptr_t host::openToAppend(const std::filesystem::path& path) {
   // With this right alone every write goes to the end of the file, even if others have moved the
   // end.
-  file_ = static_cast<std::intptr_t>(
+  return static_cast<std::intptr_t>(
       win32::toSeam(openOrdinaryFile(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS)));
 }
 
-void AppendStream::write(std::initializer_list<std::string_view> pieces) {
-  const ::HANDLE file = win32::toNative(static_cast<std::uintptr_t>(file_));
-  if (file == noFile) {
-    return;
+bool host::append(std::intptr_t file, std::initializer_list<std::string_view> pieces) {
+  const ::HANDLE native = win32::toNative(static_cast<std::uintptr_t>(file));
+  return native != noFile && writeStored(pieces, [native](const char* bytes, std::size_t size) {
+           std::size_t offset = 0;
+           while (offset < size) {
+             DWORD taken = 0;
+             const auto rest = static_cast<DWORD>(size - offset);
+             if (!::WriteFile(native, bytes + offset, rest, &taken, nullptr) || taken == 0) {
+               return false;
+             }
+             offset += taken;
+           }
+           return true;
+         });
+}
+
+void host::closeFile(std::intptr_t file) {
+  const ::HANDLE native = win32::toNative(static_cast<std::uintptr_t>(file));
+  if (native != noFile) {
+    ::CloseHandle(native);
   }
-  writeStored(pieces, [this, file](const char* bytes, std::size_t size) {
-    std::size_t offset = 0;
-    while (offset < size) {
-      DWORD taken = 0;
-      const auto rest = static_cast<DWORD>(size - offset);
-      if (!::WriteFile(file, bytes + offset, rest, &taken, nullptr) || taken == 0) {
-        ::CloseHandle(file);
-        file_ = -1;
-        return false;
-      }
-      offset += taken;
-    }
-    return true;
-  });
 }
 
 }  // namespace platform

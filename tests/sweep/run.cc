@@ -66,7 +66,7 @@ std::string_view nameBy(std::string_view operation, std::uint32_t detail) {
   if (operation == "WaitForSingleObject") {
     return detail == platform::INFINITE ? "worker" : "PC/SC";
   }
-  return operation == "CreateMutexA"                  ? "main"
+  return operation == "AppendStream::open"            ? "main"
          : operation == "RegisterServiceCtrlHandlerW" ? "service"
          : operation == "select"                      ? "listener"
                                                       : "watcher";
@@ -119,6 +119,8 @@ class Driver {
     step([&] { readers.remove(); }, "NO_Card_found");
     step([&] { readers.unplug(); }, "USB_device_not_found");
     step([&] { readers.plug(), readers.insert(card); }, "OK_Card_Presence", Reader);
+    step([&] { readers.plug(); }, "USB_device_not_found");
+    step([&] { readers.unplug(); }, "OK_Card_Presence");
     step([&] { readers.stopService(); }, "OK_Card_Presence", SmartcardService);
     wait(longAbsence);
     become(expected);
@@ -233,8 +235,9 @@ void run(const Fault& toHappen, const simulated::Card& card, const std::filesyst
          Report& seen) {
   fault = toHappen;
   report = &seen;
-  std::ofstream(folder / "config.txt") << "CallBrowser=yes\nAppendCardId=yes\nBrowserCommand="
-                                          "browser\nURL=https://practice.example/?id=\n";
+  std::ofstream(folder / "config.txt")
+      << "CallBrowser=yes\nAppendCardId=yes\nOnlyActiveUser=yes"
+         "\nBrowserCommand=browser\nURL=https://practice.example/?id=\n";
   world().mutexRealm = folder.string();  // The world itself is that of the process that forked.
   world().programPath = folder / "program";
   world().readers.plug();
