@@ -31,6 +31,7 @@ TEST_F(PcscChannelTest, TheProtocolChoosesItsControlRecord) {
     std::uint32_t active, sent;
   } rows[] = {{1, 1}, {2, 2}, {0, 0x10000}, {3, 0x10000}, {0x10000, 0x10000}};
   for (const auto& row : rows) {
+    world().readers.setProtocol(row.sent);  // Another one than the card's is refused.
     ByteVector response{1, 2, 3};
     EXPECT_TRUE(PcscChannel(card, row.active, serviceLock).transmitApdu({0, 0, 0, 0}, response));
     EXPECT_EQ(response, (ByteVector{0x61, 0x62, 0x90, 0x00}));
@@ -56,6 +57,13 @@ TEST_F(PcscChannelTest, AFailureLeavesTheOutputAsItWas) {
   EXPECT_TRUE(channel.readAtr(output));
   EXPECT_EQ(output, ByteVector(33, 0x3B));
   EXPECT_TRUE(channel.transmitApdu(ByteVector(5801), output)) << "the longest command";
+  std::string trace;
+  world().readers.setTrace([&trace](const auto& command, const auto& response) {
+    trace += std::to_string(command.size()) + (response ? " answered" : " failed");
+  });
+  world().readers.remove();
+  EXPECT_FALSE(channel.transmitApdu({0, 0, 0, 0}, output));
+  EXPECT_EQ(trace, "4 failed") << "what comes after the card stands in the trace, too";
 }
 
 TEST_F(PcscChannelTest, TheAtrIsReadWithServiceLockHeld) {

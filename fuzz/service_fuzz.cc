@@ -343,7 +343,11 @@ const std::map<char, Stack::Step> Stack::stepTable = {
     // The card that is inserted next.
     {'n', [](Stack& stack, const auto&) { stack.plan = CardPlan(stack.secret); }},
     {'o', [](Stack& stack, const auto& text) { stack.plan.override(text); }},
-    {'y', [](Stack&, const auto& text) { world().readers.setProtocol(text == "0" ? 1 : 2); }},
+    {'y',
+     [](Stack&, const auto& text) {
+       world().readers.remove();  // No card changes its protocol while it is in.
+       world().readers.setProtocol(text == "0" ? 1 : 2);
+     }},
     // What a person and other programs do.
     {'i', [](Stack& stack, const auto&) { world().readers.insert(stack.plan.make()); }},
     {'r', [](Stack&, const auto&) { world().readers.remove(); }},

@@ -372,6 +372,10 @@ std::uint32_t Readers::transmit(platform::SCARDHANDLE connection, std::uint32_t 
     std::uint32_t result = awaitTurn(guard, connection, card);
     if (result == platform::SCARD_S_SUCCESS && connections_[connection].wasReset) {
       result = platform::SCARD_W_RESET_CARD;
+    } else if (result == platform::SCARD_S_SUCCESS && protocol != protocol_ &&
+               protocol != platform::SCARD_PROTOCOL_RAW) {
+      result =
+          refuse("SCardTransmit", "not the protocol of the card", platform::SCARD_E_PROTO_MISMATCH);
     }
     if (result != platform::SCARD_S_SUCCESS) {
       if (trace_) {
