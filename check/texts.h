@@ -23,8 +23,7 @@ inline constexpr Phrase serviceUnknownAdvice{
     "Ask it as an administrator: on Windows, sc.exe query KV500Service; on Linux, systemctl status "
     "kv500service",
     "Fragen Sie sie als Administrator: unter Windows sc.exe query KV500Service, unter Linux "
-    "systemctl "
-    "status kv500service"};
+    "systemctl status kv500service"};
 inline constexpr Phrase serviceAbsent{"the service KV500Service is not installed",
                                       "der Dienst KV500Service ist nicht installiert"};
 inline constexpr Phrase serviceAbsentAdvice{
@@ -73,8 +72,7 @@ inline constexpr Phrase serviceAccount{"is set to run as {0}, not as {1}",
 inline constexpr Phrase serviceAccountAdvice{
     "Under another account it may not start a browser in a user's session; install it again.",
     "Unter einem anderen Konto darf er womöglich keinen Browser in der Sitzung eines Benutzers "
-    "starten; "
-    "installieren Sie ihn neu."};
+    "starten; installieren Sie ihn neu."};
 
 // settings
 inline constexpr Phrase settingsHold{"config.txt is read: {0}", "config.txt wird gelesen: {0}"};
@@ -83,9 +81,9 @@ inline constexpr Phrase settingsAbsent{"no config.txt in {0}", "keine config.txt
 inline constexpr Phrase settingsAbsentAdvice{
     "If other settings are wanted, write them into that file.",
     "Schreiben Sie andere Einstellungen, falls gewünscht, in diese Datei."};
-inline constexpr Phrase settingsNoFile{"config.txt is no ordinary file and is not read",
-                                       "config.txt ist keine gewöhnliche Datei und wird nicht "
-                                       "gelesen"};
+inline constexpr Phrase settingsNoFile{
+    "config.txt is no ordinary file and is not read",
+    "config.txt ist keine gewöhnliche Datei und wird nicht gelesen"};
 inline constexpr Phrase settingsNoFileAdvice{"Put a text file in its place.",
                                              "Ersetzen Sie sie durch eine Textdatei."};
 inline constexpr Phrase settingsTooLarge{
@@ -131,11 +129,9 @@ inline constexpr Phrase settingsTwice{
     "die ganze config.txt gilt nicht: Zeile {0} setzt {1} zum zweiten Mal"};
 inline constexpr Phrase settingsFaultAdvice{
     "Each line is Name=Value, or a comment that begins with #, and no name stands twice; correct "
-    "the line and start "
-    "the service again.",
+    "the line and start the service again.",
     "Jede Zeile ist Name=Wert oder ein Kommentar, der mit # beginnt, und kein Name steht zweimal "
-    "da; berichtigen Sie "
-    "die Zeile und starten Sie den Dienst neu."};
+    "da; berichtigen Sie die Zeile und starten Sie den Dienst neu."};
 inline constexpr Phrase settingsBadValue{
     "{0}: \"{1}\" is not a valid value; its default holds",
     "{0}: \"{1}\" ist kein gültiger Wert; es gilt die Vorgabe"};
@@ -202,20 +198,19 @@ inline constexpr Phrase accessAll{"AllowOrigin=*: any page in the browser may re
                                   "AllowOrigin=*: jede Seite im Browser darf die Karte lesen"};
 inline constexpr Phrase accessBad{
     "AllowOrigin: {0} is no origin as browsers send it: no page can read the answers",
-    "AllowOrigin: {0} ist kein Ursprung, wie Browser ihn senden: keine Seite kann die "
-    "Antworten lesen"};
+    "AllowOrigin: {0} ist kein Ursprung, wie Browser ihn senden: keine Seite kann die Antworten "
+    "lesen"};
 inline constexpr Phrase accessUnknown{
     "which pages may read the answers is not known, because config.txt could not be read",
     "welche Seiten die Antworten lesen dürfen, ist nicht bekannt, weil config.txt nicht gelesen "
     "werden konnte"};
 inline constexpr Phrase accessAdvice{
     "Write behind AllowOrigin= the one origin of the web application: scheme, host and, unless it "
-    "is the usual one, "
-    "port, in small "
-    "letters, with nothing behind, such as https://practice.example",
+    "is the usual one, port, in small letters, with nothing behind, such as "
+    "https://practice.example",
     "Tragen Sie hinter AllowOrigin= den Ursprung der Webanwendung ein: Schema, Rechnername und, "
-    "wenn es nicht der übliche ist, der Port; in "
-    "Kleinbuchstaben und ohne etwas dahinter, etwa https://praxis.example"};
+    "wenn es nicht der übliche ist, der Port; in Kleinbuchstaben und ohne etwas dahinter, etwa "
+    "https://praxis.example"};
 
 // port
 inline constexpr Phrase portServed{"the service listens on 127.0.0.1:{0}",
@@ -227,15 +222,13 @@ inline constexpr Phrase portNobody{"nobody listens on 127.0.0.1:{0}",
                                    "kein Programm lauscht auf 127.0.0.1:{0}"};
 inline constexpr Phrase portNobodyAdvice{
     "Start the service. If it runs, it waits for somebody to close a message box, or config.txt "
-    "has changed since "
-    "its start: start it again.",
+    "has changed since its start: start it again.",
     "Starten Sie den Dienst. Läuft er, wartet er darauf, dass jemand ein Meldungsfenster schließt, "
-    "oder config.txt "
-    "wurde seit seinem Start geändert: starten Sie ihn neu."};
+    "oder config.txt wurde seit seinem Start geändert: starten Sie ihn neu."};
 inline constexpr Phrase portAssumed{
     "not known, because config.txt could not be read; what follows is about the default, {0}",
-    "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt für die "
-    "Vorgabe {0}"};
+    "nicht bekannt, weil config.txt nicht gelesen werden konnte; das Folgende gilt für die Vorgabe "
+    "{0}"};
 inline constexpr Phrase portRefused{
     "browsers refuse port {0}: no page can reach the service",
     "Browser lassen Port {0} nicht zu: keine Seite erreicht den Dienst"};
@@ -247,11 +240,10 @@ inline constexpr Phrase portReserved{
     "Windows hat die Ports {1} bis {2} reserviert, darunter {0}"};
 inline constexpr Phrase portReservedAdvice{
     "As an administrator: net stop winnat, then netsh interface ipv4 add excludedportrange "
-    "protocol=tcp "
-    "startport={0} numberofports=1, then net start winnat; or choose another port.",
+    "protocol=tcp startport={0} numberofports=1, then net start winnat; or choose another port.",
     "Als Administrator: net stop winnat, dann netsh interface ipv4 add excludedportrange "
-    "protocol=tcp "
-    "startport={0} numberofports=1, dann net start winnat; oder wählen Sie einen anderen Port."};
+    "protocol=tcp startport={0} numberofports=1, dann net start winnat; oder wählen Sie einen "
+    "anderen Port."};
 inline constexpr Phrase portTaken{
     "another program listens on 127.0.0.1:{0}: {1} (process {2})",
     "ein anderes Programm lauscht auf 127.0.0.1:{0}: {1} (Prozess {2})"};
@@ -293,8 +285,7 @@ inline constexpr Phrase answerClosedAdvice{
     "Eight connections at a time are served; close pages that ask without end. Or it is not the "
     "service: see \"port\".",
     "Acht Verbindungen werden zugleich bedient; schließen Sie Seiten, die ohne Ende fragen. Oder "
-    "es ist nicht der "
-    "Dienst: siehe \"port\"."};
+    "es ist nicht der Dienst: siehe \"port\"."};
 inline constexpr Phrase answerOthersOnly{
     "the connection was closed without an answer; with OnlyActiveUser=yes that is so for every "
     "user but the one at the screen",
@@ -385,11 +376,9 @@ inline constexpr Phrase smartcardFails{"the smart-card service answers with an e
                                        "der Smartcard-Dienst antwortet mit einem Fehler (0x{0})"};
 inline constexpr Phrase smartcardFailsAdvice{
     "Restart it as an administrator: on Windows net stop SCardSvr, then net start SCardSvr; on "
-    "Linux "
-    "systemctl restart pcscd",
+    "Linux systemctl restart pcscd",
     "Starten Sie ihn als Administrator neu: unter Windows net stop SCardSvr, dann net start "
-    "SCardSvr; "
-    "unter Linux systemctl restart pcscd"};
+    "SCardSvr; unter Linux systemctl restart pcscd"};
 
 // readers
 inline constexpr Phrase readersOne{"{0}", "{0}"};
@@ -398,11 +387,9 @@ inline constexpr Phrase readersOthers{"no KV500 reader; there are others: {0}",
                                       "kein KV500-Kartenleser; andere sind da: {0}"};
 inline constexpr Phrase readersNoneAdvice{
     "Plug the reader in, and see that its driver is installed. Over a remote connection the "
-    "readers of the other "
-    "computer may be shown.",
+    "readers of the other computer may be shown.",
     "Stecken Sie den Leser ein und prüfen Sie, ob sein Treiber installiert ist. Über eine "
-    "Fernverbindung werden "
-    "womöglich die Leser des anderen Rechners gezeigt."};
+    "Fernverbindung werden womöglich die Leser des anderen Rechners gezeigt."};
 inline constexpr Phrase readersSeveral{"several KV500 readers: {0}",
                                        "mehrere KV500-Kartenleser: {0}"};
 inline constexpr Phrase oneReaderAdvice{
@@ -431,8 +418,7 @@ inline constexpr Phrase usbNone{"no known device ({0} or {1})",
                                 "kein bekanntes Gerät ({0} oder {1})"};
 inline constexpr Phrase usbNoneAdvice{
     "Plug the reader in; try another cable or port.",
-    "Stecken Sie den Leser ein; versuchen Sie ein anderes Kabel oder einen anderen "
-    "Anschluss."};
+    "Stecken Sie den Leser ein; versuchen Sie ein anderes Kabel oder einen anderen Anschluss."};
 inline constexpr Phrase usbSeveral{"{0} known devices", "{0} bekannte Geräte"};
 inline constexpr Phrase usbNoDriver{
     "{0} is plugged in, but does not work: problem {1} in the device manager",
@@ -447,14 +433,13 @@ inline constexpr Phrase cardNoneAdvice{"Put a card in.", "Stecken Sie eine Karte
 inline constexpr Phrase cardMute{"the card does not answer", "die Karte antwortet nicht"};
 inline constexpr Phrase cardMuteAdvice{
     "Put it in with the chip first and facing up; clean it; try another card.",
-    "Stecken Sie sie mit dem Chip voran und nach oben ein; reinigen Sie sie; versuchen "
-    "Sie eine andere Karte."};
+    "Stecken Sie sie mit dem Chip voran und nach oben ein; reinigen Sie sie; versuchen Sie eine "
+    "andere Karte."};
 inline constexpr Phrase cardExclusive{"another program holds the card for itself alone",
                                       "ein anderes Programm hält die Karte für sich allein"};
 inline constexpr Phrase cardTransaction{
     "another program has been in a transaction with the card for over two seconds",
-    "ein anderes Programm ist seit über zwei Sekunden in einer Transaktion mit der "
-    "Karte"};
+    "ein anderes Programm ist seit über zwei Sekunden in einer Transaktion mit der Karte"};
 inline constexpr Phrase cardHeldAdvice{"End the other program that works with cards.",
                                        "Beenden Sie das andere Programm, das mit Karten arbeitet."};
 inline constexpr Phrase cardFails{"the card can't be looked at (0x{0})",
@@ -478,8 +463,7 @@ inline constexpr Phrase sessionNone{"no session is active at this computer's scr
                                     "keine Sitzung ist am Bildschirm dieses Rechners aktiv"};
 inline constexpr Phrase sessionRemote{
     "nobody works at this computer's own screen, only over a remote connection",
-    "niemand arbeitet am eigenen Bildschirm dieses Rechners, nur über eine "
-    "Fernverbindung"};
+    "niemand arbeitet am eigenen Bildschirm dieses Rechners, nur über eine Fernverbindung"};
 inline constexpr Phrase sessionSeveral{
     "{0} sessions are active; browser and messages go to session {1}",
     "{0} Sitzungen sind aktiv; Browser und Meldungen gehen an Sitzung {1}"};
@@ -504,8 +488,7 @@ inline constexpr Phrase policyNone{
     "no policy applies in {0}: each user is asked once whether a page may reach this computer's "
     "programs",
     "in {0} greift keine Richtlinie: jeder Benutzer wird einmal gefragt, ob eine Seite die "
-    "Programme "
-    "dieses Rechners erreichen darf"};
+    "Programme dieses Rechners erreichen darf"};
 inline constexpr Phrase policyAllows{"a policy allows it: {0}: {1}",
                                      "eine Richtlinie erlaubt es: {0}: {1}"};
 inline constexpr Phrase policyForbids{
