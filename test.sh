@@ -14,7 +14,7 @@ release build, with those of the Linux service on the real smart-card daemon (th
 packages and of the web page in a browser.
 
   --quick       the unit tests alone
-  --fuzz HOURS  the fuzzers alone, each for that many hours, two at a time
+  --fuzz HOURS  the fuzzers alone, side by side, each for that many hours
 
 What this machine can't run is skipped and named at the end, with the reason. Where the environment
 has CI set, it counts as a failure.
@@ -52,7 +52,7 @@ build() { # build PRESET [--target TARGET...]
 fuzz() { # fuzz SECONDS
   cmake --preset clang -DKV500_FUZZ_SECONDS="$1" >/dev/null
   cmake --build --preset clang --target kv500-simulator KV500Service service_fuzz gzip_fuzz xml_fuzz
-  ctest --test-dir build/clang -L fuzz -j 2 --no-tests=error --output-on-failure
+  ctest --test-dir build/clang -L fuzz -j 3 --no-tests=error --output-on-failure
 }
 
 # Names what was skipped in the runs so far, with the reasons. Fails if that counts.
