@@ -23,7 +23,8 @@ struct CodeEntry {
   std::uint32_t symbol;
 };
 
-// A Huffman code. Without entries minLength is 100, longer than every code, and maxLength is 0.
+// A Huffman code. The entries are in the order of their lengths, and with one length in that of
+// their codes. Without entries minLength is 100, longer than every code, and maxLength is 0.
 struct CodeTable {
   std::uint32_t minLength = 100;
   std::uint32_t maxLength = 0;
@@ -311,18 +312,18 @@ void buildCodeTable(const CodeLengths& given, CodeTable& table) {
     }
   }
 
-  std::array<std::uint32_t, maxCodeLength + 1> nextCode{};
-  std::uint32_t code = 0;
+  std::array<std::uint32_t, maxCodeLength + 1> nextCode{}, nextEntry{};
   for (std::uint32_t length = 0; length < table.maxLength; ++length) {
-    code = (code + counter[length]) << 1;
-    nextCode[length + 1] = code;
+    nextCode[length + 1] = (nextCode[length] + counter[length]) << 1;
+    nextEntry[length + 1] = nextEntry[length] + counter[length];
   }
 
   for (std::uint32_t symbol = 0; symbol < given.count; ++symbol) {
     if (const std::uint32_t length = given.lengths[symbol]; length != 0) {
-      table.entries[table.count] = {length, nextCode[length], symbol};
-      ++table.count;
+      table.entries[nextEntry[length]] = {length, nextCode[length], symbol};
+      ++nextEntry[length];
       ++nextCode[length];
+      ++table.count;
     }
   }
 }
@@ -409,20 +410,23 @@ bool Decoder::append(const std::uint8_t* bytes, std::size_t count) {
 }
 
 // Format note, RFC 1951, 3.2.2: no code is the beginning of another. So codes can be tried from the
-// shortest length up, and the first match is the right one. A search by length and entry is slow,
-// but a card holds only about a thousand bytes.
+// shortest up, and the first match is the right one. The symbols that occur most often have the
+// shortest codes, so the search is mostly short.
 //
 // An unknown code is consumed too, at its greatest length. A table without entries knows no code
 // and compares nothing; it consumes the 100 bits of its minLength.
 std::uint32_t Decoder::decodeSymbol(const CodeTable& table) {
-  for (std::uint32_t length = table.minLength; length <= table.maxLength; ++length) {
-    const std::uint32_t code = peekBits(length);  // noBits is wider than every code
-    for (std::uint32_t i = 0; i < table.count; ++i) {
-      const CodeEntry& entry = table.entries[i];
-      if (entry.length == length && entry.code == code) {
-        skipBits(length);
-        return entry.symbol;
-      }
+  std::uint32_t length = 0;
+  std::uint32_t code = noBits;
+  for (std::uint32_t i = 0; i < table.count; ++i) {
+    const CodeEntry& entry = table.entries[i];
+    if (entry.length != length) {
+      length = entry.length;
+      code = peekBits(length);  // noBits is wider than every code
+    }
+    if (entry.code == code) {
+      skipBits(length);
+      return entry.symbol;
     }
   }
   skipBits(std::max(table.minLength, table.maxLength));
