@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds with coverage, runs the tests and prints how much of the logic they run: lines, regions and
 # branches of card/, device/, frontend/ and support/. Says which lines no test runs.
-# scripts/coverage.sh [LABELS]   which tests, as ctest -L takes it (default: unit|simulator)
+# scripts/coverage.sh [LABELS]   which tests, as ctest -L takes it (default: unit|simulator|sweep,
+# about 5 minutes)
 #
 # Fails below 95 per cent of the lines or 93 of the regions. The programs end without destructors, so
 # the counters are in files that are mapped into memory ("%c").
@@ -9,7 +10,7 @@ set -eu
 cd "$(dirname "$0")/.."
 
 root=$PWD
-labels=${1:-unit|simulator}
+labels=${1:-unit|simulator|sweep}
 scripts/install.sh build test coverage
 build=$root/build/coverage
 profiles=$build/profiles
