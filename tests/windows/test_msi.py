@@ -107,7 +107,7 @@ class Package(unittest.TestCase):
 
     def registered(self):
         """The entries in the list of installed programs."""
-        return windows.run("reg", "query", PROGRAMS_KEY, "/s")[1]
+        return windows.do("reg", "query", PROGRAMS_KEY, "/s")
 
     def links(self):
         return [path for path in windows.drive.glob("users/**/Start Menu/**/KV500*") if path.is_file()]
@@ -253,7 +253,7 @@ class Package(unittest.TestCase):
         """Keeps a file open for reading, as a virus scanner does."""
         script = windows.drive / "hold.bat"
         script.write_text(f'ping -n 300 127.0.0.1 < "{windows.path(program)}"\r\n')
-        holder = subprocess.Popen([WINE, "cmd", "/c", r"C:\hold.bat"], env=windows.environment,
+        holder = subprocess.Popen([*WINE, "cmd", "/c", r"C:\hold.bat"], env=windows.environment,
                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         wait_until(lambda: windows.processes("ping"), "holder")
         try:

@@ -15,7 +15,7 @@ class Simulator(unittest.TestCase):
         shutil.copy2(BUILD / "kv500-simulator.exe", service.folder)
         program = service.folder / "kv500-simulator.exe"
         trace = windows.path(service.folder / "Spur Ü.txt")
-        process = subprocess.Popen([WINE, program, "--trace", trace], env=windows.environment,
+        process = subprocess.Popen([*WINE, program, "--trace", trace], env=windows.environment,
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
         def line():

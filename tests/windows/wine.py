@@ -13,8 +13,14 @@ import common  # noqa: E402
 from common import CARDS, PATIENCE, ROOT, Port, ServiceTest, wait_until  # noqa: E402, F401
 
 BUILD = common.build_folder()
-WINE = next((path for path in map(pathlib.Path, ("/usr/lib/wine/wine64", "/usr/bin/wine64"))
-             if path.exists()), pathlib.Path("wine64"))
+LOADER = next((path for path in map(pathlib.Path, ("/usr/lib/wine/wine64", "/usr/bin/wine64"))
+               if path.exists()), pathlib.Path("wine64"))
+# Every Wine process needs one fixed address. A heap at a random place takes it once in some thousand
+# starts, and the program does not start. A container may refuse this; then the rare case remains.
+FIXED_PLACES = ["setarch", "--addr-no-randomize"]
+WINE = [*FIXED_PLACES, LOADER]
+if subprocess.run([*FIXED_PLACES, "true"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
+    WINE = [LOADER]
 SERVICE = "KV500Service"
 SMARTCARDS = "SCardSvr"
 
@@ -37,7 +43,7 @@ class Windows:
             shutil.copy2(BUILD / library, self.drive / "windows/system32")
         # Wine ends all services together with its last ordinary program. This program keeps
         # running.
-        self.session = subprocess.Popen([WINE, "cmd", "/c", "echo ready& set /p end="],
+        self.session = subprocess.Popen([*WINE, "cmd", "/c", "echo ready& set /p end="],
                                         env=self.environment, cwd=self.drive,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL)
@@ -45,15 +51,19 @@ class Windows:
         assert self.session.stdout.readline().strip() == b"ready"
 
     def wineserver(self, option):
-        beside = WINE.parent / "wineserver64"
+        beside = LOADER.parent / "wineserver64"
         subprocess.run([beside if beside.exists() else "wineserver", option],
                        env=self.environment, timeout=PATIENCE, check=False)
 
     def run(self, *command, limit=PATIENCE, cwd=None):
         """Runs a program to its end. Gives exit code and output."""
+        program, *arguments = map(str, command)
+        if (self.drive / "windows/system32" / f"{program}.exe").exists():
+            # Wine takes a second process to look for a program.
+            program = rf"C:\windows\system32\{program}.exe"
         with tempfile.TemporaryFile() as output:  # A service that it starts may keep a pipe open.
-            process = subprocess.run([WINE, *map(str, command)], env=self.environment, timeout=limit,
-                                     cwd=cwd or self.folder, stdin=subprocess.DEVNULL,
+            process = subprocess.run([*WINE, program, *arguments], env=self.environment,
+                                     timeout=limit, cwd=cwd or self.folder, stdin=subprocess.DEVNULL,
                                      stdout=output, stderr=subprocess.STDOUT, check=False)
             output.seek(0)
             return process.returncode, output.read().decode("utf-8", "replace")
