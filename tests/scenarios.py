@@ -9,6 +9,7 @@ gives a new Service that is not running yet and that besides has:
                       is for the port
   plug(), unplug()    one more reader; the newest is taken away with its card
   insert(card), remove()
+  reset_card()        another program resets the card
   hide_usb(), show_usb()
                       whether the USB bus shows the readers that PC/SC lists
   stop_smartcards(), break_smartcards()
@@ -79,6 +80,14 @@ class Scenarios:
             wait_until(lambda: w.ask("read") == EXAMPLES["sonderzeichen"], "the other card")
             w.unplug()
             self.sees(w, NO_READER)
+
+    def test_another_program_resets_the_card(self):
+        w = self.switch_on(card="mustermann")
+        w.wait_for_status(CARD)
+        for action, answer in [("read", EXAMPLES["mustermann"]), ("status", CARD), ("close", CLOSED)]:
+            w.reset_card()
+            self.assertEqual(w.ask(action), answer)
+        self.assertEqual(w.log(), [STARTED])
 
     def test_two_readers_are_one_too_many(self):
         w = self.switch_on(card="mustermann")

@@ -17,7 +17,6 @@
 #include "simulator/commands.h"
 
 // The seam's values of names that Windows' headers define as macros.
-static constexpr std::uint32_t seamResetCard = platform::SCARD_W_RESET_CARD;
 static constexpr std::uint32_t seamInvalidParameter = platform::SCARD_E_INVALID_PARAMETER;
 static constexpr std::uint32_t bothProtocols =
     platform::SCARD_PROTOCOL_T0 | platform::SCARD_PROTOCOL_T1;
@@ -84,14 +83,6 @@ LONG inWorld(DWORD* length, Call call) {
   return result;
 }
 
-/// Behaves like Windows: after a reset by another program only SCardReconnect helps. The seam of
-/// the simulated world acknowledges a reset by itself.
-template <typename Call>
-LONG onCardWithoutReset(::SCARDHANDLE card, Call call) {
-  return inWorld(
-      [&] { return simulated::world().readers.wasReset(card) ? seamResetCard : call(); });
-}
-
 }  // namespace
 
 extern "C" {
@@ -102,6 +93,7 @@ LONG WINAPI SCardEstablishContext(DWORD scope, LPCVOID reserved1, LPCVOID reserv
     if (reserved1 != nullptr || reserved2 != nullptr || context == nullptr) {
       return refused("SCardEstablishContext");
     }
+    simulated::world().readers.reportResets();
     std::uint64_t made = 0;
     const auto result = platform::SCardEstablishContext(scope, made);
     *context = made;
@@ -151,7 +143,7 @@ LONG WINAPI SCardDisconnect(::SCARDHANDLE card, DWORD disposition) {
 
 LONG WINAPI SCardStatusA(::SCARDHANDLE card, LPSTR, LPDWORD, LPDWORD state, LPDWORD protocol,
                          LPBYTE atr, LPDWORD atrLength) {
-  return onCardWithoutReset(card, [&] {
+  return inWorld([&] {
     std::uint32_t seamState = 0;
     std::uint32_t seamProtocol = 0;
     std::uint32_t seamLength = *atrLength;
@@ -170,17 +162,15 @@ LONG WINAPI SCardReconnect(::SCARDHANDLE card, DWORD share, DWORD preferred, DWO
         disposition != SCARD_LEAVE_CARD) {
       return refused("SCardReconnect");
     }
-    std::uint32_t state = 0;
     std::uint32_t seamProtocol = 0;
-    simulated::Bytes atr;
-    const auto result = simulated::world().readers.status(card, state, seamProtocol, atr);
+    const auto result = simulated::world().readers.reconnect(card, seamProtocol);
     *protocol = seamProtocol;
     return result;
   });
 }
 
 LONG WINAPI SCardBeginTransaction(::SCARDHANDLE card) {
-  return onCardWithoutReset(card, [&] { return platform::SCardBeginTransaction(card); });
+  return inWorld([&] { return platform::SCardBeginTransaction(card); });
 }
 
 LONG WINAPI SCardEndTransaction(::SCARDHANDLE card, DWORD disposition) {

@@ -165,6 +165,11 @@ void Readers::setTrace(Trace trace) {
   trace_ = std::move(trace);
 }
 
+void Readers::reportResets() {
+  const std::lock_guard guard(mutex_);
+  resetsAreReported_ = true;
+}
+
 void Readers::setProtocol(std::uint32_t protocol) {
   const std::lock_guard guard(mutex_);
   protocol_ = protocol;
@@ -312,13 +317,23 @@ std::uint32_t Readers::disconnect(platform::SCARDHANDLE connection) {
   return platform::SCARD_S_SUCCESS;
 }
 
-std::uint32_t Readers::status(platform::SCARDHANDLE connection, std::uint32_t& state,
-                              std::uint32_t& protocol, Bytes& atr) {
+std::uint32_t Readers::reconnect(platform::SCARDHANDLE connection, std::uint32_t& protocol) {
   Guard guard(mutex_);
   std::shared_ptr<InsertedCard> card;
   const std::uint32_t result = awaitTurn(guard, connection, card);
   if (result == platform::SCARD_S_SUCCESS) {
     connections_[connection].wasReset = false;
+    protocol = protocol_;
+  }
+  return result;
+}
+
+std::uint32_t Readers::status(platform::SCARDHANDLE connection, std::uint32_t& state,
+                              std::uint32_t& protocol, Bytes& atr) {
+  Guard guard(mutex_);
+  std::shared_ptr<InsertedCard> card;
+  const std::uint32_t result = awaitTurnPastReset(guard, connection, card);
+  if (result == platform::SCARD_S_SUCCESS) {
     state = cardState_;
     protocol = protocol_;
     atr = card->card.atr();
@@ -339,9 +354,8 @@ std::uint32_t Readers::atr(platform::SCARDHANDLE connection, Bytes& atr) {
 std::uint32_t Readers::beginTransaction(platform::SCARDHANDLE connection) {
   Guard guard(mutex_);
   std::shared_ptr<InsertedCard> card;
-  const std::uint32_t result = awaitTurn(guard, connection, card);
+  const std::uint32_t result = awaitTurnPastReset(guard, connection, card);
   if (result == platform::SCARD_S_SUCCESS) {
-    connections_[connection].wasReset = false;
     card->holder = connection;
     ledger().give(Kind::Transaction, connection);
   }
@@ -469,6 +483,20 @@ std::uint32_t Readers::awaitTurn(Guard& guard, platform::SCARDHANDLE connection,
     return result != platform::SCARD_S_SUCCESS || card->holder == 0 || card->holder == connection;
   });
   return result;
+}
+
+std::uint32_t Readers::awaitTurnPastReset(Guard& guard, platform::SCARDHANDLE connection,
+                                          std::shared_ptr<InsertedCard>& card) {
+  const std::uint32_t result = awaitTurn(guard, connection, card);
+  if (result != platform::SCARD_S_SUCCESS) {
+    return result;
+  }
+  bool& wasReset = connections_[connection].wasReset;
+  if (wasReset && resetsAreReported_) {
+    return platform::SCARD_W_RESET_CARD;
+  }
+  wasReset = false;
+  return platform::SCARD_S_SUCCESS;
 }
 
 std::shared_ptr<Readers::InsertedCard> Readers::awaitOthersTurn(Guard& guard) {

@@ -66,6 +66,9 @@ class Readers {
   void addUsbDevice(const std::u16string& path);
   void setApduTime(std::chrono::milliseconds time);
   void setTrace(Trace trace);
+  /// From now on `status` and `beginTransaction` report a reset by another program until
+  /// `reconnect`, as Windows does. Unless this is called, they acknowledge it, as the seam does.
+  void reportResets();
   /// The protocol of every card; SCARD_PROTOCOL_T1 unless set.
   void setProtocol(std::uint32_t protocol);
   /// What SCardStatusA reports for a card that is there; SCARD_SPECIFIC unless set.
@@ -91,7 +94,8 @@ class Readers {
                         std::uint32_t preferredProtocols, platform::SCARDHANDLE& connection,
                         std::uint32_t& protocol);
   std::uint32_t disconnect(platform::SCARDHANDLE connection);
-  /// Acknowledges a reset, like `beginTransaction`.
+  /// Acknowledges a reset by another program.
+  std::uint32_t reconnect(platform::SCARDHANDLE connection, std::uint32_t& protocol);
   std::uint32_t status(platform::SCARDHANDLE connection, std::uint32_t& state,
                        std::uint32_t& protocol, Bytes& atr);
   std::uint32_t atr(platform::SCARDHANDLE connection, Bytes& atr);
@@ -132,7 +136,11 @@ class Readers {
   /// code that then applies to the connection.
   std::uint32_t awaitTurn(Guard& guard, platform::SCARDHANDLE connection,
                           std::shared_ptr<InsertedCard>& card);
-  /// The same for another program and the card in the first reader. None if there is no card.
+  /// The same; then acknowledges a reset by another program, or reports it.
+  std::uint32_t awaitTurnPastReset(Guard& guard, platform::SCARDHANDLE connection,
+                                   std::shared_ptr<InsertedCard>& card);
+  /// The same as `awaitTurn` for another program and the card in the first reader. None if there is
+  /// no card.
   std::shared_ptr<InsertedCard> awaitOthersTurn(Guard& guard);
   std::shared_ptr<Reader> findReader(const std::string& name) const;
   std::uint32_t checkContext(platform::SCARDCONTEXT context) const;
@@ -145,6 +153,7 @@ class Readers {
   Service service_ = Service::Running;
   bool usbShown_ = true;
   bool heldExclusively_ = false;
+  bool resetsAreReported_ = false;
   std::chrono::milliseconds apduTime_{0};
   std::uint32_t protocol_ = platform::SCARD_PROTOCOL_T1;
   std::uint32_t cardState_ = platform::SCARD_SPECIFIC;

@@ -14,6 +14,7 @@ import gi
 gi.require_version("UMockdev", "1.0")
 from gi.repository import UMockdev  # noqa: E402
 
+import pcsc  # noqa: E402
 from isolation import GROUP_ID, ROOT, USER, USER_ID  # noqa: E402
 from common import (CARDS, Service, ServiceTest, build_folder,  # noqa: E402
                     make_card, wait_until)
@@ -141,6 +142,9 @@ class Machine(Service):
 
     def remove(self):
         (self.reader() / "card").unlink()
+
+    def reset_card(self):
+        pcsc.Card(READER).close(pcsc.RESET_CARD)
 
     def make_card(self, name, *overrides):
         return make_card(self.base / name, overrides)

@@ -87,11 +87,6 @@ class ReaderTest(MachineTest):
         self.machine.wait_for_status(CARD, 3)
         self.assertEqual(self.machine.ask("read"), GOOD)
 
-    def test_another_program_resets_the_card(self):
-        self.start()
-        pcsc.Card(READER).close(pcsc.RESET_CARD)
-        wait_until(lambda: self.machine.ask("read") == GOOD, "a read that works", 2)
-
     def test_faults_of_the_card(self):
         # The second command of a read. The commands that the watcher sends do not count here.
         rows = {"fail": (READ_FAILED, CARD), "wait 700": (GOOD, CARD),

@@ -100,6 +100,9 @@ class Simulator(Service):
     def remove(self):
         self.do("remove")
 
+    def reset_card(self):
+        self.do("other reset")
+
     def hide_usb(self):
         self.do("usb hide")
 

@@ -95,9 +95,6 @@ class Cards(SimulatorTest):
                 client.settimeout(None)
                 simulator.do("other unlock")
                 self.assertTrue(read_all(client).endswith(expected))
-        for _ in range(10):
-            simulator.do("other reset")
-            self.assertEqual(simulator.ask("read"), GOOD)
         # When the card goes, the waiting for it ends.
         simulator.do("other lock")
         simulator.do("remove")

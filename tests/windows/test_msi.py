@@ -207,6 +207,7 @@ class Package(unittest.TestCase):
 
     def test_takes_over_the_service_of_the_earlier_setup_program(self):
         old, new = Service(windows, "Programs/KV500 Service"), Installed(DEFAULT)
+        self.addCleanup(old.mark.release)
         old.create()
         (old.folder / "uninstall.exe").touch()
         (old.folder / "config.txt").write_bytes(SETTINGS)

@@ -2,9 +2,10 @@
 manager."""
 import time
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 from wine import Service, ServiceTest, Windows
-from common import NO_CARD, NO_READER
+from common import CARD, NO_CARD, NO_READER, read_answer
 from scenarios import TWO_PASSES, Scenarios
 
 windows = Windows()
@@ -37,6 +38,17 @@ class WindowsScenarios(Scenarios, ServiceTest):
         time.sleep(TWO_PASSES)
         windows.world("pcsc start")
         service.wait_for_status(NO_CARD)
+
+    def test_another_program_resets_the_card_while_a_read_waits(self):
+        service = self.switch_on(card="mustermann")
+        service.wait_for_status(CARD)
+        windows.world("other lock")
+        with ThreadPoolExecutor() as pool:
+            read = pool.submit(service.ask, "read")
+            time.sleep(0.5)
+            self.assertFalse(read.done())
+            windows.world("other reset", "other unlock")
+            self.assertEqual(read.result(), read_answer("mustermann"))
 
 
 if __name__ == "__main__":

@@ -252,6 +252,9 @@ class Service(common.Service):
     def remove(self):
         self.windows.world("remove")
 
+    def reset_card(self):
+        self.windows.world("other reset")
+
     def hide_usb(self):
         self.usb_is_shown = False
         for number in range(1, self.readers + 1):
