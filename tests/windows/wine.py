@@ -202,8 +202,8 @@ class Service(common.Service):
         self.windows.run("sc", "delete", SERVICE)
 
     def is_gone(self):
-        """Wine ends a process by a signal to each thread. If this meets a thread that holds a lock of
-        the C library, the last thread waits for it forever. A service that has not ended has more."""
+        """When Wine ends a process with several threads, the last of them now and then waits for a lock
+        forever. A service that has not ended has more threads."""
         processes = self.windows.processes("KV500Service.exe")
         for process in processes:
             with contextlib.suppress(OSError):
