@@ -203,7 +203,7 @@ class Service(common.Service):
 
     def is_gone(self):
         """When Wine ends a process with several threads, the last of them now and then waits for a lock
-        forever. A service that has not ended has more threads."""
+        forever: that rest is killed. A service that has not ended has more threads."""
         processes = self.windows.processes("KV500Service.exe")
         for process in processes:
             with contextlib.suppress(OSError):
